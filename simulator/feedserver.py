@@ -1,0 +1,424 @@
+# -*- coding: utf-8 -*-
+"""An HTTP server on 127.0.0.1 that plays the image's feed, and its failures.
+
+A feed is a directory:
+
+    zirknews.xml        the news document
+    zirkdlstat.txt      the download statistics
+    all/Packages        the package index, and beside it the packages
+
+It is served below the path /feed. The base address that the package manager knows ends in
+"/all"; whoever wants another file of the feed replaces "all" in that address by the file's
+name, everywhere it occurs, so nothing else in the address may contain these letters.
+
+    server = FeedServer("sample-feed").start()
+    open("/etc/opkg/all-feed.conf", "w").write(server.conf_line())
+    ...
+    server.fault("zirknews.xml", status=404)
+    server.fault("zirknews.xml", stall="middle", seconds=8)
+    server.clear()
+    server.stop()
+
+On its own: python2.7 -m simulator.feedserver DIRECTORY [PORT]
+"""
+from __future__ import print_function
+
+import BaseHTTPServer
+import errno
+import fcntl
+import os
+import posixpath
+import select
+import signal
+import socket
+import SocketServer
+import struct
+import sys
+import threading
+import urllib
+import zlib
+
+ROOT = "/feed"
+SOURCE_NAME = "Zirk-all"
+
+#: The points of an answer at which a fault can strike: before the status line, between the
+#: headers and the body, after half of the body.
+POINTS = ("headers", "body", "middle")
+
+
+class Fault(object):
+    """What goes wrong with the answers for one path; made by FeedServer.fault()."""
+
+    def __init__(self, status, body, headers, stall, seconds, drop, reset, times):
+        for point in (stall, drop):
+            if point is not None and point not in POINTS:
+                raise ValueError("a fault strikes at one of %s, not at %r"
+                                 % (", ".join(POINTS), point))
+        self.status = status
+        self.body = body
+        self.headers = headers
+        self.stall = stall
+        self.seconds = seconds
+        self.drop = drop
+        self.reset = reset
+        self.times = times
+        self._released = _Signal() if stall else None
+
+    def release(self):
+        """Let the answers that this fault stalls go on, now and from now on."""
+        if self._released:
+            self._released.set()
+
+    def wait(self, connection):
+        """Stall. Return True to go on, False when the client has hung up."""
+        ready = select.select([self._released, connection], [], [], self.seconds)[0]
+        return connection not in ready
+
+    def close(self):
+        """Free the descriptors; no answer may be under way."""
+        if self._released:
+            self._released.close()
+
+
+class FeedServer(object):
+    """Serves one feed directory; files are read when they are asked for.
+
+    directory: path of the feed's directory, a byte string.
+    port: TCP port on 127.0.0.1; 0 takes a free one.
+
+    The port is bound at once, answers come after start(). A stopped server stays stopped;
+    make another one with the same port to have the feed come back.
+
+    url: the feed's base address, ending in "/all".
+    port: the port in use.
+    requests: the paths asked for, in the order in which the requests came in; the user may
+        empty it.
+    """
+
+    def __init__(self, directory, port=0):
+        self.directory = os.path.abspath(directory)
+        self.requests = []
+        self._faults = {}
+        self._retired_faults = []
+        self._lock = threading.Lock()
+        self._stop_asked = _Signal()
+        self._listener = _Listener(("127.0.0.1", port), self)
+        self.port = self._listener.server_address[1]
+        self.url = self.address("all")
+        self._thread = threading.Thread(target=self._accept, name="feed server")
+        self._thread.daemon = True
+
+    def start(self):
+        """Begin to answer. Returns the server itself."""
+        self._thread.start()
+        return self
+
+    def stop(self):
+        """Close the port and every connection, stalled ones included, and end all threads."""
+        self._stop_asked.set()
+        if self._thread.is_alive():
+            self._thread.join()
+        self._listener.server_close()
+        self._listener.hang_up()
+        for fault in self._faults.values() + self._retired_faults:
+            fault.close()
+        self._stop_asked.close()
+
+    def address(self, name):
+        """Return the address of a file of the feed, such as "zirknews.xml"."""
+        return "http://127.0.0.1:%d%s/%s" % (self.port, ROOT, name)
+
+    def conf_line(self):
+        """Return the first line of the feed configuration that leads to this server."""
+        return "src/gz %s %s\n" % (SOURCE_NAME, self.url)
+
+    def fault(self, path, status=200, body=None, headers=(), stall=None, seconds=None,
+              drop=None, reset=False, times=None):
+        """Make the answers for one path go wrong; an earlier fault there is taken back.
+
+        path: a file of the feed ("zirknews.xml", "all/Packages.gz"), or any path of the
+            server when it begins with a slash.
+        status: the HTTP status (an integer). Other than 200, the body is a short text
+            unless one is given.
+        body: a byte string to send instead of the file.
+        headers: further headers, pairs of strings.
+        stall: one of POINTS: stay silent there, with the connection open, for some seconds
+            (a number) or, with None, until release() is called on the result or on the
+            server.
+        drop: one of POINTS: close the connection there, without more. At "middle" the body
+            is shorter than its announced length. A stall at the same point comes first.
+        reset: drop with a TCP reset instead of an orderly end.
+        times: how many requests the fault strikes; None is all of them.
+
+        Returns the Fault.
+        """
+        fault = Fault(status, body, headers, stall, seconds, drop, reset, times)
+        with self._lock:
+            self._retire(self._path(path))
+            self._faults[self._path(path)] = fault
+        return fault
+
+    def release(self):
+        """Let all stalled answers go on; their faults don't stall again."""
+        with self._lock:
+            faults = self._faults.values() + self._retired_faults
+        for fault in faults:
+            fault.release()
+
+    def clear(self, path=None):
+        """Take back the fault of one path, or all faults; what stalls meanwhile goes on."""
+        with self._lock:
+            for key in list(self._faults) if path is None else [self._path(path)]:
+                self._retire(key)
+
+    def __enter__(self):
+        return self.start()
+
+    def __exit__(self, *_):
+        self.stop()
+
+    @staticmethod
+    def _path(path):
+        return path if path.startswith("/") else ROOT + "/" + path
+
+    def _retire(self, path):
+        """Take a fault back. What it stalls goes on, so it is not closed before stop()."""
+        fault = self._faults.pop(path, None)
+        if fault is not None and fault.stall:
+            fault.release()
+            self._retired_faults.append(fault)
+
+    def _accept(self):
+        while True:
+            ready = select.select([self._listener, self._stop_asked], [], [])[0]
+            if self._stop_asked in ready:
+                return
+            self._listener.handle_request()
+
+    def _note_request(self, path):
+        """Note a request. Returns the fault that strikes it, or None."""
+        self.requests.append(path)
+        with self._lock:
+            fault = self._faults.get(path)
+            if fault is not None and fault.times is not None:
+                if fault.times == 0:
+                    return None
+                fault.times -= 1
+            return fault
+
+    def _read_file(self, path):
+        """Return the content of the file that a request path names, None when there is none.
+
+        A file NAME.gz that is missing is made of NAME.
+        """
+        path = urllib.unquote(path.split("?")[0])
+        if posixpath.normpath(path) != path or not path.startswith(ROOT + "/"):
+            return None
+        name = os.path.join(self.directory, path[len(ROOT) + 1:])
+        content = _read(name)
+        if content is None and name.endswith(".gz"):
+            content = _read(name[:-3])
+            if content is not None:
+                content = _gzip(content)
+        return content
+
+
+class _Listener(SocketServer.ThreadingMixIn, BaseHTTPServer.HTTPServer):
+    """The listening socket, and a thread for each connection."""
+
+    daemon_threads = True
+    request_queue_size = 16
+    timeout = 0  # the caller of handle_request() has waited already
+
+    def __init__(self, address, feed):
+        self.feed = feed
+        self._connections = {}
+        self._lock = threading.Lock()
+        BaseHTTPServer.HTTPServer.__init__(self, address, _Handler)
+        _close_on_exec(self.socket)
+
+    def server_bind(self):
+        # Not HTTPServer's: that one asks the name service for the machine's full name.
+        SocketServer.TCPServer.server_bind(self)
+        self.server_name, self.server_port = self.server_address
+
+    def get_request(self):
+        connection, peer = self.socket.accept()
+        _close_on_exec(connection)
+        return connection, peer
+
+    def process_request(self, request, client_address):
+        thread = threading.Thread(target=self.process_request_thread,
+                                  args=(request, client_address), name="feed connection")
+        thread.daemon = True
+        with self._lock:
+            self._connections[thread] = request
+        thread.start()
+
+    def process_request_thread(self, request, client_address):
+        try:
+            SocketServer.ThreadingMixIn.process_request_thread(self, request, client_address)
+        finally:
+            with self._lock:
+                del self._connections[threading.current_thread()]
+
+    def hang_up(self):
+        """Shut all connections down and wait for their threads."""
+        with self._lock:
+            connections = self._connections.items()
+        for thread, connection in connections:
+            try:
+                connection.shutdown(socket.SHUT_RDWR)
+            except socket.error:
+                pass  # closed by its own thread meanwhile
+            thread.join()
+
+    def handle_error(self, request, client_address):
+        if not isinstance(sys.exc_info()[1], socket.error):
+            BaseHTTPServer.HTTPServer.handle_error(self, request, client_address)
+
+
+class _Dropped(Exception):
+    """The connection ends here, whatever is still missing of the answer."""
+
+
+class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
+    """Answers one request, as HTTP/1.0 does."""
+
+    server_version = "feed"
+    sys_version = ""
+    wbufsize = -1  # one segment for all headers; flushed at each point
+
+    def do_GET(self):
+        feed = self.server.feed
+        fault = feed._note_request(self.path)
+        status = 200 if fault is None else fault.status
+        body = None if fault is None else fault.body
+        if body is None and status == 200:
+            body = feed._read_file(self.path)
+            if body is None:
+                status = 404
+        if body is None:
+            body = "%d %s\n" % (status, self.responses.get(status, ("",))[0])
+        try:
+            self._reach("headers", fault)
+            self.send_response(status)
+            self.send_header("Content-Type", _content_type(self.path, status))
+            self.send_header("Content-Length", str(len(body)))
+            for name, value in () if fault is None else fault.headers:
+                self.send_header(name, value)
+            self.end_headers()
+            if self.command == "HEAD":
+                return
+            self._reach("body", fault)
+            half = len(body) // 2
+            self.wfile.write(body[:half])
+            self._reach("middle", fault)
+            self.wfile.write(body[half:])
+        except _Dropped:
+            pass
+
+    do_HEAD = do_GET
+
+    def _reach(self, point, fault):
+        """Come to a point of the answer: stall or drop there if the fault says so."""
+        if fault is None:
+            return
+        if fault.stall == point:
+            self.wfile.flush()
+            if not fault.wait(self.connection):
+                raise _Dropped
+        if fault.drop == point:
+            self.wfile.flush()
+            if fault.reset:
+                # With a linger time of zero, close() resets the connection.
+                self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
+                                           struct.pack("ii", 1, 0))
+                self.connection.close()
+            raise _Dropped
+
+    def log_message(self, *_):
+        pass
+
+
+class _Signal(object):
+    """A flag that select() can wait for, with an exact time-out and without polling.
+
+    (threading.Event of this Python polls when it waits with a time-out.)
+    """
+
+    def __init__(self):
+        self._reader, self._writer = os.pipe()
+        _close_on_exec(self._reader)
+        _close_on_exec(self._writer)
+        self._lock = threading.Lock()
+
+    def fileno(self):
+        return self._reader
+
+    def set(self):
+        with self._lock:
+            if self._writer is not None:
+                os.close(self._writer)  # the end of file stays readable for everyone
+                self._writer = None
+
+    def close(self):
+        self.set()
+        if self._reader is not None:
+            os.close(self._reader)
+            self._reader = None
+
+
+def _close_on_exec(descriptor):
+    """Keep a descriptor out of the commands that this process starts.
+
+    Without this a command that outlives the server would hold its connections open.
+    """
+    flags = fcntl.fcntl(descriptor, fcntl.F_GETFD)
+    fcntl.fcntl(descriptor, fcntl.F_SETFD, flags | fcntl.FD_CLOEXEC)
+
+
+def _read(name):
+    try:
+        with open(name, "rb") as stream:
+            return stream.read()
+    except IOError as e:
+        if e.errno in (errno.ENOENT, errno.EISDIR, errno.ENOTDIR):
+            return None
+        raise
+
+
+def _gzip(content):
+    packer = zlib.compressobj(9, zlib.DEFLATED, 16 + zlib.MAX_WBITS)  # 16: a gzip header
+    return packer.compress(content) + packer.flush()
+
+
+def _content_type(path, status):
+    if status != 200:
+        return "text/plain"
+    extension = posixpath.splitext(path)[1]
+    return {".xml": "text/xml", ".txt": "text/plain"}.get(extension, "application/octet-stream")
+
+
+def main(arguments):
+    """Serve a feed until interrupted. Prints the line for the feed configuration.
+
+    arguments: the directory, and optionally the port. Returns the exit status.
+    """
+    if not 1 <= len(arguments) <= 2 or not os.path.isdir(arguments[0]):
+        print("usage: python2.7 -m simulator.feedserver DIRECTORY [PORT]", file=sys.stderr)
+        return 2
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    with FeedServer(arguments[0], *[int(port) for port in arguments[1:]]) as server:
+        sys.stdout.write(server.conf_line())
+        sys.stdout.flush()
+        try:
+            while True:
+                signal.pause()
+        except KeyboardInterrupt:
+            pass
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
