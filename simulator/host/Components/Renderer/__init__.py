@@ -1,0 +1,1 @@
+"""What draws a source: the skin names one for each."""

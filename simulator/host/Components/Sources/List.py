@@ -1,0 +1,54 @@
+"""Rows of tuples. The list box that renders them keeps the index; without one there is none."""
+
+from Components.Sources.Source import Source
+
+
+class List(Source):
+
+    def __init__(self, list=[], enableWrapAround=False):
+        Source.__init__(self)
+        self._list = list
+        self.enableWrapAround = enableWrapAround
+        self.onSelectionChanged = []
+        self.master = None  # the list box, while one renders this list
+
+    def getList(self):
+        return self._list
+
+    def setList(self, list):
+        self._list = list
+        self.changed()
+        self.selectionChanged()
+
+    list = property(lambda self: self.getList(), lambda self, list: self.setList(list))
+
+    def updateList(self, list):
+        """Put in rows of the same number; the selection stays and nobody is told of one."""
+        assert len(list) == len(self._list)
+        self._list = list
+        self.changed()
+
+    def getIndex(self):
+        return None if self.master is None else self.master.getIndex()
+
+    def setIndex(self, index):
+        if self.master is not None:
+            self.master.setIndex(index)
+            self.selectionChanged()
+
+    index = property(lambda self: self.getIndex(), lambda self, index: self.setIndex(index))
+
+    def getCurrent(self):
+        index = self.getIndex()
+        if index is None or index >= len(self._list):
+            return None
+        return self._list[index]
+
+    current = property(lambda self: self.getCurrent())
+
+    def count(self):
+        return len(self._list)
+
+    def selectionChanged(self):
+        for function in self.onSelectionChanged[:]:
+            function()

@@ -1,0 +1,1 @@
+"""Elements that are drawn through a renderer which the skin chooses."""

@@ -1,0 +1,1 @@
+"""Parts of screens and services of the host."""

@@ -1,0 +1,15 @@
+"""Screens that wait until no other is open."""
+
+notifications = []  # (callback or None, screen class, arguments, keyword arguments)
+notificationAdded = []  # functions to call after one was put in
+
+
+def AddNotification(screen, *args, **kwargs):
+    AddNotificationWithCallback(None, screen, *args, **kwargs)
+
+
+def AddNotificationWithCallback(fnc, screen, *args, **kwargs):
+    """Queue screen(session, *args, **kwargs); fnc gets what it closes with."""
+    notifications.append((fnc, screen, args, kwargs))
+    for function in notificationAdded[:]:
+        function()

@@ -1,0 +1,296 @@
+"""A simulated receiver for tests, the tour and the terminal. README.md beside this describes it."""
+
+import __builtin__
+import collections
+import gettext
+import os
+import subprocess
+import sys
+
+import Components.config
+import Screens.Ipkg
+import Tools.HardwareInfoVu
+import enigma
+import keymap
+import skin
+from Screens.ChoiceBox import ChoiceBox
+from Screens.MessageBox import MessageBox
+from Tools import Notifications
+from simulator import plugin_files, view
+from simulator.loop import StillRunning, main_loop  # noqa: F401 - StillRunning is for callers
+from simulator.session import Session
+
+FEED_CONFIGURATION = "/etc/opkg/all-feed.conf"
+MODULE_FILES = ("/tmp/.package.tmp", "/tmp/.updatecache", "/tmp/.installed")
+PLUGIN_SCREENS = ("AllNews", "ZirkUpdateInfo", "BackupSuite")
+
+_shared_instances = {}  # combination of what the module reads at its import: its instance
+_current = []  # the receiver that lives
+
+
+class Receiver(object):
+
+    def __init__(self, model="duo2", image_version="3.1.0", feed_url=None, encoding="utf-8",
+                 screens=PLUGIN_SCREENS, check_for_updates=24, show_notification=True,
+                 language=None, module=None, plugin_package=True, fresh=False, load=True,
+                 raise_errors=True, late_callbacks=False, ipkg_result=True):
+        _require_sandbox()
+        for other in _current:
+            other.close()
+        _current.append(self)
+        self._patches = []
+        self.loop = main_loop
+        self.loop.reset()
+        self.loop.raise_errors = raise_errors
+        self.config = Components.config.config
+        self.session = Session(self.loop)
+        keymap.reset()
+        skin.loadDefaultSkin(leave_out=set(PLUGIN_SCREENS) - set(screens))
+        Components.config.initUsageConfig(check_for_updates, show_notification)
+        Tools.HardwareInfoVu.HardwareInfoVu.device_name = model
+        enigma.zirk_version = image_version
+        enigma.eConsoleAppContainer.late_callbacks = late_callbacks
+        Screens.Ipkg.Ipkg.closes_with_value = ipkg_result
+        _set_default_encoding(encoding)
+        _set_language(language)
+        _write_feed_configuration(feed_url)
+        for name in MODULE_FILES:
+            if os.path.lexists(name):
+                os.remove(name)
+        module = os.path.abspath(module or os.environ["KELVARO_MODULE"])
+        combination = (module, plugin_package, model, image_version)
+        self._instance = None if fresh else _shared_instances.get(combination)
+        if self._instance is None:
+            self._instance = plugin_files.Instance(module, plugin_package)
+            if not fresh:
+                _shared_instances[combination] = self._instance
+        self._instance.activate()
+        self.plugin_path = plugin_files.DIRECTORY
+        if load:
+            self.load()
+
+    # Life.
+
+    def load(self):
+        """Import the module, if that has not happened yet; return it."""
+        if self.module is None:
+            self._instance.load()
+        if self.plugin is not None:
+            self.plugin.Plugins(self.plugin_path)
+        return self.module
+
+    def patch(self, owner, name, value):
+        """setattr(owner, name, value) until close(); return the old value, None if none."""
+        missing = object()
+        # vars() and not getattr(): what a class inherits is not put into it at the end.
+        self._patches.append((owner, name, vars(owner).get(name, missing), missing))
+        old = getattr(owner, name, None)
+        setattr(owner, name, value)
+        return old
+
+    def close(self):
+        """End the receiver: its commands, screens and patches."""
+        if self not in _current:
+            return
+        _current.remove(self)
+        self.loop.reset()
+        while self.session.stack:
+            self.session.stack.pop().doClose()
+        while self._patches:
+            owner, name, old, missing = self._patches.pop()
+            if old is missing:
+                delattr(owner, name)
+            else:
+                setattr(owner, name, old)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    # Parts.
+
+    module = property(lambda self: self._instance.module)
+    plugin = property(lambda self: self._instance.plugin)
+    screen = property(lambda self: self.session.current_dialog)
+    stack = property(lambda self: list(self.session.stack))
+
+    # Driving.
+
+    def start_plugin(self):
+        """What happens at the start of the GUI's session."""
+        if self.plugin is not None:
+            self.loop.call(self.plugin.sessionstart, self.session)
+        else:
+            notifier = self.module.update_notification
+            self.loop.call(notifier.setSession, self.session, self.plugin_path)
+            self.loop.call(notifier.init_timer)
+
+    def open_news(self):
+        """Choose the plug-in's menu entry; return the screen."""
+        if self.plugin is not None:
+            self.loop.call(self.plugin.main, self.session)
+        else:
+            self.loop.call(self.session.open, self.module.AllNews, self.plugin_path)
+        self.loop.run_due()
+        return self.screen
+
+    def press(self, *keys):
+        """Press keys; True when the last one was taken. Does not wait for commands."""
+        taken = None
+        for key in keys:
+            taken = self.loop.call(keymap.press, key)
+            self.loop.run_due()
+        return taken
+
+    def pass_time(self, seconds):
+        self.loop.pass_time(seconds)
+
+    def settle(self):
+        self.loop.settle()
+
+    def answer(self, yes):
+        """Answer the message box in front."""
+        if not isinstance(self.screen, MessageBox):
+            raise LookupError("there is no message box in front")
+        values = [row[1] for row in self.screen["list"].list]
+        if values:
+            self._move_to(values.index(yes))
+        self.press("ok")
+
+    def choose(self, text):
+        """Choose the row whose text is, or starts with, `text`."""
+        if not isinstance(self.screen, ChoiceBox):
+            raise LookupError("there is no chooser in front")
+        rows = self.rows()
+        matches = [row for row in rows if row == text] or [
+            row for row in rows if row.startswith(text)]
+        if not matches:
+            raise LookupError("no row starts with '%s'; there are %r" % (text, rows))
+        self._move_to(rows.index(matches[0]))
+        self.press("ok")
+
+    def _move_to(self, row):
+        while self.cursor != row:
+            self.press("down" if self.cursor < row else "up")
+
+    def hold(self):
+        self.loop.held = True
+
+    def release(self):
+        self.loop.held = False
+
+    def finish(self, command=None):
+        """While held: wait for this command, or the first one, and deliver its end."""
+        for container in self.loop.running:
+            if command in (None, container.command):
+                self.loop.finish(container)
+                return
+        raise LookupError("the command '%s' does not run" % command if command
+                          else "no command runs")
+
+    # Looking.
+
+    @property
+    def _list(self):
+        lists = [] if self.screen is None else view.lists(self.screen)
+        return lists[0] if lists else None
+
+    def rows(self):
+        return [] if self._list is None else [row["text"] for row in view.rows(self._list)]
+
+    def icons(self):
+        return [] if self._list is None else [row["icon"] for row in view.rows(self._list)]
+
+    @property
+    def cursor(self):
+        return None if self._list is None else self._list.getIndex()
+
+    def text(self, name):
+        """The text of a widget or source of the screen in front."""
+        return self.screen[name].getText()
+
+    def page(self, name="update"):
+        """The lines of a scrolling text that are on the screen."""
+        return self.screen[name].visibleLines()
+
+    def show(self):
+        """The screen in front as text."""
+        return view.draw(view.describe(self.screen))
+
+    @property
+    def title(self):
+        return None if self.screen is None else self.screen.getTitle()
+
+    @property
+    def layout(self):
+        """The name of the skin's screen that the screen in front is drawn as; None if blank."""
+        return None if self.screen is None else self.screen.layout
+
+    @property
+    def seconds_left(self):
+        return self.screen.secondsLeft() if isinstance(self.screen, MessageBox) else None
+
+    def timers(self):
+        return [timer.due - self.loop.now for timer in self.loop.armed_timers()]
+
+    running = property(lambda self: [container.command for container in self.loop.running])
+    commands = property(lambda self: self.loop.commands)
+    errors = property(lambda self: self.loop.errors)
+    notifications = property(lambda self: len(Notifications.notifications))
+
+    @property
+    def patience(self):
+        return self.loop.patience
+
+    @patience.setter
+    def patience(self, seconds):
+        self.loop.patience = seconds
+
+
+Result = collections.namedtuple("Result", "status stdout stderr")
+
+
+def run_fresh(code, **environment):
+    """Run the Python text `code` in a new interpreter, with these variables set as well.
+
+    Returns its exit status, standard output and standard error.
+    """
+    process = subprocess.Popen([sys.executable, "-O", "-c", code],
+                               env=dict(os.environ, **environment),
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, close_fds=True)
+    stdout, stderr = process.communicate()
+    return Result(process.returncode, stdout, stderr)
+
+
+def _require_sandbox():
+    # Set by tools/sandbox; without it /etc and /tmp would be the machine's own.
+    if "KELVARO_ROOT" not in os.environ:
+        raise RuntimeError("the simulated receiver runs only inside the sandbox: "
+                           "tools/sandbox python2.7 -O ...")
+
+
+def _set_default_encoding(encoding):
+    if not hasattr(sys, "setdefaultencoding"):
+        # The interpreter has hidden it; reloading also resets the three streams.
+        streams = sys.stdin, sys.stdout, sys.stderr
+        reload(sys)
+        sys.stdin, sys.stdout, sys.stderr = streams
+    sys.setdefaultencoding(encoding)
+
+
+def _set_language(catalogue):
+    if catalogue is None:
+        __builtin__._ = lambda text: text
+    else:
+        with open(catalogue, "rb") as content:
+            __builtin__._ = gettext.GNUTranslations(content).gettext
+
+
+def _write_feed_configuration(url):
+    if url is not None:
+        with open(FEED_CONFIGURATION, "w") as configuration:
+            configuration.write("src/gz Zirk-all %s\n" % url)
+    elif os.path.lexists(FEED_CONFIGURATION):
+        os.remove(FEED_CONFIGURATION)
