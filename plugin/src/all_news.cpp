@@ -1,0 +1,370 @@
+#include "all_news.h"
+
+namespace kelvaro {
+
+using namespace python;
+
+namespace {
+
+Ref icon(const Globals& global, Name file) {
+  return global("LoadPixmap")(
+      {named("cached", true),
+       named("path", global("resolveFilename")({global("SCOPE_PLUGINS"), file}))});
+}
+
+// Nothing is fetched here: the screen shows at once, with a row that asks for patience.
+Ref init(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+  const Ref& session = args[1];
+  const Ref& pluginPath = args[2];
+
+  AT(178) global("Screen").attr("__init__")({self, session});
+  AT(179) self.set("skinName", list({"AllNews", "BackupSuite"}));
+  AT(180) self.set("skin_path", pluginPath);
+  AT(181) self.set("session", session);
+  AT(182) self.set("title", global("_")("News about ZIRK"));
+  AT(183) self.setItem("title", global("StaticText")(self.attr("title")));
+  AT(184)
+  self.set("png_normal", icon(global, "SystemPlugins/ZIRKPanel/pictures/update_normal.png"));
+  AT(185) self.set("png_info", icon(global, "SystemPlugins/ZIRKPanel/pictures/update_info.png"));
+  AT(186)
+  self.set("png_urgent", icon(global, "SystemPlugins/ZIRKPanel/pictures/update_urgent.png"));
+  AT(187)
+  self.set("list",
+           list({tuple({"loading", global("_")("Please wait ..."), self.attr("png_info")})}));
+  AT(188) self.setItem("menu", global("List")(self.attr("list")));
+  AT(189) self.setItem("status", global("Label")());
+  AT(190) self.setItem("header", global("Label")(global("header")));
+  AT(191) self.setItem("key_red", global("StaticText")(global("_")("Exit")));
+  AT(192) self.setItem("key_green", global("StaticText")(global("_")("Update")));
+  AT(193) self.setItem("key_blue", global("StaticText")(global("_")("show Updates")));
+  AT(194) self.setItem("key_yellow", global("StaticText")(global("_")("Top 20")));
+  AT(195) self.setItem("key_info", global("StaticText")());
+  AT(196)
+  self.setItem("shortcuts", global("ActionMap")({list({"SetupActions", "ColorActions"}),
+                                                 dict({
+                                                     {"ok", self.attr("runMenuEntry")},
+                                                     {"cancel", self.attr("keyCancel")},
+                                                     {"green", self.attr("greenKey")},
+                                                     {"red", self.attr("keyCancel")},
+                                                     {"blue", self.attr("blueKey")},
+                                                     {"yellow", self.attr("keyYellow")},
+                                                 }),
+                                                 -2}));
+  AT(205) self.attr("onLayoutFinish").attr("append")(self.attr("setMenu"));
+  return none();
+}
+
+// --- Top 20: the most downloaded packages, by category.
+
+// Sorts the statistics into the package choices of the three categories and opens the chooser.
+Ref keyYellow(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+
+  AT(216) Ref statistics = global("getDownloadStats")();
+  AT(217)
+  if (statistics.isNone()) {
+    AT(218) return none();
+  }
+  AT(219) Ref lines = statistics.attr("split")("\n");
+  AT(220) self.set("extensions", list());
+  AT(221) self.set("systemplugins", list());
+  AT(222) self.set("skins", list());
+  AT(223) Ref installed = global("getInstalled")();
+  enum { kNone, kExtensions, kSystemPlugins, kSkins } section = kNone;
+  AT(225)
+  for (const Ref& line : each(lines, at)) {
+    AT(226)
+    if (line.equals("EXTENSIONS")) {
+      section = kExtensions;
+      continue;
+    }
+    AT(228)
+    if (line.equals("SYSTEMPLUGINS")) {
+      section = kSystemPlugins;
+      continue;
+    }
+    AT(230)
+    if (line.equals("SKINS")) {
+      section = kSkins;
+      continue;
+    }
+    AT(233) Ref fields = line.attr("split")(";");
+    AT(234)
+    if (global("len")(fields).lessThan(2)) {
+      continue;
+    }
+    AT(236) Ref name = fields.item(0).attr("title")();
+    Ref package = "enigma2-plugin-";
+    if (section == kExtensions) {
+      AT(239) package = package.plus("extensions-");
+    } else if (section == kSystemPlugins) {
+      AT(241) package = package.plus("systemplugins-");
+    } else if (section == kSkins) {
+      AT(243) package = package.plus("skin-");
+    }
+    AT(244) package = package.plus(fields.item(0));
+    AT(245) Ref count = fields.item(1);
+    AT(246) Ref action = Ref(" - ").plus(global("_")("Remove"));
+    AT(247)
+    if (!installed.contains(package)) {
+      AT(248) action = Ref(" - ").plus(global("_")("Install"));
+      AT(249) package = package.plus("_install");
+    } else {
+      AT(251) package = package.plus("_installed");
+    }
+    AT(252)
+    Ref label = name.plus("   (").plus(global("str")(count)).plus(")").plus(action);
+    if (section == kExtensions) {
+      AT(254) self.attr("extensions").attr("append")(tuple({label, package}));
+    } else if (section == kSystemPlugins) {
+      AT(256) self.attr("systemplugins").attr("append")(tuple({label, package}));
+    } else if (section == kSkins) {
+      AT(258) self.attr("skins").attr("append")(tuple({label, package}));
+    }
+  }
+  AT(259) self.set("c_l", list());
+  AT(260)
+  if (self.attr("extensions").truthy()) {
+    AT(261) self.attr("c_l").attr("append")(tuple({global("_")("Extensions"), "extensions"}));
+  }
+  AT(262)
+  if (self.attr("systemplugins").truthy()) {
+    AT(263)
+    self.attr("c_l").attr("append")(tuple({global("_")("Systemplugins"), "systemplugins"}));
+  }
+  AT(264)
+  if (self.attr("skins").truthy()) {
+    AT(265) self.attr("c_l").attr("append")(tuple({global("_")("Skins"), "skins"}));
+  }
+  AT(266) self.attr("selectTop")();
+  return none();
+}
+
+Ref selectTop(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+
+  AT(270)
+  self.attr("session").attr("openWithCallback")(
+      {self.attr("gotTopSelection"), global("ChoiceBox"), named("title", global("_")("Top 20")),
+       named("list", self.attr("c_l")), named("keys", false)});
+  return none();
+}
+
+// A category was chosen: offer its packages. None was: the news list is in front again.
+Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+  const Ref& category = args[1];
+
+  AT(273) Ref choices = list();
+  Ref suffix = "";
+  AT(275)
+  if (!category.isNone()) {
+    AT(276)
+    if (category.item(1).equals("extensions")) {
+      AT(277) choices = self.attr("extensions");
+      AT(278) suffix = Ref(" - ").plus(global("_")("Extensions"));
+    } else if (at(279), category.item(1).equals("skins")) {
+      AT(280) choices = self.attr("skins");
+      AT(281) suffix = Ref(" - ").plus(global("_")("Skins"));
+    } else if (at(282), category.item(1).equals("systemplugins")) {
+      AT(283) choices = self.attr("systemplugins");
+      AT(284) suffix = Ref(" - ").plus(global("_")("Systemplugins"));
+    }
+  }
+  AT(285)
+  if (choices.truthy()) {
+    AT(286)
+    self.attr("session").attr("openWithCallback")(
+        {self.attr("exitChoiceBox"), global("ChoiceBox"),
+         named("title", global("_")("Top 20").plus(suffix)), named("list", choices),
+         named("keys", false)});
+  }
+  return none();
+}
+
+// A package was chosen: install or remove it, after a refresh of the package lists.
+Ref exitChoiceBox(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+  const Ref& package = args[1];
+
+  AT(289)
+  if (package.isNone() || global("len")(package).differs(2)) {
+    AT(290) self.attr("selectTop")();
+    AT(291) return none();
+  }
+  AT(292)
+  Ref commands = list({tuple({global("IpkgComponent").attr("CMD_UPDATE"), none()})});
+  AT(293)
+  if (package.item(1).attr("endswith")("_installed").truthy()) {
+    AT(294)
+    commands.append(tuple(
+        {global("IpkgComponent").attr("CMD_REMOVE"),
+         dict({{"package", Ref("--force-depends --autoremove ")
+                               .plus(package.item(1).attr("replace")({"_installed", ""}))}})}));
+  } else if (at(295), package.item(1).attr("endswith")("_install").truthy()) {
+    AT(296)
+    commands.append(
+        tuple({global("IpkgComponent").attr("CMD_INSTALL"),
+               dict({{"package", package.item(1).attr("replace")({"_install", ""})}})}));
+  }
+  AT(297)
+  self.attr("session").attr("openWithCallback")(
+      {self.attr("ipkg_action_finished"), global("Ipkg"), named("cmdList", commands)});
+  return none();
+}
+
+// Some hosts' package screen closes without a value, so there may be no argument.
+Ref ipkgActionFinished(const Args& args, const Globals& /*global*/, Line& at) {
+  AT(300) args[0].attr("keyYellow")();
+  return none();
+}
+
+// --- The other colour keys.
+
+Ref greenKey(const Args& args, const Globals& global, Line& at) {
+  AT(303) args[0].attr("session").attr("open")(global("UpdatePlugin"));
+  return none();
+}
+
+Ref blueKey(const Args& args, const Globals& /*global*/, Line& at) {
+  AT(306) args[0].attr("runMenuEntry")(named("show_upgradable", true));
+  return none();
+}
+
+// --- The list of news.
+
+// Leaves the host a moment to draw the screen before createMenu blocks it.
+Ref setMenu(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+
+  AT(309) self.set("delayTimer", global("eTimer")());
+  AT(310) self.attr("delayTimer").attr("start")({100, true});
+  AT(311) self.attr("delayTimer").attr("callback").attr("append")(self.attr("createMenu"));
+  return none();
+}
+
+Ref createMenu(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+  Ref message;  // chosen for the failures that parse_xml has; others stop at its use
+
+  AT(315) self.set("list", list());
+  AT(316) Ref status = global("parse_xml")();
+  AT(317)
+  if (status.equals(1)) {
+    AT(318)
+    for (const Ref& entry : each(global("load_cache")(), at)) {
+      AT(319) Ref kind = global("str")(entry.item(2));
+      AT(320) Ref pixmap = self.attr("png_normal");
+      AT(321)
+      if (kind.equals("urgent")) {
+        AT(322) pixmap = self.attr("png_urgent");
+      } else if (at(323), kind.equals("info")) {
+        AT(324) pixmap = self.attr("png_info");
+      }
+      AT(325)
+      self.attr("list").attr("append")(tuple({entry, global("str")(entry.item(0)), pixmap}));
+    }
+  } else if (at(326), status.equals(2)) {
+    AT(327)
+    message = global("_")("It seems that your Internet connection is not ok, please check it");
+  } else if (at(328), status.equals(3)) {
+    AT(329)
+    message =
+        global("_")("The news file can not be analyzed, please be patient and try again later");
+  }
+  AT(330) self.item("menu").attr("updateList")(self.attr("list"));
+  AT(331)
+  if (status.greaterThan(1)) {
+    AT(332)
+    self.attr("session").attr("open")({global("MessageBox"), message.boundAs("message"),
+                                       global("MessageBox").attr("TYPE_ERROR"),
+                                       named("timeout", 30)});
+  }
+  return none();
+}
+
+Ref runMenuEntry(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+  const Ref& showUpgradable = args[1];
+
+  AT(337) Ref index = self.item("menu").attr("getIndex")();
+  AT(338)
+  if (index.truthy() || global("len")(self.attr("list")).differs(0)) {
+    AT(339)
+    self.attr("session").attr("openWithCallback")(
+        {self.attr("setMenuIndex"), global("ZirkUpdateInfo"), index, showUpgradable});
+  }
+  return none();
+}
+
+// The detail screen has closed and says at which entry.
+Ref setMenuIndex(const Args& args, const Globals& /*global*/, Line& at) {
+  AT(342) args[0].item("menu").attr("setIndex")(args[1]);
+  return none();
+}
+
+// Red and cancel: the news live only as long as the screen.
+Ref keyCancel(const Args& args, const Globals& global, Line& at) {
+  const Ref& self = args[0];
+
+  AT(345) self.set("list", none());
+  AT(346)
+  for (const Ref& path : {global("packagetmpfile"), global("cache_file")}) {
+    AT(347)
+    if (global("fileExists")(path).truthy()) {
+      AT(348) global("remove")(path);
+    }
+  }
+  AT(349) self.attr("close")();
+  return none();
+}
+
+Ref zero() { return 0; }
+Ref no() { return false; }
+
+const Function kMethods[] = {
+    {"__init__",
+     177,
+     init,
+     {"self", "session", "plugin_path", {"args", zero}},
+     "Build the screen; plugin_path is the plug-in's directory, args is not used."},
+    {"keyYellow", 215, keyYellow, {"self"}, "Offer the most downloaded packages."},
+    {"selectTop", 269, selectTop, {"self"}, "Open the chooser of the categories."},
+    {"gotTopSelection",
+     272,
+     gotTopSelection,
+     {"self", "ret"},
+     "Open the chooser of the packages of the category ret, a tuple (title, key) or None."},
+    {"exitChoiceBox",
+     288,
+     exitChoiceBox,
+     {"self", "ret"},
+     "Install or remove the package of ret, a tuple (label, action key) or None."},
+    {"ipkg_action_finished",
+     299,
+     ipkgActionFinished,
+     {"self", {"ret", none}},
+     "Start again with fresh lists; ret is not used."},
+    {"greenKey", 302, greenKey, {"self"}, "Open the software update screen."},
+    {"blueKey", 305, blueKey, {"self"}, "Open the view of the upgradable packages."},
+    {"setMenu", 308, setMenu, {"self"}, "Have the list filled in a moment."},
+    {"createMenu", 314, createMenu, {"self"}, "Fetch the news and fill the list."},
+    {"runMenuEntry",
+     336,
+     runMenuEntry,
+     {"self", {"show_upgradable", no}},
+     "Open the selected entry, or with show_upgradable the upgradable packages."},
+    {"setMenuIndex",
+     341,
+     setMenuIndex,
+     {"self", {"idx", zero}},
+     "Put the cursor on the row with the number idx."},
+    {"keyCancel", 344, keyCancel, {"self"}, "Remove the scratch files and close."},
+};
+
+}  // namespace
+
+Functions allNewsMethods() { return Functions(kMethods); }
+
+}  // namespace kelvaro

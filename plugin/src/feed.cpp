@@ -1,0 +1,212 @@
+#include "feed.h"
+
+#include "receiver.h"
+
+namespace kelvaro {
+
+using namespace python;
+
+namespace {
+
+// What parse_xml returns. A document that is not well-formed counts as a server out of reach.
+constexpr int kFetched = 1;
+constexpr int kHttpError = 2;
+constexpr int kUnreachable = 3;
+
+// Stores the news list where load_cache finds it.
+Ref writeCache(const Args& args, const Globals& global, Line& at) {
+  const Ref& news = args[0];
+
+  AT(89)
+  if (!global("os_path")
+           .attr("isdir")(global("os_path").attr("dirname")(global("cache_file")))
+           .truthy()) {
+    try {
+      AT(91)
+      osFunction(global, "mkdir")(global("os_path").attr("dirname")(global("cache_file")));
+    } catch (const PythonError&) {
+      Caught error(at);
+      AT(92)
+      if (!error.is(global("OSError"))) {
+        error.rethrow();
+      }
+    }
+  }
+  AT(94) Ref file = global("open")({global("cache_file"), "w"});
+  AT(95) global("dump")({news, file, -1});
+  AT(96) file.attr("close")();
+  return none();
+}
+
+Ref loadCache(const Args& /*args*/, const Globals& global, Line& at) {
+  AT(99) Ref file = global("open")(global("cache_file"));
+  AT(100) Ref news = global("load")(file);
+  AT(101) file.attr("close")();
+  AT(102) return news;
+}
+
+Ref newsDocument() { return "zirknews.xml"; }
+
+// The address of a file on the feed server, made from the package feed's own address.
+Ref newsURL(const Args& args, const Globals& global, Line& at) {
+  const Ref& fileName = args[0];
+
+  AT(105) Ref file = global("open")({"/etc/opkg/all-feed.conf", "r"});
+  // Strips a set of characters, not a prefix: an address that begins with one of them, or a line
+  // without its line feed that ends with one, loses it too.
+  AT(106) Ref address = file.attr("readline")().attr("strip")("src/gz Zirk-all ");
+  AT(107) file.attr("close")();
+  AT(108) address = address.attr("strip")();
+  AT(109) address = address.attr("replace")({"all", fileName});  // every "all", wherever it stands
+  AT(110) return address;
+}
+
+// Whether an element is for other receivers only. An empty `require` is for none.
+Ref skipEntry(const Args& args, const Globals& global, Line& at) {
+  const Ref& entry = args[0];
+
+  AT(113)
+  if (entry.attr("hasAttribute")("require").truthy()) {
+    AT(114) Ref models = entry.attr("getAttribute")("require").attr("split")(",");
+    AT(115)
+    if (models.truthy() && !models.contains(global("vumodel"))) {
+      AT(116) return true;
+    }
+  }
+  AT(117) return false;
+}
+
+// The body that the server sends for an address; each network step may take 5 seconds.
+Ref fetch(const Globals& global, const Ref& address) {
+  return global("urllib2").attr("urlopen")({address, none(), 5.0}).attr("read")();
+}
+
+Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
+  AT(120) Ref address = global("newsURL")("zirkdlstat.txt");
+  Ref statistics;
+  try {
+    AT(122) statistics = fetch(global, address);
+  } catch (const PythonError&) {
+    // The HTTP handler comes first: an HTTPError is a URLError too.
+    Caught error(at);
+    AT(123)
+    if (error.is(global("urllib2").attr("HTTPError"))) {
+      AT(124) return none();
+    }
+    AT(125)
+    if (error.is(global("urllib2").attr("URLError"))) {
+      AT(126) return none();
+    }
+    error.rethrow();
+  }
+  AT(127) return statistics;
+}
+
+// Fetches the news document, keeps what is for this receiver and stores it in the news cache.
+Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
+  AT(131) Ref news = list();
+  AT(132) Ref address = global("newsURL")();
+  Ref source;
+  try {
+    AT(134) source = fetch(global, address);
+  } catch (const PythonError&) {
+    Caught error(at);
+    AT(135)
+    if (error.is(global("urllib2").attr("HTTPError"))) {
+      AT(136) return kHttpError;
+    }
+    AT(137)
+    if (error.is(global("urllib2").attr("URLError"))) {
+      AT(138) return kUnreachable;
+    }
+    error.rethrow();
+  }
+  Ref document;
+  try {
+    AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
+  } catch (const PythonError&) {
+    Caught error(at);
+    AT(141)
+    if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
+      AT(142) return kUnreachable;
+    }
+    error.rethrow();
+  }
+  AT(143)
+  for (const Ref& update : each(document.attr("getElementsByTagName")("update"), at)) {
+    AT(144)
+    if (global("skip_entry")(update).truthy()) {
+      continue;
+    }
+    AT(146) Ref kind = "normal";
+    AT(147)
+    if (update.attr("hasAttribute")("type").truthy()) {
+      AT(148) kind = update.attr("getAttribute")("type");
+    }
+    AT(149) Ref titles = update.attr("getElementsByTagName")("title");
+    AT(150) Ref title = titles.item(0).attr("firstChild").attr("data");
+    AT(151) Ref items = update.attr("getElementsByTagName")("item");
+    AT(152) Ref lines = list();
+    AT(153)
+    for (const Ref& item : each(items, at)) {
+      AT(154)
+      if (global("skip_entry")(item).truthy()) {
+        continue;
+      }
+      AT(156) Ref text = none();
+      AT(157)
+      for (const Ref& itemText : each(item.attr("getElementsByTagName")("itemtext"), at)) {
+        AT(158)
+        if (itemText.attr("firstChild").truthy()) {
+          AT(159) text = itemText.attr("firstChild").attr("data");
+        }
+      }
+      AT(160) Ref descriptions = list();
+      AT(161)
+      for (const Ref& topic : each(item.attr("getElementsByTagName")("description"), at)) {
+        AT(162)
+        if (topic.attr("firstChild").truthy() && !global("skip_entry")(topic).truthy()) {
+          AT(163) Ref description = topic.attr("firstChild").attr("data");
+          AT(164) descriptions.append(description);
+        }
+      }
+      AT(165) lines.append(tuple({text, descriptions}));
+    }
+    AT(166) news.append(tuple({title, lines, kind}));
+  }
+  AT(167) document.attr("unlink")();
+  AT(168) global("write_cache")(news);
+  AT(170) return kFetched;
+}
+
+const Function kFunctions[] = {
+    {"write_cache", 88, writeCache, {"cache_data"}, "Store a news list in the file cache_file."},
+    {"load_cache", 98, loadCache, {}, "Return the news list that cache_file holds."},
+    {"newsURL",
+     104,
+     newsURL,
+     {{"f_name", newsDocument}},
+     "Return the address of a file on the feed server."},
+    {"skip_entry",
+     112,
+     skipEntry,
+     {"entry"},
+     "Tell whether a DOM element is not meant for this receiver."},
+    {"getDownloadStats",
+     119,
+     getDownloadStats,
+     {},
+     "Return the download statistics (a string), or None when they can't be had."},
+    {"parse_xml",
+     130,
+     parseXml,
+     {},
+     "Fetch the news into the cache. Return 1; or 2 after an HTTP error; or 3 when the server was\n"
+     "out of reach or the document not well-formed."},
+};
+
+}  // namespace
+
+Functions feedFunctions() { return Functions(kFunctions); }
+
+}  // namespace kelvaro

@@ -1,0 +1,133 @@
+// The module's entry: what importing Kelvaro does, in its order.
+
+#include "all_news.h"
+#include "feed.h"
+#include "notifier.h"
+#include "python/function.h"
+#include "receiver.h"
+#include "update_info.h"
+
+namespace {
+
+using namespace python;
+
+struct ImportedName {
+  constexpr ImportedName() = default;
+  constexpr ImportedName(const char* own) : ImportedName(own, own) {}
+  constexpr ImportedName(const char* own, const char* bound) : name(own), as(bound) {}
+
+  const char* name = nullptr;
+  const char* as = nullptr;
+};
+
+// One import statement: `from module import names`, or without any names `import module`.
+struct Import {
+  int line;
+  const char* module;
+  ImportedName names[2];
+};
+
+constexpr Import kImports[] = {
+    {8, "Components.ActionMap", {"ActionMap"}},
+    {9, "Components.Console", {"Console"}},
+    {10, "Components.config", {"config"}},
+    {11, "Components.GUIComponent", {"GUIComponent"}},
+    {12, "Components.Ipkg", {"IpkgComponent"}},
+    {13, "Components.Label", {"Label"}},
+    {14, "Components.Pixmap", {"Pixmap"}},
+    {15, "Components.ScrollLabel", {"ScrollLabel"}},
+    {16, "Components.Sources.StaticText", {"StaticText"}},
+    {17, "Components.Sources.List", {"List"}},
+    {18, "Screens.ChoiceBox", {"ChoiceBox"}},
+    {19, "Screens.Screen", {"Screen"}},
+    {20, "Screens.Ipkg", {"Ipkg"}},
+    {21, "Screens.MessageBox", {"MessageBox"}},
+    {22, "Tools.BoundFunction", {"boundFunction"}},
+    {23, "Tools.Directories", {"*"}},
+    {24, "Tools.LoadPixmap", {"LoadPixmap"}},
+    {25, "Tools.Notifications", {"AddNotificationWithCallback"}},
+    {26, "skin", {"loadSkin"}},
+    {27, "os", {{"path", "os_path"}, "remove"}},
+    {28, "UpgradeZirk", {"UpdatePlugin"}},
+    {29, "Tools.HardwareInfoVu", {"HardwareInfoVu"}},
+    {30, "enigma", {"getZirkVersionString", "eTimer"}},
+    {31, "xml.dom.minidom", {}},
+    {32, "xml.dom.minidom", {"Node"}},
+    {33, "cPickle", {"dump", "load"}},
+    {34, "urllib2", {}},
+};
+
+// "from os import path as os_path, remove" in two steps: the names are asked for, then bound.
+void execute(const Import& import, const Globals& global) {
+  Name path = Name::ofTable(import.module);
+  const auto& [first, second] = import.names;
+  if (first.name == nullptr) {
+    importModule(global, path);
+    return;
+  }
+  Ref names = second.name == nullptr
+                  ? tuple({Name::ofTable(first.name)})
+                  : tuple({Name::ofTable(first.name), Name::ofTable(second.name)});
+  Ref module = importFrom(global, path, names);
+  if (*first.name == '*') {
+    bindAllFrom(global, module);
+    return;
+  }
+  for (const ImportedName& imported : import.names) {
+    if (imported.name != nullptr) {
+      bindFrom(global, module, Name::ofTable(imported.name), Name::ofTable(imported.as));
+    }
+  }
+}
+
+void execute(const Globals& global, Line& at) {
+  for (const Import& import : kImports) {
+    AT(import.line) execute(import, global);
+  }
+  AT(36) global.bind("packagetmpfile", "/tmp/.package.tmp");
+  AT(37) global.bind("cache_file", "/tmp/.updatecache");
+  AT(38) global.bind("vumodel", global("HardwareInfoVu")().attr("get_device_name")());
+  AT(39) global.bind("packageinstalledfile", "/tmp/.installed");
+  defineFunctions(kelvaro::receiverFunctions(), global, at);
+  AT(86) global.bind("header", global("getHeader")());
+  defineFunctions(kelvaro::feedFunctions(), global, at);
+  AT(176)
+  defineClass("AllNews", tuple({global("Screen")}), kelvaro::allNewsMethods(), global);
+  AT(351)
+  defineClass("ZirkUpdateInfo", tuple({global("Screen")}), kelvaro::updateInfoMethods(), global);
+  AT(504)
+  defineClass("UpdateNotification", tuple({}), kelvaro::updateNotificationMethods(), global);
+  AT(560) global.bind("update_notification", global("UpdateNotification")());
+}
+
+// Takes a half-built module away again: the interpreter would hand it to the next import as whole.
+void discard(const Ref& module) {
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
+  PyErr_Fetch(&type, &value, &traceback);
+  PyDict_DelItemString(PyImport_GetModuleDict(), PyModule_GetName(module.borrow()));
+  PyErr_Restore(type, value, traceback);
+}
+
+}  // namespace
+
+/// Called once by the interpreter when a program imports Kelvaro; leaves the import's exception
+/// pending when anything fails.
+extern "C" __attribute__((visibility("default"))) void initKelvaro() {
+  try {
+    Ref module = Ref::share(
+        Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen."));
+    Globals global(Ref::share(PyModule_GetDict(module.borrow())));
+    Line at({"init Kelvaro", nullptr, nullptr}, global);
+    try {
+      global.bind("__builtins__", Ref::share(PyEval_GetBuiltins()));
+      execute(global, at);
+    } catch (const PythonError&) {
+      at.report();
+      discard(module);
+    }
+  } catch (const PythonError&) {
+    // No memory even for an empty module.
+  }
+}
