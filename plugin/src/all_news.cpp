@@ -57,7 +57,56 @@ Ref init(const Args& args, const Globals& global, Line& at) {
 
 // --- Top 20: the most downloaded packages, by category.
 
-// Sorts the statistics into the package choices of the three categories and opens the chooser.
+// The statements about a category stand at the same lines for each, two lines apart.
+struct Category {
+  const char* section;  // the line of the statistics that opens it
+  const char* key;      // in the chooser; also the attribute with its package choices
+  const char* prefix;   // of its packages, behind "enigma2-plugin-"
+  const char* title;    // shown, translated
+};
+constexpr Category kCategories[] = {
+    {"EXTENSIONS", "extensions", "extensions-", "Extensions"},
+    {"SYSTEMPLUGINS", "systemplugins", "systemplugins-", "Systemplugins"},
+    {"SKINS", "skins", "skin-", "Skins"},
+};
+constexpr int kNoCategory = -1;
+
+// The category that a line of the statistics opens.
+int openedBy(const Ref& line, Line& at) {
+  int category = 0;
+  for (const auto& [section, key, prefix, title] : kCategories) {
+    AT(226 + 2 * category)
+    if (line.equals(Name::ofTable(section))) {
+      return category;
+    }
+    ++category;
+  }
+  return kNoCategory;
+}
+
+// What the chooser takes for the package of a record: its label, and a key that says what to do.
+Ref packageChoice(const Ref& record, int category, const Ref& installed, const Globals& global,
+                  Line& at) {
+  AT(236) Ref name = record.item(0).attr("title")();
+  AT(237) Ref package = "enigma2-plugin-";
+  if (category != kNoCategory) {
+    AT(239 + 2 * category) package = package.plus(Name::ofTable(kCategories[category].prefix));
+  }
+  AT(244) package = package.plus(record.item(0));
+  AT(245) Ref count = record.item(1);
+  AT(246) Ref action = Ref(" - ").plus(global("_")("Remove"));
+  AT(247)
+  if (!installed.contains(package)) {
+    AT(248) action = Ref(" - ").plus(global("_")("Install"));
+    AT(249) package = package.plus("_install");
+  } else {
+    AT(251) package = package.plus("_installed");
+  }
+  AT(252)
+  return tuple({name.plus("   (").plus(global("str")(count)).plus(")").plus(action), package});
+}
+
+// Sorts the statistics into the package choices of the categories and opens the first chooser.
 Ref keyYellow(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
 
@@ -67,75 +116,40 @@ Ref keyYellow(const Args& args, const Globals& global, Line& at) {
     AT(218) return none();
   }
   AT(219) Ref lines = statistics.attr("split")("\n");
-  AT(220) self.set("extensions", list());
-  AT(221) self.set("systemplugins", list());
-  AT(222) self.set("skins", list());
+  int statement = 220;
+  for (const Category& category : kCategories) {
+    AT(statement++) self.set(Name::ofTable(category.key), list());
+  }
   AT(223) Ref installed = global("getInstalled")();
-  enum { kNone, kExtensions, kSystemPlugins, kSkins } section = kNone;
+  int category = kNoCategory;  // the records before the first section are for nobody
   AT(225)
   for (const Ref& line : each(lines, at)) {
-    AT(226)
-    if (line.equals("EXTENSIONS")) {
-      section = kExtensions;
+    const int opened = openedBy(line, at);
+    if (opened != kNoCategory) {
+      category = opened;
       continue;
     }
-    AT(228)
-    if (line.equals("SYSTEMPLUGINS")) {
-      section = kSystemPlugins;
-      continue;
-    }
-    AT(230)
-    if (line.equals("SKINS")) {
-      section = kSkins;
-      continue;
-    }
-    AT(233) Ref fields = line.attr("split")(";");
+    AT(233) Ref record = line.attr("split")(";");
     AT(234)
-    if (global("len")(fields).lessThan(2)) {
+    if (global("len")(record).lessThan(2)) {
       continue;
     }
-    AT(236) Ref name = fields.item(0).attr("title")();
-    Ref package = "enigma2-plugin-";
-    if (section == kExtensions) {
-      AT(239) package = package.plus("extensions-");
-    } else if (section == kSystemPlugins) {
-      AT(241) package = package.plus("systemplugins-");
-    } else if (section == kSkins) {
-      AT(243) package = package.plus("skin-");
-    }
-    AT(244) package = package.plus(fields.item(0));
-    AT(245) Ref count = fields.item(1);
-    AT(246) Ref action = Ref(" - ").plus(global("_")("Remove"));
-    AT(247)
-    if (!installed.contains(package)) {
-      AT(248) action = Ref(" - ").plus(global("_")("Install"));
-      AT(249) package = package.plus("_install");
-    } else {
-      AT(251) package = package.plus("_installed");
-    }
-    AT(252)
-    Ref label = name.plus("   (").plus(global("str")(count)).plus(")").plus(action);
-    if (section == kExtensions) {
-      AT(254) self.attr("extensions").attr("append")(tuple({label, package}));
-    } else if (section == kSystemPlugins) {
-      AT(256) self.attr("systemplugins").attr("append")(tuple({label, package}));
-    } else if (section == kSkins) {
-      AT(258) self.attr("skins").attr("append")(tuple({label, package}));
+    Ref choice = packageChoice(record, category, installed, global, at);
+    if (category != kNoCategory) {
+      AT(254 + 2 * category)
+      self.attr(Name::ofTable(kCategories[category].key)).attr("append")(choice);
     }
   }
   AT(259) self.set("c_l", list());
-  AT(260)
-  if (self.attr("extensions").truthy()) {
-    AT(261) self.attr("c_l").attr("append")(tuple({global("_")("Extensions"), "extensions"}));
-  }
-  AT(262)
-  if (self.attr("systemplugins").truthy()) {
-    AT(263)
-    self.attr("c_l").attr("append")(tuple({global("_")("Systemplugins"), "systemplugins"}));
-  }
-  AT(264)
-  if (self.attr("skins").truthy()) {
-    AT(265) self.attr("c_l").attr("append")(tuple({global("_")("Skins"), "skins"}));
+  statement = 260;
+  for (const auto& [section, key, prefix, title] : kCategories) {
+    AT(statement)
+    if (self.attr(Name::ofTable(key)).truthy()) {
+      AT(statement + 1)
+      self.attr("c_l").attr("append")(
+          tuple({global("_")(Name::ofTable(title)), Name::ofTable(key)}));
+    }
+    statement += 2;
   }
   AT(266) self.attr("selectTop")();
   return none();
@@ -154,22 +168,22 @@ Ref selectTop(const Args& args, const Globals& global, Line& at) {
 // A category was chosen: offer its packages. None was: the news list is in front again.
 Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
-  const Ref& category = args[1];
+  const Ref& chosen = args[1];
 
   AT(273) Ref choices = list();
   Ref suffix = "";
   AT(275)
-  if (!category.isNone()) {
-    AT(276)
-    if (category.item(1).equals("extensions")) {
-      AT(277) choices = self.attr("extensions");
-      AT(278) suffix = Ref(" - ").plus(global("_")("Extensions"));
-    } else if (at(279), category.item(1).equals("skins")) {
-      AT(280) choices = self.attr("skins");
-      AT(281) suffix = Ref(" - ").plus(global("_")("Skins"));
-    } else if (at(282), category.item(1).equals("systemplugins")) {
-      AT(283) choices = self.attr("systemplugins");
-      AT(284) suffix = Ref(" - ").plus(global("_")("Systemplugins"));
+  if (!chosen.isNone()) {
+    int line = 276;  // three lines a category, the skins before the system plug-ins
+    for (int category : {0, 2, 1}) {
+      const auto& [section, key, prefix, title] = kCategories[category];
+      AT(line)
+      if (chosen.item(1).equals(Name::ofTable(key))) {
+        AT(line + 1) choices = self.attr(Name::ofTable(key));
+        AT(line + 2) suffix = Ref(" - ").plus(global("_")(Name::ofTable(title)));
+        break;
+      }
+      line += 3;
     }
   }
   AT(285)
@@ -319,9 +333,6 @@ Ref keyCancel(const Args& args, const Globals& global, Line& at) {
   AT(349) self.attr("close")();
   return none();
 }
-
-Ref zero() { return 0; }
-Ref no() { return false; }
 
 const Function kMethods[] = {
     {"__init__",

@@ -285,9 +285,6 @@ Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
-Ref zero() { return 0; }
-Ref no() { return false; }
-
 const Function kMethods[] = {
     {"__init__",
      352,

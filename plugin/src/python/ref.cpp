@@ -129,6 +129,10 @@ bool Ref::compare(const Ref& other, int operation) const {
 
 Ref none() { return Ref::share(Py_None); }
 
+Ref no() { return false; }
+
+Ref zero() { return 0; }
+
 Ref list(std::initializer_list<Ref> members) {
   Ref made = Ref::take(PyList_New(0));
   for (const Ref& member : members) {

@@ -146,6 +146,8 @@ struct Entry {
 };
 
 Ref none();
+Ref no();
+Ref zero();
 Ref list(std::initializer_list<Ref> members = {});
 Ref tuple(std::initializer_list<Ref> members);
 Ref dict(std::initializer_list<Entry> entries);
