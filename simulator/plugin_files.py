@@ -1,5 +1,6 @@
 """Puts the plug-in where a receiver has it, and imports it: one instance for each combination."""
 
+import glob
 import os
 import shutil
 import struct
@@ -39,6 +40,8 @@ class Instance(object):
         if not os.path.isfile(module_file):
             raise IOError("there is no module at %s; build it first, or let KELVARO_MODULE name it"
                           % module_file)
+        for other in glob.glob(os.path.join(self._directory, "Kelvaro.*")):
+            os.remove(other)  # another process's; it may have it loaded, so it is not overwritten
         extension = os.path.splitext(module_file)[1]
         shutil.copyfile(module_file, os.path.join(self._directory, "Kelvaro" + extension))
         _instances.append(self)

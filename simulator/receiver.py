@@ -16,12 +16,12 @@ import skin
 from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from Tools import Notifications
-from simulator import plugin_files, view
-from simulator.loop import StillRunning, main_loop  # noqa: F401 - StillRunning is for callers
+from simulator import loop, plugin_files, view
 from simulator.session import Session
 
 FEED_CONFIGURATION = "/etc/opkg/all-feed.conf"
 MODULE_FILES = ("/tmp/.package.tmp", "/tmp/.updatecache", "/tmp/.installed")
+StillRunning = loop.StillRunning  # what settle() and others raise
 PLUGIN_SCREENS = ("AllNews", "ZirkUpdateInfo", "BackupSuite")
 
 _shared_instances = {}  # combination of what the module reads at its import: its instance
@@ -39,7 +39,7 @@ class Receiver(object):
             other.close()
         _current.append(self)
         self._patches = []
-        self.loop = main_loop
+        self.loop = loop.main_loop
         self.loop.reset()
         self.loop.raise_errors = raise_errors
         self.config = Components.config.config
@@ -252,12 +252,14 @@ class Receiver(object):
 Result = collections.namedtuple("Result", "status stdout stderr")
 
 
-def run_fresh(code, **environment):
+def run_fresh(code, optimised=True, **environment):
     """Run the Python text `code` in a new interpreter, with these variables set as well.
 
-    Returns its exit status, standard output and standard error.
+    optimised: as on receivers, without assertions. Returns its exit status, standard output and
+    standard error.
     """
-    process = subprocess.Popen([sys.executable, "-O", "-c", code],
+    options = ["-O"] if optimised else []
+    process = subprocess.Popen([sys.executable] + options + ["-c", code],
                                env=dict(os.environ, **environment),
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, close_fds=True)
     stdout, stderr = process.communicate()

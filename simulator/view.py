@@ -81,7 +81,7 @@ def draw(screen):
         elif element["kind"] == "list":
             body += _draw_list(element)
         elif element["kind"] == "pages":
-            body += element["lines"]
+            body += element["lines"] if any(element["lines"]) else []
             if element["pages"] > 1:
                 body.append("(page %d of %d)" % (element["page"], element["pages"]))
         elif element["text"]:

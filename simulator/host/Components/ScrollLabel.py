@@ -29,7 +29,7 @@ class ScrollLabel(Label):
             self._top += self.LINES
 
     def lastPage(self):
-        self._top = (len(self._lines()) - 1) // self.LINES * self.LINES
+        self._top = max(0, len(self._lines()) - self.LINES)
 
     def isAtLastPage(self):
         return self._top + self.LINES >= len(self._lines())
@@ -40,7 +40,8 @@ class ScrollLabel(Label):
 
     def pageNumber(self):
         """(number of this page, number of pages)"""
-        return self._top // self.LINES + 1, (len(self._lines()) - 1) // self.LINES + 1
+        pages = (len(self._lines()) - 1) // self.LINES + 1
+        return (self._top + self.LINES - 1) // self.LINES + 1, pages
 
     def _lines(self):
         lines = []
