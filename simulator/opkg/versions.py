@@ -50,9 +50,9 @@ def _revision(version):
 
 
 def _part_key(part):
-    # The last pair found is empty: it stands for the end.
+    # The last pair found is empty: it stands for the end. An empty part counts as 0.
     return [(tuple(_rank(character) for character in text) + (0,), int(number or "0"))
-            for text, number in re.findall(r"([^0-9]*)([0-9]*)", part)]
+            for text, number in re.findall(r"([^0-9]*)([0-9]*)", part or "0")]
 
 
 def _rank(character):
