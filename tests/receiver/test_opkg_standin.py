@@ -47,6 +47,7 @@ class StandInTest(unittest.TestCase):
         self.addCleanup(self.server.stop)
         self.configure(self.server.conf_line())
         install_initial_state([])
+        self.addCleanup(install_initial_state, [])
         self.environment = dict(os.environ, KELVARO_OPKG_VERSION=self.version)
 
     def configure(self, text, path=CONF):
