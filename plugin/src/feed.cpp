@@ -1,5 +1,6 @@
 #include "feed.h"
 
+#include "news_list.h"
 #include "receiver.h"
 
 namespace kelvaro {
@@ -121,60 +122,22 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
     }
     error.rethrow();
   }
-  Ref document;
-  try {
-    AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
-  } catch (const PythonError&) {
-    Caught error(at);
-    AT(141)
-    if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
-      AT(142) return kUnreachable;
+  AT(140)
+  if (!collectQuickly(source, news, global, at)) {
+    Ref document;
+    try {
+      AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
+    } catch (const PythonError&) {
+      Caught error(at);
+      AT(141)
+      if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
+        AT(142) return kUnreachable;
+      }
+      error.rethrow();
     }
-    error.rethrow();
+    collect(document, news, global, at);
+    AT(167) document.attr("unlink")();
   }
-  AT(143)
-  for (const Ref& update : each(document.attr("getElementsByTagName")("update"), at)) {
-    AT(144)
-    if (global("skip_entry")(update).truthy()) {
-      continue;
-    }
-    AT(146) Ref kind = "normal";
-    AT(147)
-    if (update.attr("hasAttribute")("type").truthy()) {
-      AT(148) kind = update.attr("getAttribute")("type");
-    }
-    AT(149) Ref titles = update.attr("getElementsByTagName")("title");
-    AT(150) Ref title = titles.item(0).attr("firstChild").attr("data");
-    AT(151) Ref items = update.attr("getElementsByTagName")("item");
-    AT(152) Ref lines = list();
-    AT(153)
-    for (const Ref& item : each(items, at)) {
-      AT(154)
-      if (global("skip_entry")(item).truthy()) {
-        continue;
-      }
-      AT(156) Ref text = none();
-      AT(157)
-      for (const Ref& itemText : each(item.attr("getElementsByTagName")("itemtext"), at)) {
-        AT(158)
-        if (itemText.attr("firstChild").truthy()) {
-          AT(159) text = itemText.attr("firstChild").attr("data");
-        }
-      }
-      AT(160) Ref descriptions = list();
-      AT(161)
-      for (const Ref& topic : each(item.attr("getElementsByTagName")("description"), at)) {
-        AT(162)
-        if (topic.attr("firstChild").truthy() && !global("skip_entry")(topic).truthy()) {
-          AT(163) Ref description = topic.attr("firstChild").attr("data");
-          AT(164) descriptions.append(description);
-        }
-      }
-      AT(165) lines.append(tuple({text, descriptions}));
-    }
-    AT(166) news.append(tuple({title, lines, kind}));
-  }
-  AT(167) document.attr("unlink")();
   AT(168) global("write_cache")(news);
   AT(170) return kFetched;
 }

@@ -2,6 +2,8 @@
 
 #include <structmember.h>
 
+#include <cstring>
+
 namespace python {
 namespace {
 
@@ -226,6 +228,13 @@ Ref makeFunction(const Function& row, const char* scope, const Globals& globals)
   made->weakReferences = nullptr;
   PyObject_GC_Track(made);
   return function;
+}
+
+bool isOriginal(const Globals& globals, Name name) {
+  Ref found = globals.find(name);
+  return found.bound() && Py_TYPE(found.borrow()) == functionType() &&
+         cast(found.borrow())->globals == globals.borrow() &&
+         std::strcmp(cast(found.borrow())->row->name, name.text()) == 0;
 }
 
 void defineFunctions(Functions rows, const Globals& globals, Line& at) {

@@ -57,6 +57,9 @@ class Functions {
 /// `row` and `scope` (the class that tracebacks name, or null) must live as long as the process.
 Ref makeFunction(const Function& row, const char* scope, const Globals& globals);
 
+/// Whether `name` in the module is still the function that the module itself bound there.
+bool isOriginal(const Globals& globals, Name name);
+
 /// Binds the module's functions under their names, each at the line of its `def`.
 void defineFunctions(Functions rows, const Globals& globals, Line& at);
 

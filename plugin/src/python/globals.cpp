@@ -52,8 +52,7 @@ Ref importFrom(const Globals& globals, Name path, const Ref& names) {
   // The import statement takes the builtin, whatever the module itself may call __import__.
   Ref import = globals.findBuiltin("__import__");
   if (!import.bound()) {
-    PyErr_SetString(PyExc_ImportError, "__import__ not found");
-    raisePending();
+    raise(PyExc_ImportError, "__import__ not found");
   }
   Ref space = Ref::share(globals.borrow());
   return import({path, space, space, names});
@@ -82,8 +81,7 @@ void bindAllFrom(const Globals& globals, const Ref& module) {
   if (publicOnly) {
     Ref dict = attributeIfAny(module, "__dict__");
     if (!dict.bound()) {
-      PyErr_SetString(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
-      raisePending();
+      raise(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
     }
     names = Ref::take(PyMapping_Keys(dict.borrow()));
   }

@@ -28,12 +28,16 @@ Constant& constantOf(const char* literal) {
 
 void raisePending() { throw PythonError(); }
 
+void raise(PyObject* type, const char* message) {
+  PyErr_SetString(type, message);
+  raisePending();
+}
+
 PyObject* Name::borrow() const {
   Constant& constant = constantOf(text_);
   if (constant.literal == nullptr) {
     if (constantsUsed >= kConstants / 2) {
-      PyErr_SetString(PyExc_SystemError, "the table of string constants is full");
-      raisePending();
+      raise(PyExc_SystemError, "the table of string constants is full");
     }
     constant.object = require(PyString_InternFromString(text_));
     constant.literal = text_;

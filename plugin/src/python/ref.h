@@ -17,6 +17,9 @@ struct PythonError {};
 /// Throws PythonError. The caller has seen a C API function fail, so the indicator is set.
 [[noreturn]] void raisePending();
 
+/// Raises an exception of ours: a class of the interpreter with a message.
+[[noreturn]] void raise(PyObject* type, const char* message);
+
 /// Passes on what a C API function returned; throws PythonError when that says "failed".
 inline PyObject* require(PyObject* result) {
   if (result == nullptr) {
