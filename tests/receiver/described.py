@@ -108,9 +108,12 @@ def bound_by_line(star=()):
     lines = []
     for line, module, names in IMPORTS:
         if names is None:
-            names = star
-        lines.append((line, [name.split(" as ")[-1] for name in names]
-                      or [module.split(".")[0]]))
+            bound = list(star)
+        elif names:
+            bound = [name.split(" as ")[-1] for name in names]
+        else:
+            bound = [module.split(".")[0]]
+        lines.append((line, bound))
     for rows in (FUNCTIONS, CLASSES, VALUES):
         lines.extend((row[0], [row[1]]) for row in rows)
     return sorted(lines)
