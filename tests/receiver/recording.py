@@ -14,14 +14,13 @@ import cPickle
 import os
 import sys
 import types
-import urllib2  # noqa: F401 - loaded before imports are watched
 import weakref
 import xml.dom.minidom
 import xml.parsers.expat
 
 SOURCE = "plugin/src/Kelvaro"
 
-PLAIN_TYPES = (type(None), bool, int, long, float, str, unicode)
+PLAIN_TYPES = frozenset([type(None), bool, int, long, float, str, unicode])
 
 
 class Recorder(object):
@@ -91,6 +90,10 @@ class Recorder(object):
         kind = type(thing)
         if kind in PLAIN_TYPES:
             return (kind.__name__, thing)
+        if id(thing) in self._labels and kind is not list and kind is not dict:
+            return self._labels[id(thing)]
+        if isinstance(thing, types.InstanceType):
+            kind = thing.__class__
         if kind is tuple:
             return ("tuple",) + tuple([self.describe(member) for member in thing])
         if kind is list:
@@ -98,12 +101,12 @@ class Recorder(object):
         if kind is dict:
             return self.label(thing) + tuple(sorted([
                 (self.describe(key), self.describe(value)) for key, value in thing.items()]))
-        if kind is types.MethodType:
+        if issubclass(kind, types.MethodType):
             return ("method", thing.im_class.__name__, thing.__name__,
                     self.describe(thing.im_self))
-        if kind in (type, types.ClassType) or issubclass(kind, type):
-            return ("class", thing.__name__)
-        if kind is types.ModuleType:
+        if issubclass(kind, (type, types.ClassType)):
+            return ("class", thing.__module__, thing.__name__)
+        if issubclass(kind, types.ModuleType):
             return ("module", thing.__name__)
         if kind in (types.FunctionType, types.BuiltinFunctionType) or is_native_function(thing):
             return ("function", thing.__name__)
@@ -121,9 +124,7 @@ class Recorder(object):
 
 def type_name(thing):
     """The name of a thing's class, for classic instances too."""
-    if type(thing) is types.InstanceType:
-        return thing.__class__.__name__
-    return type(thing).__name__
+    return (thing.__class__ if isinstance(thing, types.InstanceType) else type(thing)).__name__
 
 
 def is_native_function(thing):
@@ -643,7 +644,7 @@ class HostModules(object):
     has bound so far.
     """
 
-    def __init__(self, changes=(), packages=()):
+    def __init__(self, changes=()):
         self.modules = dict((path, dict(names)) for path, names in HOST_MODULES.items())
         for path, names in dict(changes).items():
             if names is None:
@@ -657,7 +658,7 @@ class HostModules(object):
         self._saved = dict(sys.modules)
         for path in list(sys.modules):
             if path.split(".")[0] in ("Components", "Screens", "Tools", "skin", "UpgradeZirk",
-                                      "enigma", "Kelvaro"):
+                                      "enigma", "Kelvaro", "plugins"):
                 del sys.modules[path]
         sys.meta_path.insert(0, self)
         return self
@@ -668,7 +669,7 @@ class HostModules(object):
         sys.modules.update(self._saved)
 
     def find_module(self, path, _search=None):
-        if path.split(".")[0] not in ("xml", "os", "cPickle", "urllib2"):
+        if not path.endswith("Kelvaro"):
             note("find module", path, bound_names())
         return self if path in self.modules else None
 
@@ -687,24 +688,24 @@ class HostModules(object):
 
 def bound_names():
     """The names that a module Kelvaro has bound while it is still being imported."""
-    module = sys.modules.get("Kelvaro")
+    module = sys.modules.get("Kelvaro") or sys.modules.get("plugins.Kelvaro")
     if module is None:
         return ("no module",)
     return tuple(sorted([name for name in vars(module) if not name.startswith("__")]))
 
 
 class Translation(object):
-    """Puts a `_` among the builtins within `with`, where hosts keep theirs."""
+    """Puts a `_` among the builtins within `with`, where hosts keep theirs; None: no such name."""
 
     def __init__(self, function=translate):
         self.function = function
 
     def __enter__(self):
-        self._saved = vars(__builtin__).get("_")
-        __builtin__._ = self.function
+        self._saved = vars(__builtin__).pop("_", None)
+        if self.function is not None:
+            __builtin__._ = self.function
 
     def __exit__(self, *exc_info):
-        if self._saved is None:
-            del __builtin__._
-        else:
+        vars(__builtin__).pop("_", None)
+        if self._saved is not None:
             __builtin__._ = self._saved

@@ -5,6 +5,7 @@ A scenario is a function of a `Case`; `run` records what one implementation does
 """
 
 import ast
+import contextlib
 import gc
 import imp
 import os
@@ -12,6 +13,7 @@ import random
 import shutil
 import sys
 import tempfile
+import warnings
 
 from tests.receiver import recording
 from tests.receiver.recording import Recorder, SOURCE
@@ -55,18 +57,18 @@ def note_model_names(tree):
                     "Kelvaro.%s.%s" % (thing.name, method.name))
 
 
-def load_model(change=None):
-    """Import the model as the module `Kelvaro` (see model_tree for `change`)."""
+def load_model(change=None, name="Kelvaro"):
+    """Import the model under this module name (see model_tree for `change`)."""
     tree = model_tree(change)
     note_model_names(tree)
     code = compile(tree, SOURCE, "exec")
-    module = imp.new_module("Kelvaro")
+    module = imp.new_module(name)
     module.__file__ = MODEL
-    sys.modules["Kelvaro"] = module
+    sys.modules[name] = module
     try:
         exec(code, vars(module))
     except:  # noqa: E722 - classic exceptions have no base
-        sys.modules.pop("Kelvaro", None)
+        sys.modules.pop(name, None)
         raise
     return module
 
@@ -84,6 +86,21 @@ def load_module():
         path = os.path.join(directory, "Kelvaro.so")
         shutil.copy(MODULE, path)
         return imp.load_dynamic("Kelvaro", path)
+    finally:
+        shutil.rmtree(directory)
+
+
+def load_in_package(load):
+    """Import the model or the module, by its loading function, as `plugins.Kelvaro`."""
+    directory = tempfile.mkdtemp()
+    try:
+        package = imp.new_module("plugins")
+        package.__path__ = [directory]
+        sys.modules["plugins"] = package
+        if load is load_model or MODULE.endswith(".py"):
+            return load_model(name="plugins.Kelvaro")
+        shutil.copy(MODULE, os.path.join(directory, "Kelvaro.so"))
+        return __import__("plugins.Kelvaro", fromlist=["Kelvaro"])
     finally:
         shutil.rmtree(directory)
 
@@ -112,6 +129,37 @@ def make_watched_notifier(module):
             recording.note("set", self, name, value)
             self.__dict__[name] = value
     return UpdateNotification
+
+
+_loaded = {}
+
+
+def model():
+    """The model as a Twin, loaded once."""
+    if "model" not in _loaded:
+        _loaded["model"] = Twin(load_model)
+    return _loaded["model"]
+
+
+def module():
+    """The module as a Twin, loaded once."""
+    if "module" not in _loaded:
+        _loaded["module"] = Twin(load_module)
+    return _loaded["module"]
+
+
+@contextlib.contextmanager
+def default_encoding(name):
+    """Within it the interpreter's default encoding is `name`; receivers use UTF-8."""
+    before = sys.getdefaultencoding()
+    streams = sys.stdin, sys.stdout, sys.stderr
+    reload(sys)
+    sys.stdin, sys.stdout, sys.stderr = streams
+    sys.setdefaultencoding(name)
+    try:
+        yield
+    finally:
+        sys.setdefaultencoding(before)
 
 
 # --- running -------------------------------------------------------------------------------
@@ -165,8 +213,8 @@ class Case(object):
     """What a scenario works with. Only what it does with `do` is noted.
 
     module: the implementation at work; pristine: its namespace as it is without replaced names;
-    rng: random numbers, the same for both implementations; recorder: the run's record, with its files and answers; notifier: makes a notifier whose
-    attribute writes are noted.
+    rng: random numbers, the same for both implementations; recorder: the run's record, with
+    its files and answers; notifier: makes a notifier whose attribute writes are noted.
     """
 
     def __init__(self, twin, recorder, seed, in_handler):
@@ -220,11 +268,12 @@ class Case(object):
 
 
 def run(twin, scenario, seed=0, fail_at=0, error=ERRORS[0], in_handler=False, without=None,
-        replaced=None, by=None):
+        replaced=None, by=None, translation=recording.translate):
     """Run a scenario on one implementation; returns its Recorder.
 
-    without: a name that the module's namespace is to lack; replaced: a name that gets the value
-    `by` there.
+    in_handler: run it while another exception is being handled; without: a name that the
+    module's namespace is to lack; replaced: a name that gets the value `by` there; translation:
+    the function `_` among the builtins, or None.
     """
     recorder = Recorder(fail_at, error)
     recorder.noting = False
@@ -237,7 +286,9 @@ def run(twin, scenario, seed=0, fail_at=0, error=ERRORS[0], in_handler=False, wi
     if replaced is not None:
         namespace[replaced] = by
     try:
-        with recorder, recording.Translation():
+        with recorder, recording.Translation(translation), warnings.catch_warnings():
+            # Comparisons of odd texts warn, and name a line of the implementation's own file.
+            warnings.simplefilter("ignore", UnicodeWarning)
             scenario(case)
     finally:
         twin.reset()
