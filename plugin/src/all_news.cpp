@@ -85,8 +85,8 @@ int openedBy(const Ref& line, Line& at) {
 }
 
 // What the chooser takes for the package of a record: its label, and a key that says what to do.
-Ref packageChoice(const Ref& record, int category, const Ref& installed, const Globals& global,
-                  Line& at) {
+Ref packageChoice(const Ref& record, int category, const Membership& installed,
+                  const Globals& global, Line& at) {
   AT(236) Ref name = record.item(0).attr("title")();
   AT(237) Ref package = "enigma2-plugin-";
   if (category != kNoCategory) {
@@ -96,7 +96,7 @@ Ref packageChoice(const Ref& record, int category, const Ref& installed, const G
   AT(245) Ref count = record.item(1);
   AT(246) Ref action = Ref(" - ").plus(global("_")("Remove"));
   AT(247)
-  if (!installed.contains(package)) {
+  if (!installed.has(package)) {
     AT(248) action = Ref(" - ").plus(global("_")("Install"));
     AT(249) package = package.plus("_install");
   } else {
@@ -120,7 +120,7 @@ Ref keyYellow(const Args& args, const Globals& global, Line& at) {
   for (const Category& category : kCategories) {
     AT(statement++) self.set(Name::ofTable(category.key), list());
   }
-  AT(223) Ref installed = global("getInstalled")();
+  AT(223) const Membership installed(global("getInstalled")());
   int category = kNoCategory;  // the records before the first section are for nobody
   AT(225)
   for (const Ref& line : each(lines, at)) {

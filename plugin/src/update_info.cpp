@@ -188,14 +188,14 @@ Ref getNews(const Args& args, const Globals& global, Line& at) {
   if (self.attr("infotxt").item(1).truthy()) {
     AT(453)
     for (const Ref& item : each(self.attr("infotxt").item(1), at)) {
-      AT(454) text = text.plus(Ref("* ").plus(global("str")(item.item(0))).plus("\n"));
+      AT(454) text.extend(Ref("* ").plus(global("str")(item.item(0))).plus("\n"));
       AT(455)
       if (item.item(1).truthy()) {
         AT(456)
         for (const Ref& description : each(item.item(1), at)) {
-          AT(457) text = text.plus(Ref("    - ").plus(global("str")(description)).plus("\n"));
+          AT(457) text.extend(Ref("    - ").plus(global("str")(description)).plus("\n"));
         }
-        AT(458) text = text.plus("\n");
+        AT(458) text.extend("\n");
       }
     }
   }
@@ -267,8 +267,8 @@ Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
         continue;
       }
       AT(494)
-      text = text.plus(global("_")("\nPackage : %s \nold version : %s \nnew version : %s\n")
-                           .format(tuple({name, oldVersion, newVersion})));
+      text.extend(global("_")("\nPackage : %s \nold version : %s \nnew version : %s\n")
+                      .format(tuple({name, oldVersion, newVersion})));
     }
     AT(495)
     if (text.equals("")) {

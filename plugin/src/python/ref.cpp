@@ -1,6 +1,7 @@
 #include "python/ref.h"
 
 #include <cstdint>
+#include <cstring>
 
 namespace python {
 namespace {
@@ -122,6 +123,41 @@ Ref Ref::times(const Ref& other) const { return take(PyNumber_Multiply(object_, 
 
 Ref Ref::format(const Ref& values) const {
   return take(PyNumber_Remainder(object_, values.object_));
+}
+
+void Ref::extend(const Ref& more) {
+  const bool own = PyString_CheckExact(object_) && PyString_CheckExact(more.object_) &&
+                   Py_REFCNT(object_) == 1 && !PyString_CHECK_INTERNED(object_);
+  if (!own) {
+    *this = take(PyNumber_InPlaceAdd(object_, more.object_));
+    return;
+  }
+  const Py_ssize_t size = PyString_GET_SIZE(object_);
+  const Py_ssize_t moreSize = PyString_GET_SIZE(more.object_);
+  if (moreSize > PY_SSIZE_T_MAX - size) {
+    raise(PyExc_OverflowError, "strings are too large to concat");
+  }
+  require(_PyString_Resize(&object_, size + moreSize));
+  std::memcpy(PyString_AS_STRING(object_) + size, PyString_AS_STRING(more.object_),
+              static_cast<std::size_t>(moreSize));
+}
+
+Membership::Membership(Ref members) : members_(std::move(members)) {
+  PyObject* list = members_.borrow();
+  if (!PyList_CheckExact(list)) {
+    return;
+  }
+  for (Py_ssize_t index = 0; index < PyList_GET_SIZE(list); ++index) {
+    if (!PyString_CheckExact(PyList_GET_ITEM(list, index))) {
+      return;
+    }
+  }
+  set_ = Ref::take(PyFrozenSet_New(list));
+}
+
+bool Membership::has(const Ref& member) const {
+  const bool quick = set_.bound() && PyString_CheckExact(member.borrow());
+  return (quick ? set_ : members_).contains(member);
 }
 
 void Ref::append(const Ref& member) const { require(PyList_Append(object_, member.object_)); }

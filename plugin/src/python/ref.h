@@ -121,6 +121,9 @@ class Ref {
   Ref times(const Ref& other) const;
   Ref format(const Ref& values) const;
 
+  /// `text += more`, without a copy of the text where it is a string that nobody else has.
+  void extend(const Ref& more);
+
   /// Appends to a list of our own making; others get their `append` called.
   void append(const Ref& member) const;
 
@@ -129,6 +132,17 @@ class Ref {
   bool compare(const Ref& other, int operation) const;
 
   PyObject* object_ = nullptr;
+};
+
+/// Answers `in` as `members` itself does, and for many strings in a long list of strings quickly.
+class Membership {
+ public:
+  explicit Membership(Ref members);
+  bool has(const Ref& member) const;
+
+ private:
+  Ref members_;
+  Ref set_;  // of the same members, where these are plain strings in a list
 };
 
 /// One argument of a call: by position, or by keyword when made with named().
