@@ -179,21 +179,25 @@ bool isPlainAscii(const Ref& object) {
                      [](char byte) { return static_cast<signed char>(byte) >= 0; });
 }
 
+// What a plain module has under a name, found without a trace; unbound for other objects.
+Ref lookInto(const Ref& module, Name name) {
+  if (!module.bound() || !PyModule_CheckExact(module.borrow())) {
+    return {};
+  }
+  PyObject* found = PyDict_GetItem(PyModule_GetDict(module.borrow()), name.borrow());
+  return found == nullptr ? Ref() : Ref::share(found);
+}
+
 // Whether the compact tree may stand in for minidom: only where nobody could tell. Not when a part
 // that Python code would go through has been replaced, or the model is anything but plain.
 bool nobodyLooks(const Ref& source, const Globals& global) {
-  try {
-    Ref model = global("vumodel");
-    Ref minidom = global("xml").attr("dom").attr("minidom");
-    Ref parseString = minidom.attr("parseString");
-    return PyString_CheckExact(source.borrow()) && isPlainAscii(model) &&
-           isOriginal(global, "skip_entry") && PyModule_Check(minidom.borrow()) &&
-           PyFunction_Check(parseString.borrow()) &&
-           PyFunction_GET_GLOBALS(parseString.borrow()) == PyModule_GetDict(minidom.borrow());
-  } catch (const PythonError&) {
-    PyErr_Clear();  // what is missing will be missed again, at its line
-    return false;
-  }
+  Ref minidom = lookInto(lookInto(global.find("xml"), "dom"), "minidom");
+  Ref parseString = lookInto(minidom, "parseString");
+  Ref model = global.find("vumodel");
+  return PyString_CheckExact(source.borrow()) && model.bound() && isPlainAscii(model) &&
+         isOriginal(global, "skip_entry") && parseString.bound() &&
+         PyFunction_Check(parseString.borrow()) &&
+         PyFunction_GET_GLOBALS(parseString.borrow()) == PyModule_GetDict(minidom.borrow());
 }
 
 // How deep a document may be: minidom, which recurses, must have had no trouble with it either. It
