@@ -64,6 +64,11 @@ class Question(NotifierTest):
         self.assertIs(screen, MessageBox)
         self.assertEqual((text, kwargs), (QUESTION, {"timeout": 0}))
 
+    def test_is_shown_in_the_users_language(self):
+        self.mark_texts()
+        self.check(BLUE)
+        self.assertEqual(self.box.text("text"), "<%s>" % QUESTION)
+
     def test_is_translated_and_the_names_are_those_of_the_module(self):
         class Box(MessageBox):
             pass
@@ -185,6 +190,20 @@ class Answers(NotifierTest):
         self.assertEqual(self.box.screen.arguments, (self.box.session, self.box.plugin_path))
         self.assertEqual(read("/tmp/other.listing"), BLUE)
         self.assertFiles(absent=[LISTING])
+
+    def test_yes_writes_through_a_replaced_open_of_the_module(self):
+        calls = []
+
+        class Stream(object):
+            def write(self, text):
+                calls.append(text)
+
+            def close(self):
+                calls.append("close")
+        self.replace("open", lambda *args: calls.append(args) or Stream())
+        self.check(BLUE)
+        self.box.answer(True)
+        self.assertEqual(calls, [(LISTING, "w+"), BLUE, "close"])
 
     def test_show_needs_its_argument(self):
         for args, kwargs in [((), {}), ((1, 2), {}), ((), {"answer": 1})]:

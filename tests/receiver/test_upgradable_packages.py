@@ -94,6 +94,8 @@ class Listing(UpdatesTest):
         self.assertEqual(texts.count(form), 2)
         self.listing("")
         self.assertEqual(texts[-1], UP_TO_DATE)
+        self.mark_texts()
+        self.assertEqual(self.listing("a - 1 - 2\n"), "<%s>" % block("a", "1", "2"))
 
 
 class Flag(UpdatesTest):
