@@ -25,8 +25,8 @@ Ref writeCache(const Args& args, const Globals& global, Line& at) {
     try {
       AT(91)
       osFunction(global, "mkdir")(global("os_path").attr("dirname")(global("cache_file")));
-    } catch (const PythonError&) {
-      Caught error(at);
+    } catch (const PythonError& thrown) {
+      Caught error(at, thrown);
       AT(92)
       if (!error.is(global("OSError"))) {
         error.rethrow();
@@ -79,7 +79,7 @@ Ref skipEntry(const Args& args, const Globals& global, Line& at) {
 
 // The body that the server sends for an address; each network step may take 5 seconds.
 Ref fetch(const Globals& global, const Ref& address) {
-  return global("urllib2").attr("urlopen")({address, none(), 5.0}).attr("read")();
+  return global("urllib2").attr("urlopen")({address, none(), Ref(5.0)}).attr("read")();
 }
 
 Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
@@ -87,9 +87,9 @@ Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
   Ref statistics;
   try {
     AT(122) statistics = fetch(global, address);
-  } catch (const PythonError&) {
+  } catch (const PythonError& thrown) {
     // The HTTP handler comes first: an HTTPError is a URLError too.
-    Caught error(at);
+    Caught error(at, thrown);
     AT(123)
     if (error.is(global("urllib2").attr("HTTPError"))) {
       AT(124) return none();
@@ -110,8 +110,8 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
   Ref source;
   try {
     AT(134) source = fetch(global, address);
-  } catch (const PythonError&) {
-    Caught error(at);
+  } catch (const PythonError& thrown) {
+    Caught error(at, thrown);
     AT(135)
     if (error.is(global("urllib2").attr("HTTPError"))) {
       AT(136) return kHttpError;
@@ -127,8 +127,8 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
     Ref document;
     try {
       AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
-    } catch (const PythonError&) {
-      Caught error(at);
+    } catch (const PythonError& thrown) {
+      Caught error(at, thrown);
       AT(141)
       if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
         AT(142) return kUnreachable;

@@ -19,7 +19,7 @@ namespace {
 Ref elements(const Ref& node, Tag tag) {
   return node.attr("getElementsByTagName")(Name::ofTable(nameOf(tag)));
 }
-each in(const Ref& nodes, Line& at) { return each(nodes, at); }
+each in(const Ref& nodes, Line& at) { return {nodes, at}; }
 Ref first(const Ref& nodes) { return nodes.item(0); }
 bool skipped(const Ref& node, const Globals& global) { return global("skip_entry")(node).truthy(); }
 bool hasType(const Ref& node) { return node.attr("hasAttribute")("type").truthy(); }

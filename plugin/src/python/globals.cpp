@@ -28,13 +28,13 @@ Ref Globals::operator()(Name name) const {
 }
 
 Ref Globals::find(Name name) const {
-  PyObject* found = PyDict_GetItem(dict_.borrow(), name.borrow());
+  PyObject* found = PyDict_GetItem(dict_, name.borrow());
   return found == nullptr ? findBuiltin(name) : Ref::share(found);
 }
 
 Ref Globals::findBuiltin(Name name) const {
   // A module, or its dictionary where the host has put that.
-  PyObject* builtins = PyDict_GetItem(dict_.borrow(), Name("__builtins__").borrow());
+  PyObject* builtins = PyDict_GetItem(dict_, Name("__builtins__").borrow());
   if (builtins != nullptr && PyModule_Check(builtins)) {
     builtins = PyModule_GetDict(builtins);
   }
@@ -45,7 +45,7 @@ Ref Globals::findBuiltin(Name name) const {
 }
 
 void Globals::bind(Name name, const Ref& value) const {
-  require(PyDict_SetItem(dict_.borrow(), name.borrow(), value.borrow()));
+  require(PyDict_SetItem(dict_, name.borrow(), value.borrow()));
 }
 
 Ref importFrom(const Globals& globals, Name path, const Ref& names) {
@@ -83,7 +83,7 @@ void bindAllFrom(const Globals& globals, const Ref& module) {
     if (!dict.bound()) {
       raise(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
     }
-    names = Ref::take(PyMapping_Keys(dict.borrow()));
+    names = dict.attr("keys")();
   }
   // By index until IndexError, as the interpreter walks an __all__ of whatever type.
   for (Py_ssize_t index = 0;; ++index) {
