@@ -89,6 +89,7 @@ class Question(NotifierTest):
             self.box.pass_time(24 * 3600)
             self.assertIsInstance(self.box.screen, MessageBox)
             self.assertEqual(self.box.commands, COMMANDS * count)
+            self.assertEqual(self.box.timers(), [])
 
 
 class Answers(NotifierTest):

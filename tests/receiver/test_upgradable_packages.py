@@ -2,6 +2,7 @@
 """The detail screen's updates view: running opkg, reading its listing, showing it."""
 
 import os
+import sys
 import unittest
 
 from simulator import packages
@@ -261,6 +262,20 @@ class Methods(UpdatesTest):
         self.assertEqual(calls, [
             "a file", (("opkg update", screen.opkg_update_finished), {}),
             (("opkg list-upgradable > a file", screen.opkg_upgrade_finished), {}), "a file"])
+
+    def test_close_the_listing_before_they_show_it(self):
+        log = []
+
+        class Stream(type(sys.__stdin__)):
+            def close(self):
+                log.append(self.name)
+                super(Stream, self).close()
+        write(LISTING, BLUE)
+        screen = self.open_detail()
+        screen["update"].setText = lambda text: log.append("found" if BLUE[:9] in text else text)
+        self.replace("open", Stream)
+        screen.bluePressed()
+        self.assertEqual(log, [WAIT, LISTING, "found"])
 
     def test_show_a_listing_at_once_by_an_overridden_callback(self):
         calls = []
