@@ -321,7 +321,7 @@ class Cache(StateTest):
 
     def test_passes_errors_before_and_after_the_swallowed_one(self):
         for at in ("mkdir", "open", "dump"):
-            for error in (OTHER, SystemExit(1)):
+            for error in (OTHER, SystemExit(1), IOError("no")):
                 self.compare("write_cache", lambda o: self.names(o, error, at), [])
 
 
