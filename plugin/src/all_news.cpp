@@ -1,5 +1,7 @@
 #include "all_news.h"
 
+#include "screen.h"
+
 namespace kelvaro {
 
 using namespace python;
@@ -11,6 +13,11 @@ Ref icon(const Globals& global, Name file) {
       {named("cached", true),
        named("path", global("resolveFilename")({global("SCOPE_PLUGINS"), file}))});
 }
+
+constexpr Action kActions[] = {
+    {"ok", "runMenuEntry"}, {"cancel", "keyCancel"}, {"green", "greenKey"},
+    {"red", "keyCancel"},   {"blue", "blueKey"},     {"yellow", "keyYellow"},
+};
 
 // Nothing is fetched here: the screen shows at once, with a row that asks for patience.
 Ref init(const Args& args, const Globals& global, Line& at) {
@@ -35,22 +42,14 @@ Ref init(const Args& args, const Globals& global, Line& at) {
   AT(188) self.setItem("menu", global("List")(self.attr("list")));
   AT(189) self.setItem("status", global("Label")());
   AT(190) self.setItem("header", global("Label")(global("header")));
-  AT(191) self.setItem("key_red", global("StaticText")(global("_")("Exit")));
-  AT(192) self.setItem("key_green", global("StaticText")(global("_")("Update")));
-  AT(193) self.setItem("key_blue", global("StaticText")(global("_")("show Updates")));
-  AT(194) self.setItem("key_yellow", global("StaticText")(global("_")("Top 20")));
+  AT(191) addText(self, global, "key_red", "Exit");
+  AT(192) addText(self, global, "key_green", "Update");
+  AT(193) addText(self, global, "key_blue", "show Updates");
+  AT(194) addText(self, global, "key_yellow", "Top 20");
   AT(195) self.setItem("key_info", global("StaticText")());
   AT(196)
   self.setItem("shortcuts", global("ActionMap")({list({"SetupActions", "ColorActions"}),
-                                                 dict({
-                                                     {"ok", self.attr("runMenuEntry")},
-                                                     {"cancel", self.attr("keyCancel")},
-                                                     {"green", self.attr("greenKey")},
-                                                     {"red", self.attr("keyCancel")},
-                                                     {"blue", self.attr("blueKey")},
-                                                     {"yellow", self.attr("keyYellow")},
-                                                 }),
-                                                 -2}));
+                                                 boundActions(self, kActions), -2}));
   AT(205) self.attr("onLayoutFinish").attr("append")(self.attr("setMenu"));
   return none();
 }

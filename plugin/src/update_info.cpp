@@ -1,10 +1,25 @@
 #include "update_info.h"
 
+#include "screen.h"
+
 namespace kelvaro {
 
 using namespace python;
 
 namespace {
+
+constexpr Action kActions[] = {
+    {"red", "closeNews"},
+    {"green", "greenPressed"},
+    {"yellow", "yellowPressed"},
+    {"blue", "bluePressed"},
+    {"cancel", "closeNews"},
+    // Crossed on purpose.
+    {"nextEvent", "prevUpdate"},
+    {"prevEvent", "nextUpdate"},
+    {"pageUp", "pageUp"},
+    {"pageDown", "pageDown"},
+};
 
 Ref init(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
@@ -27,26 +42,14 @@ Ref init(const Args& args, const Globals& global, Line& at) {
   AT(364) self.set("infotxt", self.attr("list").item(self.attr("idx")));
   AT(365) self.setItem("update", global("ScrollLabel")(self.attr("getNews")()));
   AT(366) self.setItem("header", global("Label")(self.attr("getHeaderWithDate")()));
-  AT(367) self.setItem("key_red", global("StaticText")(global("_")("Close")));
-  AT(368) self.setItem("key_green", global("StaticText")(global("_")("Update")));
-  AT(369) self.setItem("key_yellow", global("StaticText")(global("_")(" ")));
-  AT(370) self.setItem("key_blue", global("StaticText")(global("_")("show Updates")));
+  AT(367) addText(self, global, "key_red", "Close");
+  AT(368) addText(self, global, "key_green", "Update");
+  AT(369) addText(self, global, "key_yellow", " ");
+  AT(370) addText(self, global, "key_blue", "show Updates");
   AT(371)
   self.setItem("actions",
                global("ActionMap")({list({"ColorActions", "SetupActions", "EventViewActions"}),
-                                    dict({
-                                        {"red", self.attr("closeNews")},
-                                        {"green", self.attr("greenPressed")},
-                                        {"yellow", self.attr("yellowPressed")},
-                                        {"blue", self.attr("bluePressed")},
-                                        {"cancel", self.attr("closeNews")},
-                                        // Crossed on purpose.
-                                        {"nextEvent", self.attr("prevUpdate")},
-                                        {"prevEvent", self.attr("nextUpdate")},
-                                        {"pageUp", self.attr("pageUp")},
-                                        {"pageDown", self.attr("pageDown")},
-                                    }),
-                                    -1}));
+                                    boundActions(self, kActions), -1}));
   AT(383)
   if (showUpgradable.truthy()) {
     AT(384) self.attr("bluePressed")();
@@ -77,7 +80,7 @@ Ref getText(const Args& args, const Globals& /*global*/, Line& at) {
 // from Exception pass.
 void setTitle(const Ref& self, const Globals& global, Line& at, int line, Name title) {
   try {
-    AT(line) self.item("title").attr("setText")(global("_")(title));
+    AT(line) showText(self, global, "title", title);
   } catch (const PythonError& thrown) {
     Caught error(at, thrown);
     AT(line + 1)
@@ -92,9 +95,9 @@ Ref bluePressed(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
 
   setTitle(self, global, at, 399, "Upgradable Packages");
-  AT(402) self.item("key_blue").attr("setText")(global("_")(" "));
-  AT(403) self.item("key_yellow").attr("setText")(global("_")("show News"));
-  AT(404) self.item("update").attr("setText")(global("_")("Please wait ..."));
+  AT(402) showText(self, global, "key_blue", " ");
+  AT(403) showText(self, global, "key_yellow", "show News");
+  AT(404) showText(self, global, "update", "Please wait ...");
   AT(405) self.attr("getUpdates")();
   return none();
 }
@@ -104,8 +107,8 @@ Ref yellowPressed(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
 
   setTitle(self, global, at, 409, "News about ZIRK");
-  AT(412) self.item("key_blue").attr("setText")(global("_")("show Updates"));
-  AT(413) self.item("key_yellow").attr("setText")(global("_")(" "));
+  AT(412) showText(self, global, "key_blue", "show Updates");
+  AT(413) showText(self, global, "key_yellow", " ");
   AT(414) self.item("update").attr("setText")(self.attr("getText")("news"));
   return none();
 }
@@ -157,8 +160,8 @@ Ref updateText(const Args& args, const Globals& global, Line& at) {
   AT(433) self.set("infotxt", self.attr("list").item(self.attr("idx")));
   AT(434) self.item("update").attr("setText")(self.attr("getNews")());
   AT(435) self.item("header").attr("setText")(self.attr("getHeaderWithDate")());
-  AT(436) self.item("key_blue").attr("setText")(global("_")("show Updates"));
-  AT(437) self.item("key_yellow").attr("setText")(global("_")(" "));
+  AT(436) showText(self, global, "key_blue", "show Updates");
+  AT(437) showText(self, global, "key_yellow", " ");
   return none();
 }
 
