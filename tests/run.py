@@ -26,6 +26,7 @@ import traceback
 import unittest
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+DURATIONS = os.path.join(PROJECT, "build", "test-seconds.json")
 TIMEOUT = 300  # seconds for a test file; after that it says where it is, and ends
 GRACE = 15     # more seconds for one that cannot even do that, being stuck in C code
 
@@ -166,14 +167,12 @@ class TestFile(object):
             output.seek(0)
             text = output.read().decode("utf-8", "replace")
         self.seconds = time.time() - begin
-        self._read(report)
-        if status != 0 and not self.failures:
-            # Nothing is in the report: it is the process that failed, not a test.
-            self._fail("the process", ending(status))
+        self._read(report, ending(status))
         if self.failures and text:
             self.failures.append(("(its output)", text))
 
-    def _read(self, report):
+    def _read(self, report, end):
+        """Take in the report; `end` says how the process ended."""
         running, complete = None, False
         try:
             with open(report) as lines:
@@ -193,9 +192,9 @@ class TestFile(object):
             else:
                 complete = True
         if running is not None:
-            self._fail(running, "the process ended in this test")
-        elif notes and not complete and not self.failures:
-            self._fail("the process", "it ended before its last test")
+            self._fail(running, "the process ended in this test: " + end)
+        elif not complete and not self.failures:
+            self._fail("the process", "it did not come to its end: " + end)
 
     def _fail(self, name, text):
         self.failures.append((name, text))
@@ -205,20 +204,23 @@ class TestFile(object):
         return len([name for name, _ in self.failures if name != "(its output)"])
 
 
+ended = threading.Event()  # set when the runner is to end before its time
+
+
 def wait(child, seconds):
     """Wait for a child that leads its own process group; return its status as Popen has it.
 
-    After `seconds` the group is ended, and the result is None.
+    After `seconds`, or when the runner itself is ended, the group is ended, and the result is None.
     """
     end = time.time() + seconds
     while child.poll() is None:
-        if time.time() > end:
+        if time.time() > end or ended.is_set():
             for number in (signal.SIGTERM, signal.SIGKILL):
                 try:
                     os.killpg(child.pid, number)
                 except OSError:
                     break  # all are gone
-                time.sleep(1)
+                time.sleep(0.5)
             child.wait()
             return None
         time.sleep(0.02)
@@ -234,7 +236,7 @@ def ending(status):
                  if name.startswith("SIG") and not name.startswith("SIG_"))
     if number in names:
         return "it ended by the signal %s" % names[number]
-    return "it ended with the status %d" % status
+    return "it ended with status %d" % status
 
 
 def run_all(files, patterns, jobs):
@@ -246,7 +248,7 @@ def run_all(files, patterns, jobs):
     def work():
         while True:
             with lock:
-                if not waiting:
+                if not waiting or ended.is_set():
                     return
                 test_file = waiting.pop()
             own = os.path.join(directory, test_file.path.replace("/", "."))
@@ -254,24 +256,25 @@ def run_all(files, patterns, jobs):
             try:
                 test_file.run(own, patterns)
             except Exception:
-                test_file.failures.append(("the runner", traceback.format_exc()))
+                test_file.failures.append((u"the runner", traceback.format_exc().decode("latin-1")))
             if test_file.passed or test_file.failed:
                 with lock:
-                    print("%-42s %4d passed%s %6.1f s" % (
-                        test_file.path, test_file.passed,
-                        ", %d failed" % test_file.failed if test_file.failed else "",
-                        test_file.seconds))
+                    print("%-48s %6.1f s %4d passed%s" % (
+                        test_file.path, test_file.seconds, test_file.passed,
+                        ", %d failed" % test_file.failed if test_file.failed else ""))
                     sys.stdout.flush()
 
+    threads = [threading.Thread(target=work) for _ in range(jobs)]
+    for thread in threads:
+        thread.start()
     try:
-        threads = [threading.Thread(target=work) for _ in range(jobs)]
-        for thread in threads:
-            thread.daemon = True
-            thread.start()
         for thread in threads:
             while thread.is_alive():
-                thread.join(1)  # with a timeout, so that the interrupt key gets through
+                thread.join(1)  # with a time limit, so that signals get through
     finally:
+        ended.set()
+        for thread in threads:
+            thread.join()
         shutil.rmtree(directory, ignore_errors=True)
 
 
@@ -279,14 +282,34 @@ LONGEST = ["tests/receiver/test_model_agrees.py", "tests/receiver/test_document_
 
 
 def find_files():
-    """Return the test files below tests/: first the longest, then the larger before the smaller."""
-    found = []
-    for directory in ("tests/receiver", "tests/desk"):
-        for name in os.listdir(os.path.join(PROJECT, directory)):
-            if name.startswith("test_") and name.endswith(".py"):
-                found.append("%s/%s" % (directory, name))
-    return sorted(found, key=lambda path: (path not in LONGEST,
-                                           -os.path.getsize(os.path.join(PROJECT, path))))
+    """Return the paths of all test files, relative to the project."""
+    return ["%s/%s" % (directory, name)
+            for directory in ("tests/receiver", "tests/desk")
+            for name in sorted(os.listdir(os.path.join(PROJECT, directory)))
+            if name.startswith("test_") and name.endswith(".py")]
+
+
+def last_durations():
+    """Return {path: seconds} as the last runs took; empty where there was none."""
+    try:
+        with open(DURATIONS) as stream:
+            return json.load(stream)
+    except (IOError, ValueError):
+        return {}
+
+
+def keep_durations(durations):
+    """Remember what last_durations returns."""
+    try:
+        with open(DURATIONS, "w") as stream:
+            json.dump(durations, stream, indent=0, sort_keys=True)
+    except IOError:
+        pass  # there is no build directory: nothing is lost but time
+
+
+def show(text):
+    """Print text as UTF-8, whatever the terminal's encoding is."""
+    print(text.encode("utf-8"))
 
 
 def main(arguments):
@@ -301,12 +324,22 @@ def main(arguments):
         run_file(options.file, options.report, options.patterns)
         return 0
 
-    files = [TestFile(path) for path in find_files()]
+    def end(number, frame):
+        raise SystemExit(128 + number)
+
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, end)
+
+    # The longest first, so that none is left alone at the end.
+    durations = last_durations()
+    files = [TestFile(path) for path in
+             sorted(find_files(), key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, options.patterns, options.jobs)
+    if not options.patterns:
+        keep_durations(dict((test_file.path, test_file.seconds) for test_file in files))
     for test_file in files:
         for name, text in test_file.failures:
-            print("\n%s\n%s: %s\n%s" % ("-" * 80, test_file.path, name, text.rstrip()
-                                        .encode("utf-8") if isinstance(text, unicode) else text))
+            show(u"\n%s\n%s: %s\n%s" % (u"-" * 80, test_file.path, name, text.rstrip()))
     passed = sum(test_file.passed for test_file in files)
     failed = sum(test_file.failed for test_file in files)
     if passed + failed == 0:
