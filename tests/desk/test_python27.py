@@ -1,6 +1,7 @@
 """tools/python27: which interpreter it prints, which it refuses, what it takes for whole."""
 
 import os
+import re
 import subprocess
 import sys
 import unittest
@@ -77,17 +78,6 @@ class Kept(unittest.TestCase):
             result = run("tools/python27", KELVARO_PYTHON=None, XDG_CACHE_HOME=here)
             self.assertEqual(result, (0, path + "\n", ""))
 
-    def test_a_half_made_one_is_not_taken_for_whole(self):
-        # Without a network to make another from: proxies that are not there.
-        dead = "http://127.0.0.1:9"
-        with directory() as here:
-            self.cached(here, "#!/bin/sh\nexit 1\n")
-            result = run("tools/python27", KELVARO_PYTHON=None, XDG_CACHE_HOME=here,
-                         http_proxy=dead, https_proxy=dead)
-            self.assertEqual((result.status, result.stdout), (1, ""))
-            self.assertIn("could not be fetched", result.stderr)
-            self.assertEqual([name for name in os.listdir(here + "/kelvaro") if "work" in name], [])
-
     def test_another_run_is_waited_for_and_its_result_taken(self):
         with directory() as here:
             os.mkdir(here + "/kelvaro")
@@ -107,6 +97,111 @@ class Kept(unittest.TestCase):
                 holder.communicate()
             self.assertEqual(second.communicate()[0], path + "\n")
             self.assertIn("another run is at work", said)
+
+
+# A source that is built in no time. Its configure counts the builds and can be made to fail.
+CONFIGURE = r"""#!/bin/sh
+echo built >>"$KELVARO_MARKS/builds"
+test ! -e "$KELVARO_MARKS/broken" || { echo 'no such luck'; exit 1; }
+for argument; do
+  case $argument in --prefix=*) bin='$(DESTDIR)'${argument#*=}/bin ;; esac
+done
+printf 'all:\n\tsleep 0.5\ninclinstall libinstall libainstall sharedinstall:\n' >Makefile
+printf "altbininstall:\n\tmkdir -p $bin\n\tcp pretender $bin/python2.7\n" >>Makefile
+"""
+# No Debian mirror has the source; its makers hand out the one above.
+APT_GET = "#!/bin/sh\nexit 1\n"
+APT_HELPER = r"""#!/bin/sh
+printf '%s\n' "$@" >"$KELVARO_MARKS/asked"
+while [ "$1" != download-file ]; do shift; done
+cp "$KELVARO_MARKS/source.tar" "$3"
+"""
+
+
+class Made(unittest.TestCase):
+    """How it makes one, with a source and with servers of the test's own."""
+
+    def setUp(self):
+        context = directory()
+        self.here = context.__enter__()
+        self.addCleanup(context.__exit__, None, None, None)
+        for name, text in (("source/configure", CONFIGURE), ("source/setup.py", ""),
+                           ("source/pretender", PRETENDER % "2.7 ffff"),
+                           ("bin/apt-get", APT_GET), ("bin/apt-helper", APT_HELPER)):
+            write(os.path.join(self.here, name), text, 0o755)
+        subprocess.check_call(["tar", "-C", self.here, "-cf", self.here + "/source.tar", "source"])
+        self.cache = self.here + "/cache/kelvaro"
+        self.environment = {"KELVARO_PYTHON": None, "KELVARO_MARKS": self.here,
+                            "XDG_CACHE_HOME": self.here + "/cache",
+                            "PATH": self.here + "/bin:" + os.environ["PATH"]}
+
+    def make(self):
+        return run("tools/python27", **self.environment)
+
+    def builds(self):
+        with open(self.here + "/builds") as marks:
+            return len(marks.readlines())
+
+    def kept(self):
+        """What the cache holds: interpreters whole or not, and logs."""
+        return sorted(name for name in os.listdir(self.cache) if name != "python27.lock")
+
+    def test_it_is_made_once_and_only_its_path_is_printed(self):
+        result = self.make()
+        self.assertEqual(result.status, 0, result)
+        self.assertRegexpMatches(result.stdout,
+                                 r"\A%s/python27-\w+/bin/python2\.7\n\Z" % self.cache)
+        self.assertEqual(self.make(), (0, result.stdout, ""))
+        self.assertEqual(self.builds(), 1)
+        self.assertEqual(self.kept(), [result.stdout.split("/")[-3]])
+
+    def test_its_makers_are_asked_for_the_pinned_file_where_no_mirror_has_it(self):
+        self.make()
+        with open(self.here + "/asked") as asked:
+            arguments = asked.read().split("\n")
+        self.assertTrue(arguments[3].endswith("/Python-2.7.18.tar.xz"), arguments)
+        self.assertRegexpMatches(arguments[5], r"\ASHA256:[0-9a-f]{64}\Z")
+
+    def test_a_source_that_cannot_be_had_is_said_in_one_sentence_at_last(self):
+        os.remove(self.here + "/source.tar")
+        result = self.make()
+        self.assertEqual((result.status, result.stdout), (1, ""))
+        self.assertRegexpMatches(result.stderr, r"could not be fetched: see (\S+), and check the "
+                                                r"network\.\n\Z")
+
+    def test_a_build_that_fails_leaves_its_log_and_nothing_to_be_taken_for_whole(self):
+        write(self.here + "/broken", "")
+        result = self.make()
+        self.assertEqual((result.status, result.stdout), (1, ""))
+        log = re.search(r"failed: the log is (\S+)\.\n\Z", result.stderr).group(1)
+        with open(log) as stream:
+            self.assertIn("no such luck", stream.read())
+        self.assertEqual(self.kept(), [os.path.basename(log)])
+        os.remove(self.here + "/broken")
+        self.assertEqual(self.make().status, 0)
+        self.assertFalse(os.path.exists(log))
+
+    def test_one_that_does_not_run_is_made_anew(self):
+        path = self.make().stdout.rstrip("\n")
+        write(path, "#!/bin/sh\nexit 1\n", 0o755)
+        self.assertEqual(self.make().stdout, path + "\n")
+        self.assertEqual(subprocess.check_output([path]), "2.7 ffff")
+
+    def test_what_an_interrupted_run_left_is_cleared_away(self):
+        write(self.cache + "/python27-work.abcdef/stage/bin/python2.7", "half")
+        self.assertEqual(self.make().status, 0)
+        self.assertEqual(len(self.kept()), 1)
+
+    def test_two_runs_at_a_time_make_one(self):
+        environment = dict(os.environ, **self.environment)
+        del environment["KELVARO_PYTHON"]
+        runs = [subprocess.Popen([PROJECT + "/tools/python27"], env=environment,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                for _ in range(2)]
+        printed = [one.communicate()[0] for one in runs]
+        self.assertEqual(printed[0], printed[1])
+        self.assertEqual([one.returncode for one in runs], [0, 0])
+        self.assertEqual(self.builds(), 1)
 
 
 if __name__ == "__main__":
