@@ -1,13 +1,21 @@
 """The module's face: every name, line and parameter; and what the tests of it share."""
 
+import os
+import shutil
+import socket
 import sys
+import tempfile
 import traceback
 import unittest
 
+from simulator.feedserver import FeedServer
 from simulator.receiver import Receiver
 
 #: The file that traceback entries of the module name.
 SOURCE = "plugin/src/Kelvaro"
+
+#: The file of which the first line leads to the feed.
+CONFIGURATION = "/etc/opkg/all-feed.conf"
 
 #: line, module, names imported from it: the attribute and the name bound.
 #: No names: the module itself is bound, by its first component. None: a star.
@@ -178,3 +186,38 @@ class ModuleTest(unittest.TestCase):
         finally:
             del trace
             sys.exc_clear()
+
+
+class FeedTest(ModuleTest):
+    """Base: a feed server with an empty feed runs, and the configuration leads to it."""
+
+    def setUp(self):
+        super(FeedTest, self).setUp()
+        self.directory = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.directory)
+        self.server = FeedServer(self.directory).start()
+        self.addCleanup(self.server.stop)
+        configure(self.server.conf_line())
+
+    def put(self, name, content):
+        """Put a file into the feed."""
+        with open(os.path.join(self.directory, name), "wb") as stream:
+            stream.write(content)
+
+
+def configure(content):
+    """Write the feed configuration; None removes it."""
+    if os.path.exists(CONFIGURATION):
+        os.remove(CONFIGURATION)
+    if content is not None:
+        with open(CONFIGURATION, "wb") as stream:
+            stream.write(content)
+
+
+def closed_port():
+    """Return a TCP port of 127.0.0.1 on which nobody listens."""
+    listener = socket.socket()
+    listener.bind(("127.0.0.1", 0))
+    port = listener.getsockname()[1]
+    listener.close()
+    return port

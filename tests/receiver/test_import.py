@@ -202,7 +202,7 @@ class Bases(ImportTest):
             self.assertIs(type(getattr(module, name)), types.ClassType)
             self.assertEqual(getattr(module, name).__bases__, (Screen,))
 
-    def test_classic_screen_works(self):
+    def test_classic_is_constructed_and_fails_as_it_is_no_dictionary(self):
         class Screen:
             def __init__(self, session):
                 self.sessions = [session]

@@ -213,6 +213,25 @@ Ref metaclassOf(const Ref& bases) {
   return Ref::take(metaclass);
 }
 
+// Says more about a TypeError of a metaclass, as the interpreter does: the usual reason is a base
+// that is no class.
+void explainWrongBase() {
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
+  PyErr_Fetch(&type, &value, &traceback);
+  if (PyErr_GivenExceptionMatches(type, PyExc_TypeError) != 0 && value != nullptr &&
+      PyString_Check(value)) {
+    PyObject* explained = PyString_FromFormat("Error when calling the metaclass bases\n    %s",
+                                              PyString_AS_STRING(value));
+    if (explained != nullptr) {
+      Py_DECREF(value);
+      value = explained;
+    }
+  }
+  PyErr_Restore(type, value, traceback);
+}
+
 }  // namespace
 
 Ref makeFunction(const Function& row, const char* scope, const Globals& globals) {
@@ -239,7 +258,15 @@ void defineClass(Name name, const Ref& bases, Functions rows, const Globals& glo
   for (const Function& row : rows) {
     body.setItem(Name::ofTable(row.name), makeFunction(row, name.text(), globals));
   }
-  globals.bind(name, metaclassOf(bases)({name, bases, body}));
+  Ref metaclass = metaclassOf(bases);
+  Ref made;
+  try {
+    made = metaclass({name, bases, body});
+  } catch (const PythonError&) {
+    explainWrongBase();
+    throw;
+  }
+  globals.bind(name, made);
 }
 
 }  // namespace python

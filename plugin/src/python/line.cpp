@@ -100,6 +100,20 @@ void Caught::rethrow() {
   raisePending();
 }
 
+Ref specialMethod(const Ref& manager, Name name) {
+  if (PyInstance_Check(manager.borrow())) {  // a classic instance has one type for all classes
+    return manager.attr(name);
+  }
+  PyObject* interned = nullptr;  // the interpreter's cache of the name
+  PyObject* method =
+      _PyObject_LookupSpecial(manager.borrow(), const_cast<char*>(name.text()), &interned);
+  if (method == nullptr && PyErr_Occurred() == nullptr) {
+    PyErr_SetObject(PyExc_AttributeError, name.borrow());
+  }
+  Py_XDECREF(interned);
+  return Ref::take(method);
+}
+
 void each::advance() {
   at_(header_);
   PyObject* member = PyIter_Next(iterator_.borrow());

@@ -112,12 +112,15 @@ class each {
   int header_;
 };
 
+/// A method of the `with` statement: that of the manager's type, whatever the manager itself holds.
+Ref specialMethod(const Ref& manager, Name name);
+
 /// The `with` statement: runs `block` on what `manager.__enter__()` gives, then `__exit__`, which
 /// may swallow the block's exception.
 template <typename Block>
 void with(const Ref& manager, Line& at, Block block) {
-  Ref exit = manager.attr("__exit__");
-  Ref entered = manager.attr("__enter__")();
+  Ref exit = specialMethod(manager, "__exit__");
+  Ref entered = specialMethod(manager, "__enter__")();
   try {
     block(entered);
   } catch (const PythonError&) {

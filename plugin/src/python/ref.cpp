@@ -53,7 +53,8 @@ Ref::Ref(const Ref& other) : object_(other.object_) { Py_XINCREF(object_); }
 Ref::~Ref() { Py_XDECREF(object_); }
 
 Ref Ref::share(PyObject* lent) {
-  Py_INCREF(require(lent));
+  require(lent);
+  Py_INCREF(lent);
   return Ref(lent);
 }
 
