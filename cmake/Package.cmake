@@ -2,9 +2,9 @@
 # catalogue; and CPack's settings, with which ./package makes of it a package for opkg.
 #
 # KELVARO_PLUGIN_DIRECTORY      the plug-in's directory, below the installation prefix
-# KELVARO_PACKAGE_ARCHITECTURE  what the image's feed calls the receiver's architecture; opkg installs
-#                               only what /etc/opkg/arch.conf of the receiver names; empty: by the
-#                               processor built for
+# KELVARO_PACKAGE_ARCHITECTURE  what the image's feed calls the receiver's architecture; opkg
+#                               installs only what /etc/opkg/arch.conf of the receiver names; empty:
+#                               by the processor built for
 # KELVARO_PACKAGE_REVISION      counts the packages of one version of the module, as recipes do
 
 set(KELVARO_PLUGIN_DIRECTORY lib/enigma2/python/Plugins/SystemPlugins/ZIRKPanel CACHE STRING
@@ -62,8 +62,8 @@ set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE "${architecture}")
 set(CPACK_DEBIAN_PACKAGE_RELEASE "${KELVARO_PACKAGE_REVISION}")
 # Joined to the project's own description, which is the first line.
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
-    "The module Kelvaro of the plug-in ZIRKPanel, with its icons, its skin parts for 1280 by 720 and \
-1920 by 1080 pixels, and its German texts.")
+    "The module Kelvaro of the plug-in ZIRKPanel, with its icons, its skin parts for 1280 by 720 \
+and 1920 by 1080 pixels, and its German texts.")
 set(CPACK_DEBIAN_PACKAGE_SECTION extra)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # The interpreter's standard modules as image feeds split and name them, after what the module
