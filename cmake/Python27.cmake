@@ -2,14 +2,18 @@
 #
 # KELVARO_PYTHON_INCLUDE, the directory of a Python 2.7's headers, is all that is needed, and then no
 # interpreter runs: for cross builds. When it is empty, KELVARO_PYTHON, the path of an interpreter,
-# says where its headers are; when that is empty too, tools/python27 supplies one. Stops with a
-# sentence when the interpreter is not a UCS-2 Python 2.7. Headers of another Python stop the compiler
-# (plugin/src/python/api.h).
+# says where its headers are; when that is empty too, tools/python27 supplies one, for the processor
+# KELVARO_TARGET (empty: this machine's). Stops with a sentence when the interpreter is not a UCS-2
+# Python 2.7. Headers of another Python stop the compiler (plugin/src/python/api.h).
 
 # kelvaro_find_headers(VARIABLE): sets VARIABLE to the directory of KELVARO_PYTHON's headers.
 function(kelvaro_find_headers variable)
   if(NOT KELVARO_PYTHON)
-    execute_process(COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27"
+    set(target "")
+    if(KELVARO_TARGET)
+      set(target --target "${KELVARO_TARGET}")
+    endif()
+    execute_process(COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${target}
                     OUTPUT_VARIABLE KELVARO_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE
                     RESULT_VARIABLE status)
     if(NOT status EQUAL 0)

@@ -1,0 +1,18 @@
+# The MIPS receivers: MIPS32 release 1, little-endian, hard float in the o32 convention; made with
+# Debian's cross compiler (package g++-mipsel-linux-gnu).
+
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR mipsel)
+set(CMAKE_CXX_COMPILER mipsel-linux-gnu-g++)
+
+# Without these the compiler takes release 2 and registers that suit two kinds of floating-point unit.
+set(CMAKE_CXX_FLAGS_INIT "-march=mips32 -mhard-float -mfp32")
+
+# -nostartfiles: the compiler's own start files are code for release 2 and would make the module so.
+#   They serve constructors and destructors of static objects, of which the module has none (with
+#   one, the linker misses __dso_handle).
+# noexecstack: GCC leaves it open for MIPS, and the loader then makes every stack executable.
+# hash-style: loaders of the receivers' age know only the old form.
+# max-page-size: the receivers' pages; the default of 64 KiB leaves a hole in the file.
+string(CONCAT CMAKE_MODULE_LINKER_FLAGS_INIT
+  "-nostartfiles -Wl,-z,noexecstack -Wl,--hash-style=sysv -Wl,-z,max-page-size=4096")
