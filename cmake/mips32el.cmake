@@ -5,8 +5,9 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR mipsel)
 set(CMAKE_CXX_COMPILER mipsel-linux-gnu-g++)
 
-# Without these the compiler takes release 2 and registers that suit two kinds of floating-point unit.
-set(CMAKE_CXX_FLAGS_INIT "-march=mips32 -mhard-float -mfp32")
+# The compiler would take release 2, and registers that suit two kinds of floating-point unit.
+# -frename-registers fills more delay slots: about one per cent smaller.
+set(CMAKE_CXX_FLAGS_INIT "-march=mips32 -mhard-float -mfp32 -frename-registers")
 
 # -nostartfiles: the compiler's own start files are code for release 2 and would make the module so.
 #   They serve constructors and destructors of static objects, of which the module has none (with
@@ -14,5 +15,7 @@ set(CMAKE_CXX_FLAGS_INIT "-march=mips32 -mhard-float -mfp32")
 # noexecstack: GCC leaves it open for MIPS, and the loader then makes every stack executable.
 # hash-style: loaders of the receivers' age know only the old form.
 # max-page-size: the receivers' pages; the default of 64 KiB leaves a hole in the file.
+# build-id: objcopy cannot place it in a MIPS file of debugging symbols.
 string(CONCAT CMAKE_MODULE_LINKER_FLAGS_INIT
-  "-nostartfiles -Wl,-z,noexecstack -Wl,--hash-style=sysv -Wl,-z,max-page-size=4096")
+  "-nostartfiles -Wl,-z,noexecstack -Wl,--hash-style=sysv -Wl,-z,max-page-size=4096 "
+  "-Wl,--build-id=none")
