@@ -54,7 +54,10 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvaro)
 set(CPACK_PACKAGE_CONTACT "Kelvaro developers")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
+# With its debug information in a file of its own the module is packed to the byte as it was tested.
+if(NOT KELVARO_SEPARATE_DEBUG)
+  set(CPACK_STRIP_FILES ON)
+endif()
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
 set(CPACK_DEBIAN_FILE_NAME
     "${CPACK_PACKAGE_NAME}_${PROJECT_VERSION}-${KELVARO_PACKAGE_REVISION}_${architecture}.ipk")
