@@ -32,6 +32,12 @@ def run(command, **options):
     return subprocess.check_output(command, **options)
 
 
+def interpreter(target):
+    """Return the path of a target's interpreter; other processors' run in emulation."""
+    command = [os.path.join(ROOT, "tools", "python27")]
+    return run(command if target == "native" else command + ["--target", target]).strip()
+
+
 def copy_sources(place):
     """Copy the project's files, as they are now and without their history, to a directory."""
     names = run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"])
@@ -43,12 +49,13 @@ def copy_sources(place):
             shutil.copy(os.path.join(ROOT, name), target)
 
 
-def make(root, target, output, time):
+def make(root, target, output, time, **environment):
     """Make a target's package; return its path and the line printed."""
     with open(os.path.join(output, "log"), "w+") as log:
         try:
             printed = run([os.path.join(root, "package"), "--output", output, target], cwd=root,
-                          env=dict(os.environ, SOURCE_DATE_EPOCH=str(time)), stderr=log)
+                          env=dict(os.environ, SOURCE_DATE_EPOCH=str(time), **environment),
+                          stderr=log)
         except subprocess.CalledProcessError:
             log.seek(0)
             print(log.read())
@@ -159,6 +166,13 @@ class PackageTest(object):
             self.assertRegexpMatches(run(["readelf", "--file-header", self.module()]),
                                      r"Machine: +%s" % self.machine)
 
+    def test_the_module_is_the_one_built_and_tested_byte_for_byte(self):
+        # The native one still has what debuggers need, which packing removes.
+        if self.machine:
+            self.assertEqual(
+                self.content(os.path.join(ROOT, "build", self.target, "Kelvaro.so")),
+                self.package.files()[DIRECTORY + "/Kelvaro.so"])
+
     def test_a_second_build_in_another_directory_gives_the_same_bytes(self):
         elsewhere = os.path.join(self.work, "a copy of the sources")
         copy_sources(elsewhere)
@@ -168,9 +182,9 @@ class PackageTest(object):
 
     def test_the_plugins_code_imports_and_shows_it_on_an_empty_root(self):
         for width in ("1280", "1920"):
-            printed = run(sandbox(self.target) + [
-                "--writable", self.work, "python2.7", "-O", "-m", "tests.desk.unpacked", self.path,
-                width])
+            printed = run([os.path.join(ROOT, "tools", "sandbox"), "--writable", self.work,
+                           "python2.7", "-O", "-m", "tests.desk.unpacked", self.path, width],
+                          env=dict(os.environ, KELVARO_PYTHON=interpreter(self.target)))
             self.assertEqual([
                 "Plugins.SystemPlugins.ZIRKPanel.Kelvaro",
                 DIRECTORY + "/Kelvaro.so",
@@ -180,10 +194,31 @@ class PackageTest(object):
             ], printed.splitlines())
 
 
-def sandbox(target):
-    """Return the command that runs others as on a receiver of a target."""
-    command = [os.path.join(ROOT, "tools", "sandbox")]
-    return command if target == "native" else command + ["--target", target]
+class CommandTest(unittest.TestCase):
+
+    def refused(self, *arguments, **environment):
+        """Run ./package, which must refuse; return the sentence that it says."""
+        process = subprocess.Popen((os.path.join(ROOT, "package"),) + arguments,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   env=dict(os.environ, **environment))
+        output, errors = process.communicate()
+        self.assertEqual((2, ""), (process.returncode, output))
+        return errors
+
+    def test_an_unknown_target_is_refused_with_the_known_ones(self):
+        self.assertEqual("package: 'sparc' is no target: name mips32el, armhf or native.\n",
+                         self.refused("armhf", "sparc"))
+
+    def test_one_architectures_name_for_two_targets_is_refused(self):
+        self.assertIn("name it, as in ./package armhf",
+                      self.refused("native", "armhf", KELVARO_ARCHITECTURE="cortexa9hf-neon"))
+
+    def test_an_architecture_can_be_given_another_name(self):
+        work = tempfile.mkdtemp(prefix="kelvaro-package-")
+        self.addCleanup(shutil.rmtree, work)
+        path, _ = make(ROOT, "armhf", work, 0, KELVARO_ARCHITECTURE="cortexa9hf-neon")
+        self.assertTrue(path.endswith("_cortexa9hf-neon.ipk"), path)
+        self.assertEqual("cortexa9hf-neon", packages.Package(path).control["Architecture"])
 
 
 def _presets():
