@@ -85,8 +85,8 @@ int openedBy(const Ref& line, Line& at) {
 }
 
 // What the chooser takes for the package of a record: its label, and a key that says what to do.
-Ref packageChoice(const Ref& record, int category, const Ref& installed, const Globals& global,
-                  Line& at) {
+Ref packageChoice(const Ref& record, int category, const Membership& installed,
+                  const Globals& global, Line& at) {
   AT(236) Ref name = record.item(0).attr("title")();
   AT(237) Ref package = "enigma2-plugin-";
   if (category != kNoCategory) {
@@ -96,7 +96,7 @@ Ref packageChoice(const Ref& record, int category, const Ref& installed, const G
   AT(245) Ref count = record.item(1);
   AT(246) Ref action = Ref(" - ").plus(global("_")("Remove"));
   AT(247)
-  if (!installed.contains(package)) {
+  if (!installed.has(package)) {
     AT(248) action = Ref(" - ").plus(global("_")("Install"));
     AT(249) package = package.plus("_install");
   } else {
@@ -120,7 +120,7 @@ Ref keyYellow(const Args& args, const Globals& global, Line& at) {
   for (const Category& category : kCategories) {
     AT(statement++) self.set(Name::ofTable(category.key), list());
   }
-  AT(223) Ref installed = global("getInstalled")();
+  AT(223) const Membership installed(global("getInstalled")());
   int category = kNoCategory;  // the records before the first section are for nobody
   AT(225)
   for (const Ref& line : each(lines, at)) {
@@ -168,17 +168,17 @@ Ref selectTop(const Args& args, const Globals& global, Line& at) {
 // A category was chosen: offer its packages. None was: the news list is in front again.
 Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
-  const Ref& chosen = args[1];
+  const Ref& category = args[1];
 
   AT(273) Ref choices = list();
   Ref suffix = "";
   AT(275)
-  if (!chosen.isNone()) {
+  if (!category.isNone()) {
     int line = 276;  // three lines a category, the skins before the system plug-ins
-    for (int category : {0, 2, 1}) {
-      const auto& [section, key, prefix, title] = kCategories[category];
+    for (int number : {0, 2, 1}) {
+      const auto& [section, key, prefix, title] = kCategories[number];
       AT(line)
-      if (chosen.item(1).equals(Name::ofTable(key))) {
+      if (category.item(1).equals(Name::ofTable(key))) {
         AT(line + 1) choices = self.attr(Name::ofTable(key));
         AT(line + 2) suffix = Ref(" - ").plus(global("_")(Name::ofTable(title)));
         break;
@@ -200,27 +200,26 @@ Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
 // A package was chosen: install or remove it, after a refresh of the package lists.
 Ref exitChoiceBox(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
-  const Ref& package = args[1];
+  const Ref& choice = args[1];
 
   AT(289)
-  if (package.isNone() || global("len")(package).differs(2)) {
+  if (choice.isNone() || global("len")(choice).differs(2)) {
     AT(290) self.attr("selectTop")();
     AT(291) return none();
   }
   AT(292)
   Ref commands = list({tuple({global("IpkgComponent").attr("CMD_UPDATE"), none()})});
   AT(293)
-  if (package.item(1).attr("endswith")("_installed").truthy()) {
+  if (choice.item(1).attr("endswith")("_installed").truthy()) {
     AT(294)
     commands.append(tuple(
         {global("IpkgComponent").attr("CMD_REMOVE"),
          dict({{"package", Ref("--force-depends --autoremove ")
-                               .plus(package.item(1).attr("replace")({"_installed", ""}))}})}));
-  } else if (at(295), package.item(1).attr("endswith")("_install").truthy()) {
+                               .plus(choice.item(1).attr("replace")({"_installed", ""}))}})}));
+  } else if (at(295), choice.item(1).attr("endswith")("_install").truthy()) {
     AT(296)
-    commands.append(
-        tuple({global("IpkgComponent").attr("CMD_INSTALL"),
-               dict({{"package", package.item(1).attr("replace")({"_install", ""})}})}));
+    commands.append(tuple({global("IpkgComponent").attr("CMD_INSTALL"),
+                           dict({{"package", choice.item(1).attr("replace")({"_install", ""})}})}));
   }
   AT(297)
   self.attr("session").attr("openWithCallback")(
@@ -242,7 +241,7 @@ Ref greenKey(const Args& args, const Globals& global, Line& at) {
 }
 
 Ref blueKey(const Args& args, const Globals& /*global*/, Line& at) {
-  AT(306) args[0].attr("runMenuEntry")(named("show_upgradable", true));
+  AT(306) args[0].attr("runMenuEntry")({named("show_upgradable", true)});
   return none();
 }
 

@@ -1,5 +1,6 @@
 #include "feed.h"
 
+#include "news_list.h"
 #include "receiver.h"
 
 namespace kelvaro {
@@ -24,8 +25,8 @@ Ref writeCache(const Args& args, const Globals& global, Line& at) {
     try {
       AT(91)
       osFunction(global, "mkdir")(global("os_path").attr("dirname")(global("cache_file")));
-    } catch (const PythonError&) {
-      Caught error(at);
+    } catch (const PythonError& thrown) {
+      Caught error(at, thrown);
       AT(92)
       if (!error.is(global("OSError"))) {
         error.rethrow();
@@ -78,7 +79,7 @@ Ref skipEntry(const Args& args, const Globals& global, Line& at) {
 
 // The body that the server sends for an address; each network step may take 5 seconds.
 Ref fetch(const Globals& global, const Ref& address) {
-  return global("urllib2").attr("urlopen")({address, none(), 5.0}).attr("read")();
+  return global("urllib2").attr("urlopen")({address, none(), Ref(5.0)}).attr("read")();
 }
 
 Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
@@ -86,9 +87,9 @@ Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
   Ref statistics;
   try {
     AT(122) statistics = fetch(global, address);
-  } catch (const PythonError&) {
+  } catch (const PythonError& thrown) {
     // The HTTP handler comes first: an HTTPError is a URLError too.
-    Caught error(at);
+    Caught error(at, thrown);
     AT(123)
     if (error.is(global("urllib2").attr("HTTPError"))) {
       AT(124) return none();
@@ -109,8 +110,8 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
   Ref source;
   try {
     AT(134) source = fetch(global, address);
-  } catch (const PythonError&) {
-    Caught error(at);
+  } catch (const PythonError& thrown) {
+    Caught error(at, thrown);
     AT(135)
     if (error.is(global("urllib2").attr("HTTPError"))) {
       AT(136) return kHttpError;
@@ -121,60 +122,22 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
     }
     error.rethrow();
   }
-  Ref document;
-  try {
-    AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
-  } catch (const PythonError&) {
-    Caught error(at);
-    AT(141)
-    if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
-      AT(142) return kUnreachable;
+  AT(140)
+  if (!collectQuickly(source, news, global, at)) {
+    Ref document;
+    try {
+      AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
+    } catch (const PythonError& thrown) {
+      Caught error(at, thrown);
+      AT(141)
+      if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
+        AT(142) return kUnreachable;
+      }
+      error.rethrow();
     }
-    error.rethrow();
+    collect(document, news, global, at);
+    AT(167) document.attr("unlink")();
   }
-  AT(143)
-  for (const Ref& update : each(document.attr("getElementsByTagName")("update"), at)) {
-    AT(144)
-    if (global("skip_entry")(update).truthy()) {
-      continue;
-    }
-    AT(146) Ref kind = "normal";
-    AT(147)
-    if (update.attr("hasAttribute")("type").truthy()) {
-      AT(148) kind = update.attr("getAttribute")("type");
-    }
-    AT(149) Ref titles = update.attr("getElementsByTagName")("title");
-    AT(150) Ref title = titles.item(0).attr("firstChild").attr("data");
-    AT(151) Ref items = update.attr("getElementsByTagName")("item");
-    AT(152) Ref lines = list();
-    AT(153)
-    for (const Ref& item : each(items, at)) {
-      AT(154)
-      if (global("skip_entry")(item).truthy()) {
-        continue;
-      }
-      AT(156) Ref text = none();
-      AT(157)
-      for (const Ref& itemText : each(item.attr("getElementsByTagName")("itemtext"), at)) {
-        AT(158)
-        if (itemText.attr("firstChild").truthy()) {
-          AT(159) text = itemText.attr("firstChild").attr("data");
-        }
-      }
-      AT(160) Ref descriptions = list();
-      AT(161)
-      for (const Ref& topic : each(item.attr("getElementsByTagName")("description"), at)) {
-        AT(162)
-        if (topic.attr("firstChild").truthy() && !global("skip_entry")(topic).truthy()) {
-          AT(163) Ref description = topic.attr("firstChild").attr("data");
-          AT(164) descriptions.append(description);
-        }
-      }
-      AT(165) lines.append(tuple({text, descriptions}));
-    }
-    AT(166) news.append(tuple({title, lines, kind}));
-  }
-  AT(167) document.attr("unlink")();
   AT(168) global("write_cache")(news);
   AT(170) return kFetched;
 }

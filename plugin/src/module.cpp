@@ -57,8 +57,7 @@ constexpr Import kImports[] = {
     {34, "urllib2", {}},
 };
 
-// "from os import path as os_path, remove" in two steps: the names are asked for, then bound.
-void execute(const Import& import, const Globals& global) {
+void importNames(const Import& import, const Globals& global) {
   Name path = Name::ofTable(import.module);
   const auto& [first, second] = import.names;
   if (first.name == nullptr) {
@@ -80,9 +79,10 @@ void execute(const Import& import, const Globals& global) {
   }
 }
 
+// All of the module's own statements.
 void execute(const Globals& global, Line& at) {
   for (const Import& import : kImports) {
-    AT(import.line) execute(import, global);
+    AT(import.line) importNames(import, global);
   }
   AT(36) global.bind("packagetmpfile", "/tmp/.package.tmp");
   AT(37) global.bind("cache_file", "/tmp/.updatecache");
@@ -92,21 +92,23 @@ void execute(const Globals& global, Line& at) {
   AT(86) global.bind("header", global("getHeader")());
   defineFunctions(kelvaro::feedFunctions(), global, at);
   AT(176)
-  defineClass("AllNews", tuple({global("Screen")}), kelvaro::allNewsMethods(), global);
+  defineClass("AllNews", tuple({global("Screen")}), kelvaro::allNewsMethods(), global, at);
   AT(351)
-  defineClass("ZirkUpdateInfo", tuple({global("Screen")}), kelvaro::updateInfoMethods(), global);
+  defineClass("ZirkUpdateInfo", tuple({global("Screen")}), kelvaro::updateInfoMethods(), global,
+              at);
   AT(504)
-  defineClass("UpdateNotification", tuple({}), kelvaro::updateNotificationMethods(), global);
+  defineClass("UpdateNotification", tuple({}), kelvaro::updateNotificationMethods(), global, at);
   AT(560) global.bind("update_notification", global("UpdateNotification")());
 }
 
 // Takes a half-built module away again: the interpreter would hand it to the next import as whole.
-void discard(const Ref& module) {
+void discard(const Ref& module, const Ref& name) {
   PyObject* type = nullptr;
   PyObject* value = nullptr;
   PyObject* traceback = nullptr;
   PyErr_Fetch(&type, &value, &traceback);
-  PyDict_DelItemString(PyImport_GetModuleDict(), PyModule_GetName(module.borrow()));
+  PyDict_DelItem(PyImport_GetModuleDict(), name.borrow());
+  _PyModule_Clear(module.borrow());  // its functions keep it, so it does not end by itself
   PyErr_Restore(type, value, traceback);
 }
 
@@ -118,16 +120,18 @@ extern "C" __attribute__((visibility("default"))) void initKelvaro() {
   try {
     Ref module = Ref::share(
         Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen."));
-    Globals global(Ref::share(PyModule_GetDict(module.borrow())));
+    Globals global(module);
+    Ref name = global("__name__");
     Line at({"init Kelvaro", nullptr, nullptr}, global);
     try {
       global.bind("__builtins__", Ref::share(PyEval_GetBuiltins()));
       execute(global, at);
-    } catch (const PythonError&) {
+    } catch (const PythonError& thrown) {
+      thrown.restore();
       at.report();
-      discard(module);
+      discard(module, name);
     }
-  } catch (const PythonError&) {
-    // No memory even for an empty module.
+  } catch (const PythonError& thrown) {
+    thrown.restore();  // no memory even for an empty module
   }
 }

@@ -63,7 +63,7 @@ Ref opkgUpdateFinished(const Args& args, const Globals& global, Line& at) {
 }
 
 // Whether a listing has an upgradable package among its first ten lines, or in the rest, which is
-// looked at as one piece: the time that a long listing takes stays small.
+// looked at as one piece.
 bool hasUpdate(const Ref& listing, const Globals& global, Line& at) {
   AT(532)
   if (listing.truthy()) {
@@ -98,7 +98,7 @@ Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
       global("AddNotificationWithCallback")({global("boundFunction")(self.attr("show_Kelvaro")),
                                              global("MessageBox"), message, named("timeout", 0)});
     } else {
-      AT(546) self.attr("show_Kelvaro")(named("res", none()));
+      AT(546) self.attr("show_Kelvaro")({named("res", none())});
     }
   } else {
     AT(548) usage(global, "update_available").set("value", false);

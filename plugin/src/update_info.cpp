@@ -18,8 +18,8 @@ Ref init(const Args& args, const Globals& global, Line& at) {
   AT(356) self.set("title", global("_")("News about ZIRK"));
   try {
     AT(358) self.setItem("title", global("StaticText")(self.attr("title")));
-  } catch (const PythonError&) {
-    Caught any(at);  // then the screen has no title, whatever the reason
+  } catch (const PythonError& thrown) {
+    Caught any(at, thrown);  // then the screen has no title, whatever the reason
   }
   AT(361) self.set("Console", none());
   AT(362) self.set("list", global("load_cache")());
@@ -40,7 +40,7 @@ Ref init(const Args& args, const Globals& global, Line& at) {
                                         {"yellow", self.attr("yellowPressed")},
                                         {"blue", self.attr("bluePressed")},
                                         {"cancel", self.attr("closeNews")},
-                                        // Crossed on purpose: newer news stand further up.
+                                        // Crossed on purpose.
                                         {"nextEvent", self.attr("prevUpdate")},
                                         {"prevEvent", self.attr("nextUpdate")},
                                         {"pageUp", self.attr("pageUp")},
@@ -73,12 +73,13 @@ Ref getText(const Args& args, const Globals& /*global*/, Line& at) {
 
 // --- The two views. No field tells them apart; only the texts do.
 
-// Sets the title. What goes wrong there is not worth the screen; only what is no Exception passes.
+// Sets the title. What goes wrong there is not worth the screen: only exceptions that don't derive
+// from Exception pass.
 void setTitle(const Ref& self, const Globals& global, Line& at, int line, Name title) {
   try {
     AT(line) self.item("title").attr("setText")(global("_")(title));
-  } catch (const PythonError&) {
-    Caught error(at);
+  } catch (const PythonError& thrown) {
+    Caught error(at, thrown);
     AT(line + 1)
     if (!error.is(global("Exception"))) {
       error.rethrow();
@@ -121,12 +122,18 @@ Ref pageDown(const Args& args, const Globals& /*global*/, Line& at) {
 
 // --- Stepping through the news, without wrapping around.
 
+void step(const Ref& self, int by) {
+  Ref index = self.attr("idx");
+  index.add(by);
+  self.set("idx", index);
+}
+
 Ref nextUpdate(const Args& args, const Globals& global, Line& at) {
   const Ref& self = args[0];
 
   AT(423)
   if (self.attr("idx").plus(1).lessThan(global("len")(self.attr("list")))) {
-    AT(424) self.set("idx", self.attr("idx").plus(1));
+    AT(424) step(self, 1);
     AT(425) self.attr("updateText")();
   }
   return none();
@@ -137,7 +144,7 @@ Ref prevUpdate(const Args& args, const Globals& /*global*/, Line& at) {
 
   AT(428)
   if (self.attr("idx").differs(0)) {
-    AT(429) self.set("idx", self.attr("idx").plus(-1));
+    AT(429) step(self, -1);
     AT(430) self.attr("updateText")();
   }
   return none();
@@ -188,14 +195,14 @@ Ref getNews(const Args& args, const Globals& global, Line& at) {
   if (self.attr("infotxt").item(1).truthy()) {
     AT(453)
     for (const Ref& item : each(self.attr("infotxt").item(1), at)) {
-      AT(454) text = text.plus(Ref("* ").plus(global("str")(item.item(0))).plus("\n"));
+      AT(454) text.add(Ref("* ").plus(global("str")(item.item(0))).plus("\n"));
       AT(455)
       if (item.item(1).truthy()) {
         AT(456)
         for (const Ref& description : each(item.item(1), at)) {
-          AT(457) text = text.plus(Ref("    - ").plus(global("str")(description)).plus("\n"));
+          AT(457) text.add(Ref("    - ").plus(global("str")(description)).plus("\n"));
         }
-        AT(458) text = text.plus("\n");
+        AT(458) text.add("\n");
       }
     }
   }
@@ -267,8 +274,8 @@ Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
         continue;
       }
       AT(494)
-      text = text.plus(global("_")("\nPackage : %s \nold version : %s \nnew version : %s\n")
-                           .format(tuple({name, oldVersion, newVersion})));
+      text.add(global("_")("\nPackage : %s \nold version : %s \nnew version : %s\n")
+                   .format(tuple({name, oldVersion, newVersion})));
     }
     AT(495)
     if (text.equals("")) {

@@ -120,7 +120,25 @@ class Opening(DetailTest):
         self.assertEqual(keys.actions["nextEvent"], self.box.screen.prevUpdate)
         self.assertEqual(keys.actions["prevEvent"], self.box.screen.nextUpdate)
 
-    def test_translates_every_text(self):
+    def test_shows_the_translations(self):
+        write(LISTING, "")
+        self.mark_texts()
+        self.open_detail(2)
+        self.assertEqual(self.labels(), dict((key, "<%s>" % text)
+                                             for key, text in NEWS_KEYS.items()))
+        self.assertEqual(self.box.text("title"), "<News about ZIRK>")
+        self.box.press("blue")
+        self.assertEqual(self.labels()["yellow"], "<show News>")
+        self.assertEqual(self.labels()["blue"], "< >")
+        self.assertEqual(self.box.text("title"), "<Upgradable Packages>")
+        self.assertEqual(self.box.text("update"), "<\nYour System is up to date>")
+        for key in ("yellow", "left"):
+            self.box.press(key)
+            self.assertEqual(self.labels()["yellow"], "< >")
+            self.assertEqual(self.labels()["blue"], "<show Updates>")
+            self.box.press("blue")
+
+    def test_translates_nothing_else(self):
         texts = self.note_texts()
         self.open_detail()
         self.assertEqual(texts, ["News about ZIRK", "Close", "Update", " ", "show Updates"])
@@ -192,6 +210,13 @@ class Texts(DetailTest):
         self.assertEqual(screen.getNews(), "* 7\n    - None\n    - 1.5\n    - u\n\n"
                                            "* x\n    - b\n\n* ('a',)\n")
         self.assertIs(type(screen.getNews()), str)
+
+    def test_are_made_by_a_replaced_str_of_the_module(self):
+        screen = self.detail("T", [("item", ["more"])])
+        self.replace("header", "H")
+        self.replace("str", lambda text: "str of " + text)
+        self.assertEqual(screen.getNews(), "* str of item\n    - str of more\n\n")
+        self.assertEqual(screen.getHeaderWithDate(), "str of HT")
 
     def test_join_the_header_and_the_title_without_a_separator(self):
         screen = self.detail(u"T", [])

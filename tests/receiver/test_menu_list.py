@@ -86,6 +86,12 @@ class Filling(ReceiverTest):
         self.assertEqual(self.box.rows(), ["17", "None", "bytes"])
         self.assertEqual(self.box.icons(), ["urgent", "info", "normal"])
 
+    def test_finds_a_replaced_str_in_the_module(self):
+        self.replace("str", lambda value: "urgent" if value == "normal" else repr(value))
+        self.open_news()
+        self.assertEqual(self.box.rows(), ["u'Update now'", "u'Release 3.1'", "u'Meeting'"])
+        self.assertEqual(self.box.icons(), ["normal", "urgent", "normal"])
+
     def test_an_empty_document_gives_an_empty_list_and_no_message(self):
         self.serve(document())
         screen = self.open_news()
@@ -134,6 +140,14 @@ class Messages(ReceiverTest):
     def test_so_does_a_document_that_is_not_well_formed(self):
         self.serve("no xml at all")
         self.assertMessage(self.open_news(), NOT_ANALYZED)
+
+    def test_is_translated(self):
+        self.mark_texts()
+        self.serve("no xml at all")
+        self.assertMessage(self.open_news(), "<%s>" % NOT_ANALYZED)
+        self.box.press("ok", "red")
+        self.feed.fault("zirknews.xml", status=404)
+        self.assertMessage(self.open_news(), "<%s>" % NO_CONNECTION)
 
     def test_closes_by_itself_after_30_seconds_and_the_keys_keep_working(self):
         self.feed.fault("zirknews.xml", status=500)

@@ -33,7 +33,15 @@ class Opening(ReceiverTest):
                          ["Exit", "Update", "show Updates", "Top 20", ""])
         self.assertEqual(self.box.text("status"), "")
 
-    def test_translates_every_text(self):
+    def test_shows_the_translations(self):
+        self.mark_texts()
+        self.box.open_news()
+        self.assertEqual(self.box.rows(), ["<%s>" % WAIT])
+        self.assertEqual([self.box.text(name) for name in WIDGETS if "key_" in name],
+                         ["<Exit>", "<Update>", "<show Updates>", "<Top 20>", ""])
+        self.assertEqual(self.box.text("title"), "<News about ZIRK>")
+
+    def test_translates_nothing_else(self):
         texts = self.note_texts()
         self.box.open_news()
         self.assertEqual(texts, ["News about ZIRK", WAIT, "Exit", "Update", "show Updates",

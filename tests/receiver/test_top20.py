@@ -107,7 +107,21 @@ class Lists(Top20Test):
         screen = self.lists("SKINS\nbar\nbar;1\n", [SKIN, "bar", PREFIX + "skin-ba"])
         self.assertEqual(screen.skins, [("Bar   (1) - Install", PREFIX + "skin-bar_install")])
 
-    def test_translate_what_they_show(self):
+    def test_show_the_translations(self):
+        self.mark_texts()
+        screen = self.lists("EXTENSIONS\na;1\nSYSTEMPLUGINS\nb;1\nSKINS\nc;1",
+                            [PREFIX + "extensions-a"])
+        self.assertEqual([label for label, _ in screen.extensions + screen.skins],
+                         ["A   (1) - <Remove>", "C   (1) - <Install>"])
+        self.assertEqual([label for label, _ in screen.c_l],
+                         ["<Extensions>", "<Systemplugins>", "<Skins>"])
+        del screen.selectTop
+        screen.selectTop()
+        self.assertEqual(self.box.title, "<Top 20>")
+        self.box.choose("<Systemplugins>")
+        self.assertEqual(self.box.title, "<Top 20> - <Systemplugins>")
+
+    def test_translate_in_the_order_of_the_records(self):
         texts = self.note_texts()
         self.lists("EXTENSIONS\na;1\nSYSTEMPLUGINS\nb;1\nSKINS\nc;1", [PREFIX + "extensions-a"])
         self.assertEqual(texts, ["Remove", "Remove", "Install", "Remove", "Install",
@@ -195,11 +209,13 @@ class Choosing(Top20Test):
             self.assertIs(kwargs["list"], getattr(screen, key))
 
     def test_no_category_an_unknown_or_an_empty_one_opens_nothing(self):
-        screen = self.lists("EXTENSIONS\na;1")
+        screen = self.lists("EXTENSIONS\na;1\nSYSTEMPLUGINS\nb;1\nSKINS\nc;1")
         calls = self.note_openings()
-        for ret in (None, ("Skins", "skins"), ("x", "systemplugins"), ("x", "other"),
-                    ("x", None), ("extensions", "Extensions")):
+        for ret in (None, ("x", "other"), ("x", None), ("extensions", "Extensions")):
             screen.gotTopSelection(ret)
+        self.lists("EXTENSIONS\na;1")
+        for key in ("skins", "systemplugins"):
+            screen.gotTopSelection(("x", key))
         self.assertEqual(calls, [])
 
     def test_only_the_second_element_of_a_category_counts(self):

@@ -3,7 +3,7 @@
 
 import unittest
 
-from tests.receiver.driving import Broken, raising
+from tests.receiver.driving import Broken, raising, refusing
 from tests.receiver.test_top20 import Top20Test
 
 from Screens.ChoiceBox import ChoiceBox
@@ -48,6 +48,32 @@ class Failures(Top20Test):
         self.replace("getInstalled", lambda: None)
         self.assertFails(TypeError, ["AllNews.keyYellow:247"], self.box.press, "yellow")
         self.assertEqual(self.lengths(), [0, 0, 0, None])
+
+    def test_of_each_part_of_a_record(self):
+        class Field(str):
+            pass
+
+        class Line(str):
+            def split(self, separator):
+                return [Field("name"), Field("count")]
+
+        class Text(str):
+            def split(self, separator):
+                return [Line(line) for line in str.split(self, separator)]
+        self.replace("getDownloadStats", lambda: Text("EXTENSIONS\nany;1"))
+        for method, line in [("__str__", 252), ("__radd__", 244), ("title", 236)]:
+            setattr(Field, method, raising())  # each fails before the one set earlier
+            self.assertFails(Broken, ["AllNews.keyYellow:%d" % line], self.box.press, "yellow")
+            self.assertEqual(self.lengths(), [0, 0, 0, None])
+
+    def test_of_each_list(self):
+        for count, name in enumerate(self.LISTS):
+            make = refusing(self.module.AllNews, attribute=name)
+            self.screen = make(self.box.session, "/path")
+            line = 259 if name == "c_l" else 220 + count
+            self.assertFails(Broken, ["AllNews.keyYellow:%d" % line], self.screen.keyYellow)
+            made = 1 if name == "c_l" else 0
+            self.assertEqual(self.lengths(), [made] * count + [None] * (4 - count))
 
     def test_of_each_text(self):
         for text, entries, lengths in [

@@ -2,6 +2,8 @@
 
 #include <structmember.h>
 
+#include <cstring>
+
 namespace python {
 namespace {
 
@@ -11,8 +13,8 @@ constexpr const char* kModule = "Kelvaro";
 struct FunctionObject {
   PyObject_HEAD const Function* row;
   const char* scope;
-  PyObject* globals;
-  PyObject* module;  // the value of __module__
+  PyObject* module;      // keeps the namespace that the function sees
+  PyObject* moduleName;  // the value of __module__
   PyObject* weakReferences;
 };
 
@@ -89,11 +91,15 @@ Args match(const Function& row, PyObject* positional, PyObject* keywords) {
   PyObject* keyword = nullptr;
   PyObject* value = nullptr;
   while (keywords != nullptr && PyDict_Next(keywords, &position, &keyword, &value) != 0) {
-    Ref& slot = args[parameterNamed(row, keyword)];
+    // Kept, since comparing odd keywords may run code that changes the caller's dictionary.
+    Ref name = Ref::share(keyword);
+    Ref argument = Ref::share(value);
+    Ref& slot = args[parameterNamed(row, name.borrow())];
     if (slot.bound()) {
-      raiseWrongKeyword(row, "%.200s() got multiple values for keyword argument '%.400s'", keyword);
+      raiseWrongKeyword(row, "%.200s() got multiple values for keyword argument '%.400s'",
+                        name.borrow());
     }
-    slot = Ref::share(value);
+    slot = argument;
     ++given;
   }
 
@@ -115,14 +121,16 @@ PyObject* call(PyObject* self, PyObject* positional, PyObject* keywords) {
   const FunctionObject& function = *cast(self);
   try {
     Args args = match(*function.row, positional, keywords);
-    Globals globals(Ref::share(function.globals));
+    Globals globals(Ref::share(function.module));
     Line at({kModule, function.scope, function.row->name}, globals);
     try {
       return function.row->body(args, globals, at).release();
-    } catch (const PythonError&) {
+    } catch (const PythonError& thrown) {
+      thrown.restore();
       at.report();
     }
-  } catch (const PythonError&) {
+  } catch (const PythonError& thrown) {
+    thrown.restore();
     // Wrong arguments are the caller's error: no entry for the function itself.
   }
   return nullptr;
@@ -138,14 +146,8 @@ PyObject* represent(PyObject* self) {
 }
 
 int traverse(PyObject* self, visitproc visit, void* arg) {
-  Py_VISIT(cast(self)->globals);
   Py_VISIT(cast(self)->module);
-  return 0;
-}
-
-int clear(PyObject* self) {
-  Py_CLEAR(cast(self)->globals);
-  Py_CLEAR(cast(self)->module);
+  Py_VISIT(cast(self)->moduleName);
   return 0;
 }
 
@@ -154,7 +156,8 @@ void destroy(PyObject* self) {
   if (cast(self)->weakReferences != nullptr) {
     PyObject_ClearWeakRefs(self);
   }
-  clear(self);
+  Py_XDECREF(cast(self)->module);
+  Py_XDECREF(cast(self)->moduleName);
   PyObject_GC_Del(self);
 }
 
@@ -173,7 +176,7 @@ PyGetSetDef properties[] = {
 };
 
 PyMemberDef members[] = {
-    {const_cast<char*>("__module__"), T_OBJECT, offsetof(FunctionObject, module), READONLY,
+    {const_cast<char*>("__module__"), T_OBJECT, offsetof(FunctionObject, moduleName), READONLY,
      nullptr},
     {nullptr, 0, 0, 0, nullptr},
 };
@@ -189,7 +192,6 @@ PyTypeObject* functionType() {
     type.tp_repr = represent;
     type.tp_call = call;
     type.tp_traverse = traverse;
-    type.tp_clear = clear;
     type.tp_weaklistoffset = offsetof(FunctionObject, weakReferences);
     type.tp_getset = properties;
     type.tp_members = members;
@@ -235,16 +237,23 @@ void explainWrongBase() {
 }  // namespace
 
 Ref makeFunction(const Function& row, const char* scope, const Globals& globals) {
-  Ref module = globals("__name__");
+  Ref moduleName = globals("__name__");
   auto* made = PyObject_GC_New(FunctionObject, functionType());
   Ref function = Ref::take(reinterpret_cast<PyObject*>(made));
   made->row = &row;
   made->scope = scope;
-  made->globals = Ref::share(globals.borrow()).release();
-  made->module = module.release();
+  made->module = Ref(globals.module()).release();
+  made->moduleName = moduleName.release();
   made->weakReferences = nullptr;
   PyObject_GC_Track(made);
   return function;
+}
+
+bool isOriginal(const Globals& globals, Name name) {
+  Ref found = globals.find(name);
+  return found.bound() && Py_TYPE(found.borrow()) == functionType() &&
+         cast(found.borrow())->module == globals.module().borrow() &&
+         std::strcmp(cast(found.borrow())->row->name, name.text()) == 0;
 }
 
 void defineFunctions(Functions rows, const Globals& globals, Line& at) {
@@ -253,18 +262,21 @@ void defineFunctions(Functions rows, const Globals& globals, Line& at) {
   }
 }
 
-void defineClass(Name name, const Ref& bases, Functions rows, const Globals& globals) {
+void defineClass(Name name, const Ref& bases, Functions rows, const Globals& globals, Line& at) {
+  const int statement = at.number();
   Ref body = dict({{"__module__", globals("__name__")}});
   for (const Function& row : rows) {
-    body.setItem(Name::ofTable(row.name), makeFunction(row, name.text(), globals));
+    AT(row.line) body.setItem(Name::ofTable(row.name), makeFunction(row, name.text(), globals));
   }
+  AT(statement)
   Ref metaclass = metaclassOf(bases);
   Ref made;
   try {
     made = metaclass({name, bases, body});
-  } catch (const PythonError&) {
+  } catch (const PythonError& thrown) {
+    thrown.restore();
     explainWrongBase();
-    throw;
+    raisePending();
   }
   globals.bind(name, made);
 }

@@ -1,12 +1,12 @@
 // Functions of the module as Python sees them: made from one table row each, called by one caller.
 #pragma once
 
-#include <array>
-#include <cstddef>
-
 #include "python/globals.h"
 #include "python/line.h"
 #include "python/ref.h"
+
+#include <array>
+#include <cstddef>
 
 namespace python {
 
@@ -57,11 +57,15 @@ class Functions {
 /// `row` and `scope` (the class that tracebacks name, or null) must live as long as the process.
 Ref makeFunction(const Function& row, const char* scope, const Globals& globals);
 
+/// Whether `name` in the module is still the function that the module itself bound there.
+bool isOriginal(const Globals& globals, Name name);
+
 /// Binds the module's functions under their names, each at the line of its `def`.
 void defineFunctions(Functions rows, const Globals& globals, Line& at);
 
-/// Binds the class `name` with the methods of `rows`, as a class statement does: its metaclass is
-/// that of the first of `bases` (a tuple); without bases it is a classic class.
-void defineClass(Name name, const Ref& bases, Functions rows, const Globals& globals);
+/// Binds the class `name` with the methods of `rows`, as a class statement at the current line
+/// does: its metaclass is that of the first of `bases` (a tuple). Without bases it is a classic
+/// class.
+void defineClass(Name name, const Ref& bases, Functions rows, const Globals& globals, Line& at);
 
 }  // namespace python

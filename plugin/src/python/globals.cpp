@@ -28,13 +28,13 @@ Ref Globals::operator()(Name name) const {
 }
 
 Ref Globals::find(Name name) const {
-  PyObject* found = PyDict_GetItem(dict_.borrow(), name.borrow());
+  PyObject* found = PyDict_GetItem(dict_, name.borrow());
   return found == nullptr ? findBuiltin(name) : Ref::share(found);
 }
 
 Ref Globals::findBuiltin(Name name) const {
   // A module, or its dictionary where the host has put that.
-  PyObject* builtins = PyDict_GetItem(dict_.borrow(), Name("__builtins__").borrow());
+  PyObject* builtins = PyDict_GetItem(dict_, Name("__builtins__").borrow());
   if (builtins != nullptr && PyModule_Check(builtins)) {
     builtins = PyModule_GetDict(builtins);
   }
@@ -45,15 +45,14 @@ Ref Globals::findBuiltin(Name name) const {
 }
 
 void Globals::bind(Name name, const Ref& value) const {
-  require(PyDict_SetItem(dict_.borrow(), name.borrow(), value.borrow()));
+  require(PyDict_SetItem(dict_, name.borrow(), value.borrow()));
 }
 
 Ref importFrom(const Globals& globals, Name path, const Ref& names) {
   // The import statement takes the builtin, whatever the module itself may call __import__.
   Ref import = globals.findBuiltin("__import__");
   if (!import.bound()) {
-    PyErr_SetString(PyExc_ImportError, "__import__ not found");
-    raisePending();
+    raise(PyExc_ImportError, "__import__ not found");
   }
   Ref space = Ref::share(globals.borrow());
   return import({path, space, space, names});
@@ -82,10 +81,9 @@ void bindAllFrom(const Globals& globals, const Ref& module) {
   if (publicOnly) {
     Ref dict = attributeIfAny(module, "__dict__");
     if (!dict.bound()) {
-      PyErr_SetString(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
-      raisePending();
+      raise(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
     }
-    names = Ref::take(PyMapping_Keys(dict.borrow()));
+    names = dict.attr("keys")();
   }
   // By index until IndexError, as the interpreter walks an __all__ of whatever type.
   for (Py_ssize_t index = 0;; ++index) {

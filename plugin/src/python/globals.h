@@ -9,8 +9,8 @@ namespace python {
 /// looked up at each use, so that whoever replaces one is honoured.
 class Globals {
  public:
-  /// `namespaceDict` is the module's `__dict__`.
-  explicit Globals(Ref namespaceDict) : dict_(std::move(namespaceDict)) {}
+  explicit Globals(Ref module)
+      : module_(std::move(module)), dict_(PyModule_GetDict(module_.borrow())) {}
 
   /// The object behind a name; NameError when there is none.
   Ref operator()(Name name) const;
@@ -19,10 +19,13 @@ class Globals {
   Ref findBuiltin(Name name) const;
   void bind(Name name, const Ref& value) const;
 
-  PyObject* borrow() const { return dict_.borrow(); }
+  const Ref& module() const { return module_; }
+  /// The module's `__dict__`; the reference is not the caller's.
+  PyObject* borrow() const { return dict_; }
 
  private:
-  Ref dict_;
+  Ref module_;
+  PyObject* dict_;
 };
 
 /// The module that `from path import names` takes its names from. As in every import statement of

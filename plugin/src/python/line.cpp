@@ -62,7 +62,7 @@ void Line::report() noexcept {
   PyFrameObject* frame = code == nullptr
                              ? nullptr
                              : PyFrame_New(PyThreadState_GET(), code, globals_.borrow(), nullptr);
-  // Also discards a failure to make these: the exception itself is worth more than its entry.
+  // Also discards a failure to make these two: the exception itself is worth more than its entry.
   PyErr_Restore(type, value, traceback);
   if (frame != nullptr) {
     PyTraceBack_Here(frame);
@@ -71,7 +71,8 @@ void Line::report() noexcept {
   Py_XDECREF(reinterpret_cast<PyObject*>(code));
 }
 
-Caught::Caught(Line& at) : at_(at) {
+Caught::Caught(Line& at, const PythonError& thrown) : at_(at) {
+  thrown.restore();
   at.report();
   at.reported_ = false;
   PyObject* type = nullptr;
@@ -104,13 +105,12 @@ Ref specialMethod(const Ref& manager, Name name) {
   if (PyInstance_Check(manager.borrow())) {  // a classic instance has one type for all classes
     return manager.attr(name);
   }
-  PyObject* interned = nullptr;  // the interpreter's cache of the name
+  PyObject* known = name.borrow();
   PyObject* method =
-      _PyObject_LookupSpecial(manager.borrow(), const_cast<char*>(name.text()), &interned);
+      _PyObject_LookupSpecial(manager.borrow(), const_cast<char*>(name.text()), &known);
   if (method == nullptr && PyErr_Occurred() == nullptr) {
     PyErr_SetObject(PyExc_AttributeError, name.borrow());
   }
-  Py_XDECREF(interned);
   return Ref::take(method);
 }
 

@@ -50,10 +50,10 @@ class Line {
   PyObject* outerTraceback_ = nullptr;
 };
 
-/// The pending exception, taken out of the interpreter at the start of a handler:
+/// An exception in its handler:
 ///
-///     } catch (const PythonError&) {
-///       Caught error(at);
+///     } catch (const PythonError& thrown) {
+///       Caught error(at, thrown);
 ///       if (error.is(global("IOError"))) { ... return ...; }
 ///       error.rethrow();
 ///     }
@@ -61,7 +61,7 @@ class Line {
 /// From here until the function returns sys.exc_info() gives it, as in an `except` clause.
 class Caught {
  public:
-  explicit Caught(Line& at);
+  Caught(Line& at, const PythonError& thrown);
 
   /// Whether an `except` clause for `kind` (a class, or a tuple of classes) would handle it.
   bool is(const Ref& kind) const;
@@ -123,8 +123,8 @@ void with(const Ref& manager, Line& at, Block block) {
   Ref entered = specialMethod(manager, "__enter__")();
   try {
     block(entered);
-  } catch (const PythonError&) {
-    Caught error(at);
+  } catch (const PythonError& thrown) {
+    Caught error(at, thrown);
     if (!exit({error.type(), error.value(), error.traceback()}).truthy()) {
       error.rethrow();
     }

@@ -1,0 +1,322 @@
+"""Runs the tests: python2.7 tests/run.py [--jobs N] [--counts FILE] [PATTERN...]
+
+Each test file has a process of its own: those of tests/receiver run in a sandbox of their own, too
+(tools/sandbox), those of tests/desk on the machine. A PATTERN takes the tests whose file, class or
+name it is found in, as text or as a shell pattern ("tests/receiver/test_simulator.py TimerTest.*").
+A file that ends by a signal, or does not end, counts as one failed test, which names the test that
+ran.
+
+Prints a line for each file and, at the end, every failure in full. --counts writes the two numbers
+"PASSED FAILED" to FILE. Exit status: 0, or 1 when a test failed or none was found.
+"""
+from __future__ import print_function
+
+import argparse
+import fnmatch
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import traceback
+import unittest
+
+PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+TIMEOUT = 300  # seconds for a test file; after that it says where it is, and ends
+GRACE = 15     # more seconds for one that cannot even do that, being stuck in C code
+
+
+# The process of one test file. It writes a report, one JSON list a line, while it goes:
+# ["start", name], then ["passed", name] or ["failed", name, text], and ["end"] as the last line.
+
+class Report(unittest.TestResult):
+    """Notes the outcome of every test in the report file at once."""
+
+    def __init__(self, stream):
+        unittest.TestResult.__init__(self)
+        self._stream = stream
+        self._failures = []
+        self._where = None
+
+    def note(self, *values):
+        self._stream.write(json.dumps(values) + "\n")
+        self._stream.flush()
+
+    def where(self):
+        """Return the test that runs, as text; None between tests."""
+        return self._where
+
+    def startTest(self, test):
+        unittest.TestResult.startTest(self, test)
+        self._failures = []
+        self._where = label(test)
+        self.note("start", self._where)
+
+    def stopTest(self, test):
+        unittest.TestResult.stopTest(self, test)
+        if self._failures:
+            self.note("failed", self._where, "\n".join(self._failures))
+        else:
+            self.note("passed", self._where)
+        self._where = None
+
+    def _failed(self, test, text):
+        if self._where is None:  # a class or a module that could not be set up
+            self.note("failed", label(test), text)
+        else:
+            self._failures.append(text)
+
+    def addError(self, test, err):
+        self._failed(test, self._text(err, test))
+
+    addFailure = addError
+
+    def addSkip(self, test, reason):
+        self._failed(test, "skipped (%s): a test that does not run shows nothing" % reason)
+
+    def addExpectedFailure(self, test, err):
+        self._failed(test, "expected to fail: say what is right instead")
+
+    def addUnexpectedSuccess(self, test):
+        self._failed(test, "expected to fail, and did not")
+
+    def _text(self, err, test):
+        text = self._exc_info_to_string(err, test)
+        if isinstance(text, unicode):
+            return text
+        return text.decode("utf-8", "replace")
+
+
+def label(test):
+    """Return "Class.name" for a test, and what unittest calls it where it has no such name."""
+    name = getattr(test, "_testMethodName", None)
+    return "%s.%s" % (type(test).__name__, name) if name else str(test)
+
+
+def tests_in(suite):
+    """Yield the single tests of a suite."""
+    for test in suite:
+        if isinstance(test, unittest.TestSuite):
+            for inner in tests_in(test):
+                yield inner
+        else:
+            yield test
+
+
+def chosen(path, name, patterns):
+    """Tell whether a test of the file `path` is among those that `patterns` ask for."""
+    whole = "%s %s" % (path, name)
+    return not patterns or any(pattern in whole or fnmatch.fnmatchcase(whole, pattern)
+                               for pattern in patterns)
+
+
+def run_file(path, report_path, patterns):
+    """Run the tests of one file in this process; what happens goes to the report."""
+    sys.path[0] = PROJECT  # this script's own directory until now
+    with open(report_path, "w") as stream:
+        report = Report(stream)
+
+        def too_long(number, frame):
+            report.note("failed", report.where() or "loading the file",
+                        "not done after %d seconds; at\n%s"
+                        % (TIMEOUT, "".join(traceback.format_stack(frame))))
+            os._exit(1)
+
+        signal.signal(signal.SIGALRM, too_long)
+        signal.alarm(TIMEOUT)
+        module = path[:-len(".py")].replace("/", ".")
+        suite = unittest.defaultTestLoader.loadTestsFromName(module)
+        unittest.TestSuite([test for test in tests_in(suite)
+                            if chosen(path, label(test), patterns)]).run(report)
+        report.note("end")
+
+
+# The process that starts them.
+
+class TestFile(object):
+    """A test file, its process and what has become of it."""
+
+    def __init__(self, path):
+        self.path = path
+        self.passed = 0
+        self.failures = []  # pairs (name, text)
+        self.seconds = 0.0
+
+    def run(self, directory, patterns):
+        """Run it; `directory` is an empty one for its report and output."""
+        report = os.path.join(directory, "report")
+        command = ["python2.7", "-O", os.path.join(PROJECT, "tests", "run.py"),
+                   "--file", self.path, "--report", report, "--"] + patterns
+        if self.path.startswith("tests/receiver/"):
+            command = [os.path.join(PROJECT, "tools", "sandbox"), "--writable", directory] + command
+        else:
+            command[0] = sys.executable
+        environment = dict(os.environ, PYTHONDONTWRITEBYTECODE="1")
+        begin = time.time()
+        with open(os.path.join(directory, "output"), "w+b") as output:
+            with open(os.devnull) as nothing:
+                child = subprocess.Popen(command, cwd=PROJECT, env=environment, stdin=nothing,
+                                         stdout=output, stderr=subprocess.STDOUT,
+                                         preexec_fn=os.setsid)
+            status = wait(child, TIMEOUT + GRACE)
+            output.seek(0)
+            text = output.read().decode("utf-8", "replace")
+        self.seconds = time.time() - begin
+        self._read(report)
+        if status != 0 and not self.failures:
+            # Nothing is in the report: it is the process that failed, not a test.
+            self._fail("the process", ending(status))
+        if self.failures and text:
+            self.failures.append(("(its output)", text))
+
+    def _read(self, report):
+        running, complete = None, False
+        try:
+            with open(report) as lines:
+                notes = [json.loads(line) for line in lines]
+        except (IOError, ValueError):
+            notes = []
+        for note in notes:
+            kind = note[0]
+            if kind == "start":
+                running = note[1]
+            elif kind == "passed":
+                self.passed += 1
+                running = None
+            elif kind == "failed":
+                self._fail(note[1], note[2])
+                running = None
+            else:
+                complete = True
+        if running is not None:
+            self._fail(running, "the process ended in this test")
+        elif notes and not complete and not self.failures:
+            self._fail("the process", "it ended before its last test")
+
+    def _fail(self, name, text):
+        self.failures.append((name, text))
+
+    @property
+    def failed(self):
+        return len([name for name, _ in self.failures if name != "(its output)"])
+
+
+def wait(child, seconds):
+    """Wait for a child that leads its own process group; return its status as Popen has it.
+
+    After `seconds` the group is ended, and the result is None.
+    """
+    end = time.time() + seconds
+    while child.poll() is None:
+        if time.time() > end:
+            for number in (signal.SIGTERM, signal.SIGKILL):
+                try:
+                    os.killpg(child.pid, number)
+                except OSError:
+                    break  # all are gone
+                time.sleep(1)
+            child.wait()
+            return None
+        time.sleep(0.02)
+    return child.returncode
+
+
+def ending(status):
+    """Say how a process ended whose status is `status`."""
+    if status is None:
+        return "it was not done after %d seconds and did not answer" % (TIMEOUT + GRACE)
+    number = -status if status < 0 else status - 128
+    names = dict((getattr(signal, name), name) for name in dir(signal)
+                 if name.startswith("SIG") and not name.startswith("SIG_"))
+    if number in names:
+        return "it ended by the signal %s" % names[number]
+    return "it ended with the status %d" % status
+
+
+def run_all(files, patterns, jobs):
+    """Run the test files, `jobs` at a time, and print a line for each."""
+    waiting = list(reversed(files))
+    lock = threading.Lock()
+    directory = tempfile.mkdtemp(prefix="kelvaro-tests.")
+
+    def work():
+        while True:
+            with lock:
+                if not waiting:
+                    return
+                test_file = waiting.pop()
+            own = os.path.join(directory, test_file.path.replace("/", "."))
+            os.mkdir(own)
+            try:
+                test_file.run(own, patterns)
+            except Exception:
+                test_file.failures.append(("the runner", traceback.format_exc()))
+            if test_file.passed or test_file.failed:
+                with lock:
+                    print("%-42s %4d passed%s %6.1f s" % (
+                        test_file.path, test_file.passed,
+                        ", %d failed" % test_file.failed if test_file.failed else "",
+                        test_file.seconds))
+                    sys.stdout.flush()
+
+    try:
+        threads = [threading.Thread(target=work) for _ in range(jobs)]
+        for thread in threads:
+            thread.daemon = True
+            thread.start()
+        for thread in threads:
+            while thread.is_alive():
+                thread.join(1)  # with a timeout, so that the interrupt key gets through
+    finally:
+        shutil.rmtree(directory, ignore_errors=True)
+
+
+LONGEST = ["tests/receiver/test_model_agrees.py", "tests/receiver/test_document_agrees.py"]
+
+
+def find_files():
+    """Return the test files below tests/: first the longest, then the larger before the smaller."""
+    found = []
+    for directory in ("tests/receiver", "tests/desk"):
+        for name in os.listdir(os.path.join(PROJECT, directory)):
+            if name.startswith("test_") and name.endswith(".py"):
+                found.append("%s/%s" % (directory, name))
+    return sorted(found, key=lambda path: (path not in LONGEST,
+                                           -os.path.getsize(os.path.join(PROJECT, path))))
+
+
+def main(arguments):
+    parser = argparse.ArgumentParser(description=__doc__.split(":")[0])
+    parser.add_argument("--jobs", type=int, default=2, help="test files at a time")
+    parser.add_argument("--counts", help="a file for the numbers of passed and failed tests")
+    parser.add_argument("--file", help=argparse.SUPPRESS)
+    parser.add_argument("--report", help=argparse.SUPPRESS)
+    parser.add_argument("patterns", nargs="*", metavar="PATTERN")
+    options = parser.parse_args(arguments)
+    if options.file:
+        run_file(options.file, options.report, options.patterns)
+        return 0
+
+    files = [TestFile(path) for path in find_files()]
+    run_all(files, options.patterns, options.jobs)
+    for test_file in files:
+        for name, text in test_file.failures:
+            print("\n%s\n%s: %s\n%s" % ("-" * 80, test_file.path, name, text.rstrip()
+                                        .encode("utf-8") if isinstance(text, unicode) else text))
+    passed = sum(test_file.passed for test_file in files)
+    failed = sum(test_file.failed for test_file in files)
+    if passed + failed == 0:
+        print("No test matches %s." % " ".join(options.patterns))
+        failed = 1
+    if options.counts:
+        with open(options.counts, "w") as stream:
+            stream.write("%d %d\n" % (passed, failed))
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

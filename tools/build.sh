@@ -1,0 +1,31 @@
+# shellcheck shell=bash
+# What ./run and ./test have in common: the packages, the interpreter and the built module.
+# For scripts that source this file; it sources tools/packages.sh.
+
+# shellcheck source=tools/packages.sh
+source "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
+
+# build_module PROJECT [PACKAGE...]
+#
+# Installs what is missing of the packages that building and running need, and of the PACKAGEs;
+# makes the interpreter; builds PROJECT/build/native/Kelvaro.so. Sets and exports KELVARO_PYTHON, the
+# path of the interpreter. Says on standard error what takes long. Exits with status 2 when a tool
+# can't be had, with 1 and the compiler's words when the module can't be built.
+build_module() {
+  local project=$1 log
+  shift
+  need_packages g++ cmake ninja-build busybox bubblewrap proot "$@"
+  KELVARO_PYTHON=$("$project/tools/python27") || exit 2
+  export KELVARO_PYTHON
+  if [[ ! -e $project/build/native/Kelvaro.so ]]; then
+    echo "Building the module" >&2
+  fi
+  log=$(mktemp)
+  if ! (cd "$project" && cmake --preset native && cmake --build --preset native) >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    echo "The module could not be built: see the messages above." >&2
+    exit 1
+  fi
+  rm -f "$log"
+}
