@@ -52,7 +52,7 @@ class Opening(DetailTest):
         self.assertEqual(self.labels(), NEWS_KEYS)
         self.assertEqual(self.box.commands, [])
 
-    def test_sets_what_the_description_names(self):
+    def test_sets_its_attributes(self):
         screen = self.open_detail(1)
         self.assertEqual(screen.skinName, ["ZirkUpdateInfo"])
         self.assertIs(screen.session, self.box.session)
@@ -91,7 +91,7 @@ class Opening(DetailTest):
         self.open_detail(3)
         self.assertEqual(self.box.text("update"), "* None\n")
 
-    def test_registers_widgets_and_sets_attributes_in_the_order_of_the_description(self):
+    def test_registers_widgets_and_sets_attributes_in_a_fixed_order(self):
         order = []
 
         class Noting(self.module.ZirkUpdateInfo):

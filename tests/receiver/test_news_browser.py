@@ -52,7 +52,7 @@ class Opening(ReceiverTest):
         self.box.open_news()
         self.assertEqual(self.box.text("header"), "another header")
 
-    def test_registers_what_it_shows_in_the_order_of_the_description(self):
+    def test_registers_what_it_shows_in_a_fixed_order(self):
         order = []
 
         class Noting(self.module.AllNews):
@@ -65,7 +65,7 @@ class Opening(ReceiverTest):
             "StaticText", "List", "Label", "Label", "StaticText", "StaticText", "StaticText",
             "StaticText", "StaticText", "ActionMap"]))
 
-    def test_sets_its_attributes_in_the_order_of_the_description(self):
+    def test_sets_its_attributes_in_a_fixed_order(self):
         order = []
 
         class Noting(self.module.AllNews):

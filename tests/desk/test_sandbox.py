@@ -1,0 +1,106 @@
+"""tools/sandbox: what a command sees in there, and that nothing of it comes out."""
+
+import os
+import unittest
+
+from tests.desk.machine import PROJECT, directory, run
+
+
+class Bubblewrap(unittest.TestCase):
+
+    means = "bwrap"
+
+    def sandbox(self, *command, **environment):
+        return run("tools/sandbox", *command, KELVARO_SANDBOX=self.means, **environment)
+
+    def output(self, line):
+        result = self.sandbox("sh", "-c", line)
+        self.assertEqual(result.status, 0, result)
+        return result.stdout
+
+    def test_the_files_of_the_machine_stay_as_they_are(self):
+        marks = ["/tmp/kelvaro-mark", "/etc/kelvaro-mark", "/etc/opkg/kelvaro-mark",
+                 "/usr/bin/kelvaro-mark", "/usr/lib/kelvaro-mark", "/var/kelvaro-mark"]
+        self.output("for mark in %s; do echo > $mark || exit 1; done" % " ".join(marks))
+        self.assertEqual([mark for mark in marks if os.path.exists(mark)], [])
+
+    def test_nothing_of_the_machine_is_in_the_private_places(self):
+        with directory() as here:
+            self.assertEqual(self.output("ls -d %s 2>&1 || true" % here),
+                             "ls: %s: No such file or directory\n" % here)
+        self.assertEqual(self.output("ls -A /etc/opkg /var/lib"), "/etc/opkg:\n\n/var/lib:\n")
+
+    def test_the_shell_tools_are_those_of_busybox(self):
+        self.assertIn("BusyBox", self.output("busybox | head -n1"))
+        self.assertEqual(self.output("echo first second | cut -f'0' -d ' '"), "first\n")
+
+    def test_opkg_is_the_stand_in_and_can_be_taken_away(self):
+        self.assertIn("opkg version", self.output("opkg --version"))
+        self.assertEqual(self.sandbox("sh", "-c", "rm /usr/bin/opkg && opkg --version").status, 127)
+
+    def test_python_is_the_ucs2_interpreter(self):
+        self.assertEqual(
+            self.output("python2.7 -c 'import sys; print(sys.version_info[:2], sys.maxunicode)'"),
+            "((2, 7), 65535)\n")
+
+    def test_the_module_can_be_read(self):
+        self.assertEqual(self.output("echo $KELVARO_ROOT; ls $KELVARO_MODULE"),
+                         "%s\n%s/build/native/Kelvaro.so\n" % (PROJECT, PROJECT))
+
+    def test_the_environment_is_small_and_the_callers_own_names_get_through(self):
+        result = self.sandbox("sh", "-c", "env", KELVARO_EXAMPLE="seen", SECRET="unseen")
+        self.assertIn("KELVARO_EXAMPLE=seen\n", result.stdout)
+        self.assertNotIn("SECRET", result.stdout)
+        self.assertIn("HOME=/root\n", result.stdout)
+
+    def test_the_exit_status_is_the_commands(self):
+        self.assertEqual(self.sandbox("sh", "-c", "exit 7").status, 7)
+
+    def test_the_exit_status_tells_the_signal_that_ended_it(self):
+        self.assertEqual(self.sandbox("sh", "-c", "kill -TERM $$").status, 128 + 15)
+
+    def test_output_and_errors_come_apart(self):
+        self.assertEqual(self.sandbox("sh", "-c", "echo out; echo err >&2"), (0, "out\n", "err\n"))
+
+    def test_a_directory_can_be_lent(self):
+        with directory() as here:
+            result = self.sandbox("--writable", here, "sh", "-c", "echo text > %s/file" % here)
+            self.assertEqual(result.status, 0)
+            with open(here + "/file") as stream:
+                self.assertEqual(stream.read(), "text\n")
+
+    def test_nothing_is_left_behind(self):
+        with directory() as here:
+            self.assertEqual(self.sandbox("sh", "-c", "mkdir -p /tmp/a/b; chmod 0 /tmp/a",
+                                          TMPDIR=here).status, 0)
+            self.assertEqual(os.listdir(here), [])
+
+    def test_what_still_runs_ends_with_the_command(self):
+        with directory() as here:
+            self.sandbox("--writable", here, "sh", "-c",
+                         "(sleep 1; echo > %s/late) >/dev/null 2>&1 & exit 0" % here)
+            run("sleep", "1.3")
+            self.assertEqual(os.listdir(here), [])
+
+
+class Proot(Bubblewrap):
+
+    means = "proot"
+
+
+class Words(unittest.TestCase):
+
+    def test_a_command_is_asked_for(self):
+        result = run("tools/sandbox")
+        self.assertEqual((result.status, result.stdout), (2, ""))
+        self.assertEqual(result.stderr.count("\n"), 1)
+
+    def test_an_unknown_means_is_refused_in_one_sentence(self):
+        result = run("tools/sandbox", "true", KELVARO_SANDBOX="magic")
+        self.assertEqual(result.status, 2)
+        self.assertEqual(result.stderr, "sandbox: KELVARO_SANDBOX=magic is neither bwrap nor "
+                                        "proot.\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
