@@ -1,8 +1,8 @@
 """Checks that the module's file suits the receivers: python2.7 tools/check_binary.py TARGET FILE
 
-TARGET is mips32el or armhf. What the file holds comes from binutils' readelf. Prints a line for each
-check, with the number found and what is allowed; those not met begin with "FAILED". Exit status: 0
-when all are met, 1 when one is not, 2 when FILE cannot be read.
+TARGET is mips32el or armhf. What the file holds comes from binutils' readelf. Prints a line for
+each check, with the number found and what is allowed; those not met begin with "FAILED". Exit
+status: 0 when all are met, 1 when one is not, 2 when FILE cannot be read.
 """
 from __future__ import print_function
 
@@ -20,7 +20,8 @@ MOST_BYTES = 96 * 1024
 # --arch-specific` prints, and what it stands for.
 PROCESSOR = {
     "mips32el": (
-        (r"Class:\s+ELF32\n(.|\n)*little endian(.|\n)*Machine:\s+MIPS", "32-bit MIPS, little-endian"),
+        (r"Class:\s+ELF32\n(.|\n)*little endian(.|\n)*Machine:\s+MIPS",
+         "32-bit MIPS, little-endian"),
         (r"Flags:.*\bo32, mips32\n", "header: MIPS32 release 1, o32"),
         (r"\nISA: MIPS32\n", "ABI flags: MIPS32 release 1"),
         (r"\nFP ABI: Hard float \(double precision\)\n", "ABI flags: hard float"),
