@@ -1,33 +1,54 @@
 # The interpreter that the module is built for, as the target Python27::Module.
 #
-# Takes KELVARO_PYTHON, the path of a Python 2.7 interpreter whose unicode strings are UCS-2; when it
-# is empty, tools/python27 supplies one. Stops with a sentence when the interpreter is another.
+# KELVARO_PYTHON_INCLUDE, the directory of a Python 2.7's headers, is all that is needed, and then no
+# interpreter runs: for cross builds. When it is empty, KELVARO_PYTHON, the path of an interpreter,
+# says where its headers are; when that is empty too, tools/python27 supplies one, for the processor
+# KELVARO_TARGET (empty: this machine's). Stops with a sentence when the interpreter is not a UCS-2
+# Python 2.7. Headers of another Python stop the compiler (plugin/src/python/api.h).
 
-if(NOT KELVARO_PYTHON)
-  execute_process(COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27"
-                  OUTPUT_VARIABLE KELVARO_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE
-                  RESULT_VARIABLE status)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "No interpreter to build for: see the message of tools/python27 above, "
-                        "or name one with -DKELVARO_PYTHON=/path/to/python2.7.")
+# kelvaro_find_headers(VARIABLE): sets VARIABLE to the directory of KELVARO_PYTHON's headers.
+function(kelvaro_find_headers variable)
+  if(NOT KELVARO_PYTHON)
+    set(target "")
+    if(KELVARO_TARGET)
+      set(target --target "${KELVARO_TARGET}")
+    endif()
+    execute_process(COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${target}
+                    OUTPUT_VARIABLE KELVARO_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE
+                    RESULT_VARIABLE status)
+    if(NOT status EQUAL 0)
+      message(FATAL_ERROR "No interpreter to build for: see the message of tools/python27 above, "
+                          "or name one with -DKELVARO_PYTHON=/path/to/python2.7.")
+    endif()
   endif()
-endif()
 
-execute_process(
-  COMMAND "${KELVARO_PYTHON}" -c
-    "import sys, sysconfig; sys.stdout.write('%d.%d;%x;%s' % (sys.version_info[0], sys.version_info[1], sys.maxunicode, sysconfig.get_paths()['include']))"
-  OUTPUT_VARIABLE facts RESULT_VARIABLE status)
-if(NOT status EQUAL 0)
-  message(FATAL_ERROR "KELVARO_PYTHON names ${KELVARO_PYTHON}, which does not run as a Python "
-                      "interpreter: name a Python 2.7 interpreter (UCS-2 build).")
-endif()
-list(POP_FRONT facts version maxunicode include)
-if(NOT version STREQUAL "2.7" OR NOT maxunicode STREQUAL "ffff")
-  message(FATAL_ERROR "KELVARO_PYTHON names ${KELVARO_PYTHON}, a Python ${version} with characters "
-                      "up to U+${maxunicode}: name a Python 2.7 interpreter (UCS-2 build).")
+  execute_process(
+    COMMAND "${KELVARO_PYTHON}" -c
+      "import sys, sysconfig; sys.stdout.write('%d.%d;%x;%s' % (sys.version_info[0], sys.version_info[1], sys.maxunicode, sysconfig.get_paths()['include']))"
+    OUTPUT_VARIABLE facts RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    message(FATAL_ERROR "KELVARO_PYTHON names ${KELVARO_PYTHON}, which does not run as a Python "
+                        "interpreter: name a Python 2.7 interpreter (UCS-2 build).")
+  endif()
+  list(GET facts 0 version)
+  list(GET facts 1 maxunicode)
+  list(GET facts 2 include)
+  if(NOT version STREQUAL "2.7" OR NOT maxunicode STREQUAL "ffff")
+    message(FATAL_ERROR "KELVARO_PYTHON names ${KELVARO_PYTHON}, a Python ${version} with "
+                        "characters up to U+${maxunicode}: name a Python 2.7 interpreter (UCS-2 "
+                        "build).")
+  endif()
+  set(${variable} "${include}" PARENT_SCOPE)
+endfunction()
+
+if(KELVARO_PYTHON_INCLUDE)
+  set(include "${KELVARO_PYTHON_INCLUDE}")
+else()
+  kelvaro_find_headers(include)
 endif()
 if(NOT EXISTS "${include}/Python.h")
-  message(FATAL_ERROR "${include}/Python.h is missing: install the headers of ${KELVARO_PYTHON}.")
+  message(FATAL_ERROR "${include}/Python.h is missing: install the headers of Python 2.7, or name "
+                      "their directory with -DKELVARO_PYTHON_INCLUDE=/path/to/include/python2.7.")
 endif()
 
 # An extension module finds the interpreter's symbols in the process that loads it: headers only.

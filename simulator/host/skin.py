@@ -63,4 +63,5 @@ _TEMPLATE_NAMES = {
     "MultiContentEntryPixmapAlphaTest": lambda **entry: dict(entry, kind="pixmap"),
     "gFont": lambda family, size: (family, size),
     "RT_HALIGN_LEFT": 0,
+    "RT_VALIGN_CENTER": 16,
 }
