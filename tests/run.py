@@ -281,10 +281,10 @@ def run_all(files, patterns, jobs):
 LONGEST = ["tests/receiver/test_model_agrees.py", "tests/receiver/test_document_agrees.py"]
 
 
-def find_files():
-    """Return the paths of all test files, relative to the project."""
+def find_files(directories):
+    """Return the paths of the test files in these directories, relative to the project."""
     return ["%s/%s" % (directory, name)
-            for directory in ("tests/receiver", "tests/desk")
+            for directory in directories
             for name in sorted(os.listdir(os.path.join(PROJECT, directory)))
             if name.startswith("test_") and name.endswith(".py")]
 
@@ -316,6 +316,8 @@ def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__.split(":")[0])
     parser.add_argument("--jobs", type=int, default=2, help="test files at a time")
     parser.add_argument("--counts", help="a file for the numbers of passed and failed tests")
+    parser.add_argument("--in", dest="directories", action="append", metavar="DIRECTORY",
+                        help="a directory of test files, in place of the usual two")
     parser.add_argument("--file", help=argparse.SUPPRESS)
     parser.add_argument("--report", help=argparse.SUPPRESS)
     parser.add_argument("patterns", nargs="*", metavar="PATTERN")
@@ -333,7 +335,7 @@ def main(arguments):
     # The longest first, so that none is left alone at the end.
     durations = last_durations()
     files = [TestFile(path) for path in
-             sorted(find_files(), key=lambda path: -durations.get(path, TIMEOUT))]
+             sorted(find_files(options.directories or ["tests/receiver", "tests/desk"]), key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, options.patterns, options.jobs)
     if not options.patterns:
         keep_durations(dict((test_file.path, test_file.seconds) for test_file in files))
