@@ -334,8 +334,9 @@ def main(arguments):
 
     # The longest first, so that none is left alone at the end.
     durations = last_durations()
+    paths = find_files(options.directories or ["tests/receiver", "tests/desk"])
     files = [TestFile(path) for path in
-             sorted(find_files(options.directories or ["tests/receiver", "tests/desk"]), key=lambda path: -durations.get(path, TIMEOUT))]
+             sorted(paths, key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, options.patterns, options.jobs)
     if not options.patterns:
         keep_durations(dict((test_file.path, test_file.seconds) for test_file in files))
