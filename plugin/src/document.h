@@ -21,7 +21,7 @@ struct Text {
 /// A well-formed XML document, as the DOM of the interpreter's xml.dom.minidom would show it.
 ///
 /// What is rare and intricate is left to that DOM: read() says when. Nothing here calls Python
-/// code or touches the interpreter's exception.
+/// code or leaves an exception.
 class Document {
  public:
   /// What stands first below an element.

@@ -77,28 +77,34 @@ Ref skipEntry(const Args& args, const Globals& global, Line& at) {
   AT(117) return false;
 }
 
-// The body that the server sends for an address; each network step may take 5 seconds.
-Ref fetch(const Globals& global, const Ref& address) {
-  return global("urllib2").attr("urlopen")({address, none(), Ref(5.0)}).attr("read")();
+// Puts what the server sends for an address into `body`; each network step may take 5 seconds.
+// Returns kFetched, or what kind of failure it was. `line` is that of the statement; its two
+// handlers stand on the lines behind.
+int fetch(const Ref& address, Ref& body, const Globals& global, Line& at, int line) {
+  try {
+    AT(line)
+    body = global("urllib2").attr("urlopen")({address, none(), Ref(5.0)}).attr("read")();
+  } catch (const PythonError& thrown) {
+    // The HTTP handler comes first: an HTTPError is a URLError too.
+    Caught error(at, thrown);
+    AT(line + 1)
+    if (error.is(global("urllib2").attr("HTTPError"))) {
+      return kHttpError;
+    }
+    AT(line + 3)
+    if (error.is(global("urllib2").attr("URLError"))) {
+      return kUnreachable;
+    }
+    error.rethrow();
+  }
+  return kFetched;
 }
 
 Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
   AT(120) Ref address = global("newsURL")("zirkdlstat.txt");
   Ref statistics;
-  try {
-    AT(122) statistics = fetch(global, address);
-  } catch (const PythonError& thrown) {
-    // The HTTP handler comes first: an HTTPError is a URLError too.
-    Caught error(at, thrown);
-    AT(123)
-    if (error.is(global("urllib2").attr("HTTPError"))) {
-      AT(124) return none();
-    }
-    AT(125)
-    if (error.is(global("urllib2").attr("URLError"))) {
-      AT(126) return none();
-    }
-    error.rethrow();
+  if (fetch(address, statistics, global, at, 122) != kFetched) {
+    return none();
   }
   AT(127) return statistics;
 }
@@ -108,19 +114,9 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
   AT(131) Ref news = list();
   AT(132) Ref address = global("newsURL")();
   Ref source;
-  try {
-    AT(134) source = fetch(global, address);
-  } catch (const PythonError& thrown) {
-    Caught error(at, thrown);
-    AT(135)
-    if (error.is(global("urllib2").attr("HTTPError"))) {
-      AT(136) return kHttpError;
-    }
-    AT(137)
-    if (error.is(global("urllib2").attr("URLError"))) {
-      AT(138) return kUnreachable;
-    }
-    error.rethrow();
+  const int outcome = fetch(address, source, global, at, 134);
+  if (outcome != kFetched) {
+    return outcome;
   }
   AT(140)
   if (!collectQuickly(source, news, global, at)) {
