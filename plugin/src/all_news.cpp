@@ -332,45 +332,29 @@ Ref keyCancel(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
+// clang-format off
 const Function kMethods[] = {
-    {"__init__",
-     177,
-     init,
-     {"self", "session", "plugin_path", {"args", zero}},
+    {"__init__", 177, init, {"self", "session", "plugin_path", {"args", zero}},
      "Build the screen; plugin_path is the plug-in's directory, args is not used."},
     {"keyYellow", 215, keyYellow, {"self"}, "Offer the most downloaded packages."},
     {"selectTop", 269, selectTop, {"self"}, "Open the chooser of the categories."},
-    {"gotTopSelection",
-     272,
-     gotTopSelection,
-     {"self", "ret"},
+    {"gotTopSelection", 272, gotTopSelection, {"self", "ret"},
      "Open the chooser of the packages of the category ret, a tuple (title, key) or None."},
-    {"exitChoiceBox",
-     288,
-     exitChoiceBox,
-     {"self", "ret"},
+    {"exitChoiceBox", 288, exitChoiceBox, {"self", "ret"},
      "Install or remove the package of ret, a tuple (label, action key) or None."},
-    {"ipkg_action_finished",
-     299,
-     ipkgActionFinished,
-     {"self", {"ret", none}},
+    {"ipkg_action_finished", 299, ipkgActionFinished, {"self", {"ret", none}},
      "Start again with fresh lists; ret is not used."},
     {"greenKey", 302, greenKey, {"self"}, "Open the software update screen."},
     {"blueKey", 305, blueKey, {"self"}, "Open the view of the upgradable packages."},
     {"setMenu", 308, setMenu, {"self"}, "Have the list filled in a moment."},
     {"createMenu", 314, createMenu, {"self"}, "Fetch the news and fill the list."},
-    {"runMenuEntry",
-     336,
-     runMenuEntry,
-     {"self", {"show_upgradable", no}},
+    {"runMenuEntry", 336, runMenuEntry, {"self", {"show_upgradable", no}},
      "Open the selected entry, or with show_upgradable the upgradable packages."},
-    {"setMenuIndex",
-     341,
-     setMenuIndex,
-     {"self", {"idx", zero}},
+    {"setMenuIndex", 341, setMenuIndex, {"self", {"idx", zero}},
      "Put the cursor on the row with the number idx."},
     {"keyCancel", 344, keyCancel, {"self"}, "Remove the scratch files and close."},
 };
+// clang-format on
 
 }  // namespace
 

@@ -138,31 +138,21 @@ Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
   AT(170) return kFetched;
 }
 
+// clang-format off
 const Function kFunctions[] = {
     {"write_cache", 88, writeCache, {"cache_data"}, "Store a news list in the file cache_file."},
     {"load_cache", 98, loadCache, {}, "Return the news list that cache_file holds."},
-    {"newsURL",
-     104,
-     newsURL,
-     {{"f_name", newsDocument}},
+    {"newsURL", 104, newsURL, {{"f_name", newsDocument}},
      "Return the address of a file on the feed server."},
-    {"skip_entry",
-     112,
-     skipEntry,
-     {"entry"},
+    {"skip_entry", 112, skipEntry, {"entry"},
      "Tell whether a DOM element is not meant for this receiver."},
-    {"getDownloadStats",
-     119,
-     getDownloadStats,
-     {},
+    {"getDownloadStats", 119, getDownloadStats, {},
      "Return the download statistics (a string), or None when they can't be had."},
-    {"parse_xml",
-     130,
-     parseXml,
-     {},
+    {"parse_xml", 130, parseXml, {},
      "Fetch the news into the cache. Return 1; or 2 after an HTTP error; or 3 when the server was\n"
      "out of reach or the document not well-formed."},
 };
+// clang-format on
 
 }  // namespace
 

@@ -116,30 +116,22 @@ Ref initTimer(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
+// clang-format off
 const Function kMethods[] = {
-    {"setSession",
-     505,
-     setSession,
-     {"self", "session", "plugin_path"},
+    {"setSession", 505, setSession, {"self", "session", "plugin_path"},
      "Keep the host's session and the plug-in's directory."},
-    {"show_Kelvaro",
-     509,
-     showKelvaro,
-     {"self", "res"},
+    {"show_Kelvaro", 509, showKelvaro, {"self", "res"},
      "Arm the next check; open the news browser if res, the user's answer, is true."},
     {"check_updates", 519, checkUpdates, {"self"}, "Start a check with \"opkg update\"."},
-    {"opkg_update_finished",
-     524,
-     opkgUpdateFinished,
+    {"opkg_update_finished", 524, opkgUpdateFinished,
      {"self", "result", "retval", {"extra_args", none}},
      "Go on to the listing after \"opkg update\", however that ended."},
-    {"opkg_upgrade_finished",
-     530,
-     opkgUpgradeFinished,
+    {"opkg_upgrade_finished", 530, opkgUpgradeFinished,
      {"self", "result", "retval", {"extra_args", none}},
      "Judge result, what \"opkg list-upgradable\" has printed (a string)."},
     {"init_timer", 555, initTimer, {"self"}, "Start the first check in 60 seconds."},
 };
+// clang-format on
 
 }  // namespace
 

@@ -65,10 +65,12 @@ Ref getHeader(const Args& /*args*/, const Globals& global, Line& at) {
   AT(84) return header;
 }
 
+// clang-format off
 const Function kFunctions[] = {
     {"getInstalled", 41, getInstalled, {}, "Return the names of the installed packages (a list)."},
     {"getHeader", 51, getHeader, {}, "Return the line that names image version and receiver."},
 };
+// clang-format on
 
 }  // namespace
 

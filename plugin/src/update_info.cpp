@@ -295,16 +295,11 @@ Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
+// clang-format off
 const Function kMethods[] = {
-    {"__init__",
-     352,
-     init,
-     {"self", "session", {"idx", zero}, {"show_upgradable", no}},
+    {"__init__", 352, init, {"self", "session", {"idx", zero}, {"show_upgradable", no}},
      "Build the screen for the news entry number idx, or with its upgradable packages."},
-    {"getText",
-     387,
-     getText,
-     {"self", "what"},
+    {"getText", 387, getText, {"self", "what"},
      "Return the text of what: \"news\" or \"header\"; \"updates\" starts the listing."},
     {"bluePressed", 397, bluePressed, {"self"}, "Show the upgradable packages."},
     {"yellowPressed", 407, yellowPressed, {"self"}, "Show the news entry."},
@@ -316,23 +311,17 @@ const Function kMethods[] = {
     {"greenPressed", 439, greenPressed, {"self"}, "Open the software update screen."},
     {"closeNews", 442, closeNews, {"self"}, "Stop what runs and close with idx."},
     {"getNews", 450, getNews, {"self"}, "Return the text of the entry shown."},
-    {"getHeaderWithDate",
-     461,
-     getHeaderWithDate,
-     {"self"},
+    {"getHeaderWithDate", 461, getHeaderWithDate, {"self"},
      "Return the image header and the entry's title."},
     {"getUpdates", 465, getUpdates, {"self"}, "List the upgradable packages, once."},
-    {"opkg_update_finished",
-     473,
-     opkgUpdateFinished,
+    {"opkg_update_finished", 473, opkgUpdateFinished,
      {"self", "result", "retval", {"extra_args", none}},
      "Go on to the listing after \"opkg update\", however that ended."},
-    {"opkg_upgrade_finished",
-     479,
-     opkgUpgradeFinished,
+    {"opkg_upgrade_finished", 479, opkgUpgradeFinished,
      {"self", "result", "retval", {"extra_args", none}},
      "Show the listing that lies in packagetmpfile."},
 };
+// clang-format on
 
 }  // namespace
 
