@@ -21,7 +21,8 @@ build_module() {
     echo "Building the module" >&2
   fi
   log=$(mktemp)
-  if ! (cd "$project" && cmake --preset native && cmake --build --preset native) >"$log" 2>&1; then
+  if ! (cd "$project" && cmake --preset native -DKELVARO_PYTHON="$KELVARO_PYTHON" &&
+    cmake --build --preset native) >"$log" 2>&1; then
     cat "$log" >&2
     rm -f "$log"
     echo "The module could not be built: see the messages above." >&2
