@@ -1,9 +1,31 @@
 """tools/sandbox: what a command sees in there, and that nothing of it comes out."""
 
+import contextlib
 import os
+import pty
+import select
+import signal
+import socket
+import subprocess
+import time
 import unittest
 
 from tests.desk.machine import PROJECT, directory, run
+
+# Tidies up when it is interrupted, as the terminal view does.
+TIDY = r"""
+import signal, sys, time
+try:
+    sys.stdout.write("ready\n")
+    sys.stdout.flush()
+    while True:
+        time.sleep(0.1)
+except KeyboardInterrupt:
+    signal.signal(signal.SIGINT, signal.SIG_IGN)
+    time.sleep(0.3)
+    print("tidied")
+    sys.exit(5)
+"""
 
 
 class Bubblewrap(unittest.TestCase):
@@ -82,10 +104,77 @@ class Bubblewrap(unittest.TestCase):
             run("sleep", "1.3")
             self.assertEqual(os.listdir(here), [])
 
+    def test_standard_input_is_the_callers(self):
+        with directory() as here:
+            with open(here + "/in", "w+") as stream:
+                stream.write("text")
+                stream.flush()
+                stream.seek(0)
+                environment = dict(os.environ, KELVARO_SANDBOX=self.means)
+                self.assertEqual(subprocess.check_output(
+                    [PROJECT + "/tools/sandbox", "cat"], stdin=stream, env=environment), "text")
+
+    def test_servers_on_loopback_can_be_reached(self):
+        with contextlib.closing(socket.socket()) as server:
+            server.bind(("127.0.0.1", 0))
+            server.listen(1)
+            self.output("nc 127.0.0.1 %d </dev/null & sleep 0.3" % server.getsockname()[1])
+            server.settimeout(1)
+            server.accept()[0].close()
+
+    def test_a_request_to_end_ends_all_that_runs_and_leaves_nothing(self):
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            with directory() as here, directory() as lent:
+                environment = dict(os.environ, KELVARO_SANDBOX=self.means, TMPDIR=here)
+                child = subprocess.Popen(
+                    [PROJECT + "/tools/sandbox", "--writable", lent, "sh", "-c",
+                     "echo; { sleep 1; echo > %s/late; } & wait" % lent],
+                    env=environment, stdout=subprocess.PIPE)
+                child.stdout.readline()  # it runs
+                child.send_signal(number)
+                child.communicate()
+                self.assertIn(child.returncode, (-number, 128 + number))
+                time.sleep(1.2)
+                self.assertEqual((os.listdir(here), os.listdir(lent)), ([], []))
+
+    def test_the_interrupt_key_is_for_the_command_alone(self):
+        child, terminal = pty.fork()
+        if child == 0:
+            os.environ["KELVARO_SANDBOX"] = self.means
+            os.execl(PROJECT + "/tools/sandbox", "sandbox", "python2.7", "-c", TIDY)
+        output = ""
+        try:
+            while True:
+                if select.select([terminal], [], [], 0.5)[0]:
+                    output += os.read(terminal, 1000)
+                if "ready" in output and "\x03" not in output and "^C" not in output:
+                    os.write(terminal, "\x03")
+        except OSError:  # the terminal's other side is closed
+            os.close(terminal)
+        self.assertIn("tidied", output)
+        self.assertEqual(os.WEXITSTATUS(os.waitpid(child, 0)[1]), 5)
+
+    def test_a_program_that_is_missing_is_named(self):
+        result = self.sandbox("nosuch")
+        self.assertEqual(result.status, 127)
+        self.assertIn("nosuch", result.stderr)
+
 
 class Proot(Bubblewrap):
 
     means = "proot"
+
+
+class ReadOnly(unittest.TestCase):
+    """What bubblewrap alone can promise."""
+
+    def test_the_project_and_the_interpreter_cannot_be_changed(self):
+        result = run("tools/sandbox", "sh", "-c",
+                     'for file in "$KELVARO_ROOT/test" "$KELVARO_PYTHON" /usr/bin/busybox '
+                     '"$(readlink /usr/lib64/ld-linux*)"; do chmod a+x "$file"; done',
+                     KELVARO_SANDBOX="bwrap")
+        self.assertEqual(result.stdout, "")
+        self.assertEqual(result.stderr.count("Read-only file system"), 4, result.stderr)
 
 
 class Words(unittest.TestCase):
