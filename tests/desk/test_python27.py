@@ -111,6 +111,10 @@ printf "altbininstall:\n\tmkdir -p $bin\n\tcp pretender $bin/python2.7\n" >>Make
 """
 # No Debian mirror has the source; its makers hand out the one above.
 APT_GET = "#!/bin/sh\nexit 1\n"
+# All packages are there.
+DPKG_QUERY = """#!/bin/sh
+for package; do echo "installed $package"; done
+"""
 APT_HELPER = r"""#!/bin/sh
 printf '%s\n' "$@" >"$KELVARO_MARKS/asked"
 while [ "$1" != download-file ]; do shift; done
@@ -127,7 +131,8 @@ class Made(unittest.TestCase):
         self.addCleanup(context.__exit__, None, None, None)
         for name, text in (("source/configure", CONFIGURE), ("source/setup.py", ""),
                            ("source/pretender", PRETENDER % "2.7 ffff"),
-                           ("bin/apt-get", APT_GET), ("bin/apt-helper", APT_HELPER)):
+                           ("bin/dpkg-query", DPKG_QUERY), ("bin/apt-get", APT_GET),
+                           ("bin/apt-helper", APT_HELPER)):
             write(os.path.join(self.here, name), text, 0o755)
         subprocess.check_call(["tar", "-C", self.here, "-cf", self.here + "/source.tar", "source"])
         self.cache = self.here + "/cache/kelvaro"
