@@ -282,12 +282,12 @@ class StopTest(FeedServerTest):
 
     def test_stalled_and_idle_connections_end_at_once_and_no_thread_is_left(self):
         before = threading.active_count() - 1  # without the server's own
+        idle = self.connect()  # accepted before those that follow, whose requests are waited for
+        self.addCleanup(idle.close)
         stalled = []
         for number, point in enumerate(POINTS):
             self.server.fault("/%d" % number, stall=point, body=NEWS)
             stalled.append(self.in_background(lambda path="/%d" % number: self.raw(path)))
-        idle = self.connect()
-        self.addCleanup(idle.close)
         self.wait_until(lambda: len(self.server.requests) == len(POINTS))
         start = time.time()
         self.server.stop()
