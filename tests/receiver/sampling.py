@@ -1,5 +1,5 @@
-"""How many of the generated cases run. All of them on this machine's interpreter; where a run is slow
-(in emulation, with sanitizers), KELVARO_ONE_IN=N takes each N-th."""
+"""How many of the generated cases run. All of them on this machine's interpreter; where a run is
+slow (in emulation, with sanitizers), KELVARO_ONE_IN=N takes each N-th."""
 
 import os
 
