@@ -28,6 +28,10 @@ std::string shown(const Document& document, std::uint32_t begin, std::uint32_t e
   std::string all;
   for (std::uint32_t index = begin; index < end; index = document[index].end) {
     const Document::Element& element = document[index];
+    if (element.end <= index || element.end > end) {
+      ADD_FAILURE() << "element " << index << " ends at " << element.end << ", within " << end;
+      break;
+    }
     all += (all.empty() ? "" : ", ") + std::string(nameOf(element.tag));
     if (document.type(element).data != nullptr) {
       all += " type=" + string(document.type(element));
