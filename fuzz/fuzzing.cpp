@@ -4,13 +4,16 @@
 // `fuzzing` it has this module's functions, by the name `Kelvaro` those of Kelvaro; what is counted
 // is the code of Kelvaro.
 
+#include "python/ref.h"
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
+#include <memory>
+#include <vector>
 
 #include "document.h"
-#include "python/ref.h"
 
 // libFuzzer's own interface, which comes without a header.
 extern "C" {
@@ -50,22 +53,18 @@ PyObject* run(PyObject* /*self*/, PyObject* args) {
   if (PyArg_ParseTuple(args, "O!OO", &PyList_Type, &arguments, &test, &mutate) == 0) {
     return nullptr;
   }
-  // libFuzzer keeps the array and its strings, so they stay as they are.
-  const Py_ssize_t size = PyList_GET_SIZE(arguments);
-  char** words = PyMem_New(char*, size + 1);
-  if (words == nullptr) {
-    return PyErr_NoMemory();
-  }
-  for (Py_ssize_t index = 0; index < size; ++index) {
-    const char* word = PyString_AsString(PyList_GET_ITEM(arguments, index));
-    words[index] = word == nullptr ? nullptr : strdup(word);
-    if (words[index] == nullptr) {
-      return PyErr_Occurred() != nullptr ? nullptr : PyErr_NoMemory();
+  // The list keeps the strings, and libFuzzer takes them as they are.
+  std::vector<char*> words;
+  for (Py_ssize_t index = 0; index < PyList_GET_SIZE(arguments); ++index) {
+    words.push_back(PyString_AsString(PyList_GET_ITEM(arguments, index)));
+    if (words.back() == nullptr) {
+      return nullptr;
     }
   }
-  words[size] = nullptr;
-  int count = static_cast<int>(size);
-  return PyInt_FromLong(LLVMFuzzerRunDriver(&count, &words, testOne));
+  int count = static_cast<int>(words.size());
+  words.push_back(nullptr);
+  char** array = words.data();
+  return PyInt_FromLong(LLVMFuzzerRunDriver(&count, &array, testOne));
 }
 
 Ref unicodeOrNone(const kelvaro::Text& text) {
@@ -96,12 +95,11 @@ PyObject* tree(PyObject* /*self*/, PyObject* args) {
   }
   try {
     // A copy of exactly this size, so that reading beyond its end is noticed.
-    void* copy = std::malloc(static_cast<std::size_t>(size));
-    std::memcpy(copy, bytes, static_cast<std::size_t>(size));
+    auto copy = std::make_unique<char[]>(static_cast<std::size_t>(size));
+    std::copy_n(bytes, size, copy.get());
     Document document;
-    const bool whole = document.read(static_cast<const char*>(copy), static_cast<std::size_t>(size),
+    const bool whole = document.read(copy.get(), static_cast<std::size_t>(size),
                                      static_cast<std::size_t>(deepest));
-    std::free(copy);
     return whole ? listOfElements(document).release() : python::none().release();
   } catch (const python::PythonError& thrown) {
     thrown.restore();
@@ -140,7 +138,7 @@ std::size_t LLVMFuzzerCustomMutator(std::uint8_t* input, std::size_t size, std::
     }
     const bool fits = bytes != nullptr && static_cast<std::size_t>(length) <= most;
     if (fits) {
-      std::memcpy(input, bytes, static_cast<std::size_t>(length));
+      std::copy_n(bytes, length, input);
     }
     Py_DECREF(made);
     if (fits) {

@@ -1,7 +1,7 @@
 // The compact tree of a news document, shown as text: every element with its attributes, its data
 // in quotes (or `<>` where another element stands first), and in parentheses what lies below it.
 
-#include "document.h"
+#include "python/expat.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "python/expat.h"
+#include "document.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // The Python module unit_tests: runs the tests that are linked into it.
 
-#include <gtest/gtest.h>
-
 #include "python/api.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 
