@@ -8,7 +8,7 @@ import random
 import xml.dom.minidom
 
 from tests.receiver import recording, scenarios, twins
-from tests.receiver.documents import Writer
+from tests.receiver.documents import OWN_NAMES, Writer
 from tests.receiver.test_document_agrees import DocumentsAgree
 
 import fuzzing
@@ -16,8 +16,6 @@ import fuzzing
 # The receiver that documents are read for; one of the names that the seeds require.
 RECEIVER = "duo2"
 DEEPEST = 1000  # elements; the tree itself takes fewer
-
-NAMES = ("update", "title", "item", "itemtext", "description")
 
 
 # --- The news document ---------------------------------------------------------------------
@@ -28,7 +26,7 @@ def elements_of_dom(node, found):
         if child.nodeType != child.ELEMENT_NODE:
             continue
         at = None
-        if child.tagName in NAMES:
+        if child.tagName in OWN_NAMES:
             at = len(found)
             found.append(None)
         elements_of_dom(child, found)
@@ -58,7 +56,7 @@ def document(data):
 
 
 comparison_of_documents = DocumentsAgree("agree")
-comparison_of_documents.setUp()
+comparison_of_documents.setUp()  # silences warnings, for good
 
 
 def mutate_document(data, number):
@@ -89,7 +87,7 @@ comparison = twins.Comparison(twins.model(), twins.module())
 
 def statistics(data):
     """The download statistics and, behind the last NUL, what opkg has installed; then choices."""
-    text, _, installed = data.rpartition("\0")
+    text, _, installed = (data if "\0" in data else data + "\0").rpartition("\0")
 
     def scenario(case):
         case.recorder.files[scenarios.FEED] = scenarios.FEED_LINE
