@@ -67,21 +67,22 @@ PyObject* run(PyObject* /*self*/, PyObject* args) {
   return PyInt_FromLong(LLVMFuzzerRunDriver(&count, &array, testOne));
 }
 
-Ref unicodeOrNone(const kelvaro::Text& text) {
-  return text.data == nullptr ? python::none()
-                              : Ref::take(PyUnicode_DecodeUTF8(
-                                    text.data, static_cast<Py_ssize_t>(text.size), nullptr));
+PyObject* unicodeOrNone(const kelvaro::Text& text) {
+  return text.data == nullptr
+             ? Py_BuildValue("")
+             : PyUnicode_DecodeUTF8(text.data, static_cast<Py_ssize_t>(text.size), nullptr);
 }
 
 Ref listOfElements(const Document& document) {
-  Ref elements = python::list();
+  Ref elements = Ref::take(PyList_New(0));
   for (std::uint32_t index = 0; index < document.size(); ++index) {
     const Document::Element& element = document[index];
-    elements.append(python::tuple(
-        {Ref(python::Name::ofTable(nameOf(element.tag))), Ref(static_cast<int>(element.end)),
-         Ref(element.firstChild != Document::FirstChild::kNone),
-         unicodeOrNone(document.data(element)), unicodeOrNone(document.type(element)),
-         unicodeOrNone(document.require(element))}));
+    Ref members = Ref::take(Py_BuildValue(
+        "(sINNNN)", nameOf(element.tag), element.end,
+        PyBool_FromLong(static_cast<long>(element.firstChild != Document::FirstChild::kNone)),
+        unicodeOrNone(document.data(element)), unicodeOrNone(document.type(element)),
+        unicodeOrNone(document.require(element))));
+    python::require(PyList_Append(elements.borrow(), members.borrow()));
   }
   return elements;
 }
@@ -100,7 +101,7 @@ PyObject* tree(PyObject* /*self*/, PyObject* args) {
     Document document;
     const bool whole = document.read(copy.get(), static_cast<std::size_t>(size),
                                      static_cast<std::size_t>(deepest));
-    return whole ? listOfElements(document).release() : python::none().release();
+    return whole ? listOfElements(document).release() : Py_BuildValue("");
   } catch (const python::PythonError& thrown) {
     thrown.restore();
     return nullptr;
