@@ -29,8 +29,22 @@ void setHandled(const PythonError& handled) {
 
 Call* Call::running_ = nullptr;
 
-Call::Call(const QualifiedName& name, PyObject* module) : name_(name), module_(Ref::share(module)) {
+Call::Call(const QualifiedName& name, PyObject* module)
+    : name_(name), module_(Ref::share(module)), globals_(PyModule_GetDict(module)) {
   running_ = this;
+}
+
+PyObject* Call::builtins() {
+  if (!builtins_.bound()) {
+    // A module, or its dictionary where the host has put that.
+    PyObject* found = PyDict_GetItem(globals_, Name("__builtins__").borrow());
+    if (found != nullptr && PyModule_Check(found)) {
+      found = PyModule_GetDict(found);
+    }
+    builtins_ =
+        found != nullptr && PyDict_Check(found) ? Ref::share(found) : Ref::take(PyDict_New());
+  }
+  return builtins_.borrow();
 }
 
 Call::~Call() {
@@ -43,14 +57,6 @@ Call::~Call() {
 
 // --- What is kept.
 
-Call& Call::running() {
-  Call& call = *running_;
-  if (call.statement_ != call.line_) {
-    call.endStatement();
-  }
-  return call;
-}
-
 void Call::end(PyObject* object) {
   Call* running = running_;
   Py_XDECREF(object);
@@ -60,8 +66,10 @@ void Call::end(PyObject* object) {
 void Call::endStatement() {
   statement_ = line_;
   while (results_ != kept_ + kMostKept) {
-    end(*results_++);
+    PyObject* ended = *results_++;
+    Py_DECREF(ended);
   }
+  running_ = this;
 }
 
 void Call::release(Mark mark) {
@@ -77,10 +85,16 @@ void Call::releaseAll() {
 
 const Object& Call::keep(PyObject* fresh) {
   running_ = this;  // it may be another thread's meanwhile
-  Ref result = Ref::take(fresh);
-  requireRoom();
-  *--results_ = result.release();
+  if (fresh == nullptr || results_ == locals_) {
+    refuse(fresh);
+  }
+  *--results_ = fresh;
   return Object::of(fresh);
+}
+
+const Object& Call::share(PyObject* lent) {
+  Py_INCREF(lent);
+  return keep(lent);
 }
 
 int Call::check(int status) {
@@ -88,8 +102,16 @@ int Call::check(int status) {
   return require(status);
 }
 
+void Call::refuse(PyObject* fresh) {
+  require(fresh);
+  Py_DECREF(fresh);
+  raise(PyExc_SystemError, "a call keeps too many objects");
+}
+
 PyObject** Call::place() {
-  requireRoom();
+  if (results_ == locals_) {
+    raise(PyExc_SystemError, "a call keeps too many variables");
+  }
   *locals_ = nullptr;
   return locals_++;
 }
@@ -102,12 +124,6 @@ const Object& Call::own(PyObject* object) {
 const Object& Call::local(const Object& value) {
   Py_INCREF(value.borrow());
   return own(value.borrow());
-}
-
-void Call::requireRoom() const {
-  if (results_ == locals_) {
-    raise(PyExc_SystemError, "a call keeps too many objects");
-  }
 }
 
 Local& Local::operator=(const Object& value) {
@@ -160,8 +176,7 @@ void Call::report() noexcept {
   // The line of a traceback entry is worked out from the code object: one that begins at it.
   PyCodeObject* code = PyCode_NewEmpty(kSource, name, line_);
   PyFrameObject* frame =
-      code == nullptr ? nullptr
-                      : PyFrame_New(PyThreadState_GET(), code, PyModule_GetDict(module()), nullptr);
+      code == nullptr ? nullptr : PyFrame_New(PyThreadState_GET(), code, globals_, nullptr);
   // Also discards a failure to make these two: the exception itself is worth more than its entry.
   pending.restore();
   if (frame != nullptr) {

@@ -52,12 +52,21 @@ class Call {
   // --- For the operations themselves.
 
   /// The call that an operation belongs to. The results of the statement before end here.
-  static Call& running();
+  static Call& running() {
+    Call& call = *running_;
+    if (call.statement_ != call.line_) {
+      call.endStatement();
+    }
+    return call;
+  }
   /// Keeps what the C API returned until the statement ends; throws where that says "failed".
   const Object& keep(PyObject* fresh);
-  const Object& share(PyObject* lent) { return keep(Ref::share(lent).release()); }
+  const Object& share(PyObject* lent);
   int check(int status);
   PyObject* module() const { return module_.borrow(); }
+  /// The dictionaries of names that the function sees; the references are not the caller's.
+  PyObject* globals() const { return globals_; }
+  PyObject* builtins();
 
   using Mark = PyObject**;
   /// The end of the local variables, and the way back to it: the later ones end.
@@ -76,10 +85,12 @@ class Call {
   friend class Caught;
   static constexpr std::size_t kMostKept = 64;
   void endStatement();
-  void requireRoom() const;
+  [[noreturn]] static void refuse(PyObject* fresh);
 
   QualifiedName name_;
   Ref module_;
+  PyObject* globals_;
+  Ref builtins_;  // found when first needed
   int line_ = 0;
   int statement_ = 0;  // the line whose results are kept
   bool reported_ = false;

@@ -5,22 +5,6 @@
 namespace python {
 namespace {
 
-PyObject* namespaceOf(const Call& call) { return PyModule_GetDict(call.module()); }
-
-// What the builtins have under a name, or null. They are a module, or its dictionary where the host
-// has put that.
-const Object* findBuiltin(Name name) {
-  Call& call = Call::running();
-  PyObject* builtins = PyDict_GetItem(namespaceOf(call), Name("__builtins__").borrow());
-  if (builtins != nullptr && PyModule_Check(builtins)) {
-    builtins = PyModule_GetDict(builtins);
-  }
-  PyObject* found = builtins == nullptr || !PyDict_Check(builtins)
-                        ? nullptr
-                        : PyDict_GetItem(builtins, name.borrow());
-  return found == nullptr ? nullptr : &call.share(found);
-}
-
 // The attribute, or null where the object has none.
 const Object* attributeIfAny(const Object& object, Name name) {
   Call& call = Call::running();
@@ -45,30 +29,35 @@ const Object& global(Name name) {
 
 const Object* findGlobal(Name name) {
   Call& call = Call::running();
-  PyObject* found = PyDict_GetItem(namespaceOf(call), name.borrow());
-  return found == nullptr ? findBuiltin(name) : &call.share(found);
+  PyObject* key = name.borrow();
+  PyObject* found = PyDict_GetItem(call.globals(), key);
+  if (found == nullptr) {
+    found = PyDict_GetItem(call.builtins(), key);
+  }
+  return found == nullptr ? nullptr : &call.share(found);
 }
 
 void bind(Name name, Lent value) {
   Call& call = Call::running();
-  call.check(PyDict_SetItem(namespaceOf(call), name.borrow(), value.borrow()));
+  call.check(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
 }
 
 const Object& importFrom(Name path, const Object& names) {
   // The import statement takes the builtin, whatever the module itself may call __import__.
-  const Object* import = findBuiltin("__import__");
+  Call& call = Call::running();
+  PyObject* import = PyDict_GetItem(call.builtins(), Name("__import__").borrow());
   if (import == nullptr) {
     raise(PyExc_ImportError, "__import__ not found");
   }
-  Lent space(namespaceOf(Call::running()));
-  return (*import)({path, space, space, names});
+  Lent space(call.globals());
+  return call.share(import)({path, space, space, names});
 }
 
 void importModule(Name path) {
   const Object& top = importFrom(path, none());
   const Object& name = literal(path).attr("split")({".", 1}).item(0);
   Call& call = Call::running();
-  call.check(PyDict_SetItem(namespaceOf(call), name.borrow(), top.borrow()));
+  call.check(PyDict_SetItem(call.globals(), name.borrow(), top.borrow()));
 }
 
 const Object& importAbsolute(Name path) {
@@ -114,7 +103,7 @@ void bindAllFrom(const Object& module) {
       continue;
     }
     Ref value = Ref::take(PyObject_GetAttr(module.borrow(), name.borrow()));
-    require(PyDict_SetItem(namespaceOf(call), name.borrow(), value.borrow()));
+    require(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
   }
 }
 

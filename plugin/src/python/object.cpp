@@ -2,16 +2,60 @@
 
 #include "python/call.h"
 
+#include <algorithm>
+
 namespace python {
 namespace {
 
-// The objects of the few numbers that stand in the code; kept until the process ends.
+// The objects of the few numbers that stand in the code, each in the first free place from the
+// number's own on; kept until the process ends.
 struct Number {
   int value;
   PyObject* object;
 };
-constexpr std::size_t kNumbers = 32;
+constexpr unsigned kNumbers = 32;
 Number numbers[kNumbers];
+
+// By position; with the bound method's object one more.
+constexpr int kMostArguments = 7;
+
+Ref tupleOf(PyObject** members, int count) {
+  Ref made = Ref::take(PyTuple_New(count));
+  for (int index = 0; index < count; ++index) {
+    PyTuple_SET_ITEM(made.borrow(), index, Ref::share(members[index]).release());
+  }
+  return made;
+}
+
+// Calls as the interpreter itself does, which makes no tuple of arguments for functions written in
+// Python, their bound methods, and C functions that take one argument or none.
+PyObject* callWith(PyObject* callee, PyObject** arguments, int count) {
+  if (callee == reinterpret_cast<PyObject*>(&PyString_Type) && count == 1) {
+    return PyObject_Str(arguments[0]);
+  }
+  if (PyCFunction_Check(callee) &&
+      PyCFunction_GET_FLAGS(callee) == (count == 0 ? METH_NOARGS : METH_O) && count < 2) {
+    return PyCFunction_GET_FUNCTION(callee)(PyCFunction_GET_SELF(callee),
+                                            count == 0 ? nullptr : arguments[0]);
+  }
+  PyObject* withSelf[kMostArguments + 1];
+  if (PyMethod_Check(callee) && PyMethod_GET_SELF(callee) != nullptr) {
+    withSelf[0] = PyMethod_GET_SELF(callee);
+    std::copy_n(arguments, count++, withSelf + 1);
+    arguments = withSelf;
+    callee = PyMethod_GET_FUNCTION(callee);
+  }
+  if (PyFunction_Check(callee)) {
+    PyObject* defaults = PyFunction_GET_DEFAULTS(callee);
+    const bool some = defaults != nullptr;
+    return PyEval_EvalCodeEx(reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(callee)),
+                             PyFunction_GET_GLOBALS(callee), nullptr, arguments, count, nullptr, 0,
+                             some ? &PyTuple_GET_ITEM(defaults, 0) : nullptr,
+                             some ? static_cast<int>(PyTuple_GET_SIZE(defaults)) : 0,
+                             PyFunction_GET_CLOSURE(callee));
+  }
+  return PyObject_Call(callee, tupleOf(arguments, count).borrow(), nullptr);
+}
 
 }  // namespace
 
@@ -27,6 +71,12 @@ void Object::set(Name name, Lent value) const {
 
 const Object& Object::item(Lent key) const {
   Call& call = Call::running();
+  if (PyTuple_CheckExact(borrow()) && PyInt_CheckExact(key.borrow())) {
+    const auto index = static_cast<std::size_t>(PyInt_AS_LONG(key.borrow()));
+    if (index < static_cast<std::size_t>(PyTuple_GET_SIZE(borrow()))) {
+      return call.share(PyTuple_GET_ITEM(borrow(), index));
+    }
+  }
   return call.keep(PyObject_GetItem(borrow(), key.borrow()));
 }
 const Object& Object::item(Name key) const { return item(literal(key)); }
@@ -38,28 +88,24 @@ void Object::setItem(Name key, Lent value) const {
 
 const Object& Object::operator()() const {
   Call& call = Call::running();
-  return call.keep(PyObject_CallObject(borrow(), nullptr));
+  return call.keep(callWith(borrow(), nullptr, 0));
 }
 
 const Object& Object::operator()(Lent only) const {
   Call& call = Call::running();
-  return call.keep(PyObject_CallFunctionObjArgs(borrow(), only.borrow(), nullptr));
+  PyObject* argument = only.borrow();
+  return call.keep(callWith(borrow(), &argument, 1));
 }
 const Object& Object::operator()(Name only) const { return (*this)(literal(only)); }
 
 const Object& Object::operator()(std::initializer_list<Argument> arguments) const {
-  Py_ssize_t byPosition = 0;
-  for (const Argument& argument : arguments) {
-    byPosition += argument.keyword == nullptr ? 1 : 0;
-  }
   Call& call = Call::running();
-  Ref positional = Ref::take(PyTuple_New(byPosition));
+  PyObject* positional[kMostArguments];
+  int count = 0;
   Ref keywords;
-  Py_ssize_t position = 0;
   for (const Argument& argument : arguments) {
     if (argument.keyword == nullptr) {
-      PyTuple_SET_ITEM(positional.borrow(), position++,
-                       Ref::share(argument.value.borrow()).release());
+      positional[count++] = argument.value.borrow();
       continue;
     }
     if (!keywords.bound()) {
@@ -68,7 +114,10 @@ const Object& Object::operator()(std::initializer_list<Argument> arguments) cons
     require(PyDict_SetItem(keywords.borrow(), Name::ofTable(argument.keyword).borrow(),
                            argument.value.borrow()));
   }
-  return call.keep(PyObject_Call(borrow(), positional.borrow(), keywords.borrow()));
+  if (!keywords.bound()) {
+    return call.keep(callWith(borrow(), positional, count));
+  }
+  return call.keep(PyObject_Call(borrow(), tupleOf(positional, count).borrow(), keywords.borrow()));
 }
 
 bool Object::truthy() const {
@@ -84,7 +133,8 @@ bool Object::contains(Lent member) const {
 bool Object::compare(Lent other, int operation) const {
   Call& call = Call::running();
   // Not PyObject_RichCompareBool: that takes identical objects for equal without asking them.
-  return call.keep(PyObject_RichCompare(borrow(), other.borrow(), operation)).truthy();
+  const Object& result = call.keep(PyObject_RichCompare(borrow(), other.borrow(), operation));
+  return result.borrow() == Py_True || (result.borrow() != Py_False && result.truthy());
 }
 bool Object::equals(Lent other) const { return compare(other, Py_EQ); }
 bool Object::equals(Name other) const { return equals(literal(other)); }
@@ -117,16 +167,18 @@ const Object& Object::increasedBy(Lent more) const {
 void Object::append(Lent member) const { require(PyList_Append(borrow(), member.borrow())); }
 
 Lent::Lent(int constant) {
-  Number* number = numbers;
-  while (number->object != nullptr && number->value != constant) {
-    if (++number == numbers + kNumbers) {
+  unsigned place = static_cast<unsigned>(constant) % kNumbers;
+  unsigned seen = 0;
+  while (numbers[place].object != nullptr && numbers[place].value != constant) {
+    place = (place + 1) % kNumbers;
+    if (++seen == kNumbers) {
       raise(PyExc_SystemError, "the table of number constants is full");
     }
   }
-  if (number->object == nullptr) {
-    *number = {constant, require(PyInt_FromLong(constant))};
+  if (numbers[place].object == nullptr) {
+    numbers[place] = {constant, require(PyInt_FromLong(constant))};
   }
-  object_ = number->object;
+  object_ = numbers[place].object;
 }
 
 const Object& literal(Name text) { return Object::of(text.borrow()); }

@@ -15,13 +15,26 @@ constexpr std::size_t kConstants = 1024;
 Constant constants[kConstants];
 std::size_t constantsUsed = 0;
 
-Constant& constantOf(const char* literal) {
-  auto place = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(literal)) * 2654435769U;
-  std::size_t slot = place >> 22U;  // ten bits
+// Where to look first for a literal, in ten bits.
+std::size_t slotOf(const char* literal) {
+  return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(literal)) * 2654435769U >> 22U;
+}
+
+// Goes on from there, and makes the object at the literal's first use.
+PyObject* findOrMake(const char* literal, std::size_t slot) {
   while (constants[slot].literal != nullptr && constants[slot].literal != literal) {
     slot = (slot + 1) % kConstants;
   }
-  return constants[slot];
+  Constant& constant = constants[slot];
+  if (constant.literal == nullptr) {
+    if (constantsUsed >= kConstants / 4 * 3) {
+      raise(PyExc_SystemError, "the table of string constants is full");
+    }
+    constant.object = require(PyString_InternFromString(literal));
+    constant.literal = literal;
+    ++constantsUsed;
+  }
+  return constant.object;
 }
 
 }  // namespace
@@ -34,16 +47,9 @@ void raise(PyObject* type, const char* message) {
 }
 
 PyObject* Name::borrow() const {
-  Constant& constant = constantOf(text_);
-  if (constant.literal == nullptr) {
-    if (constantsUsed >= kConstants / 4 * 3) {
-      raise(PyExc_SystemError, "the table of string constants is full");
-    }
-    constant.object = require(PyString_InternFromString(text_));
-    constant.literal = text_;
-    ++constantsUsed;
-  }
-  return constant.object;
+  const std::size_t slot = slotOf(text_);
+  const Constant& first = constants[slot];
+  return first.literal == text_ ? first.object : findOrMake(text_, slot);
 }
 
 Ref::~Ref() { Py_XDECREF(object_); }
