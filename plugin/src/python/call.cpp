@@ -20,9 +20,12 @@ void setHandled(const PythonError& handled) {
   Py_XDECREF(oldType);
   Py_XDECREF(oldValue);
   Py_XDECREF(oldTraceback);
+  // There may be no memory for these names; what is pending then is only what was pending before.
+  const PythonError pending = PythonError::fetch();
   PySys_SetObject(const_cast<char*>("exc_type"), handled.type);
   PySys_SetObject(const_cast<char*>("exc_value"), handled.value);
   PySys_SetObject(const_cast<char*>("exc_traceback"), handled.traceback);
+  pending.restore();
 }
 
 }  // namespace
