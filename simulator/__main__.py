@@ -1,30 +1,22 @@
 """python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour."""
 from __future__ import print_function
 
-import argparse
 import os
 import sys
 
 from simulator import packages
 from simulator.feedserver import FeedServer
+from simulator.models import MODELS
+from simulator.options import OneSentence
 from simulator.receiver import Receiver
 from simulator.terminal import Terminal
 from simulator.tour import Tour
 
-MODELS = ("duo", "solo", "uno", "ultimo", "solo2", "duo2", "solose", "zero", "solo4k",
-          "ultimo4k", "uno4k", "uno4kse", "zero4k", "duo4k", "duo4kse")
-
-
-class OneSentence(argparse.ArgumentParser):
-    """Says one sentence about a wrong argument, and nothing else."""
-
-    def error(self, message):
-        self.exit(2, "simulator: %s; see --help.\n" % message)
-
 
 def main(arguments):
     """Run as `arguments` say; return the exit status: 0, 1 after a tour that failed, 2."""
-    parser = OneSentence(prog="simulator", description=__doc__.split(": ", 1)[1])
+    parser = OneSentence(prog="simulator", description=__doc__.split(": ", 1)[1],
+                         epilog="./run --check DIR checks a feed; see ./run --check --help.")
     parser.add_argument("--tour", action="store_true",
                         help="walk a fixed tour and check it; so too without a terminal")
     parser.add_argument("--model", default="duo2", metavar="KEY",
