@@ -14,6 +14,7 @@ import collections
 import os
 import sys
 
+from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from simulator import feed_problems
 from simulator.feed_problems import ERROR, NEWS, STATISTICS, WARNING, Problem
@@ -36,7 +37,7 @@ class Feed(object):
     """
 
     def __init__(self, directory):
-        self._contents = [(name, database.read(os.path.join(directory, name)))
+        self._contents = [(name, _read(os.path.join(directory, name)))
                           for name in (NEWS, STATISTICS)]
         if all(content is None for _, content in self._contents):
             raise IOError("the folder '%s' has neither %s nor %s; name that of the feed"
@@ -70,7 +71,7 @@ class Feed(object):
         with self._receiver(model) as box:
             box.open_news()
             box.press("yellow")
-            if box.screen is box.stack[0]:
+            if not isinstance(box.screen, ChoiceBox):
                 return []  # the statistics can't be had
             categories = []
             for category in box.rows():
@@ -95,7 +96,17 @@ class Feed(object):
         return problems
 
     def _receiver(self, model):
-        return Receiver(model=model, feed_url=self._server.url, raise_errors=False)
+        return Receiver(model=model, feed_url=self._server.url, raise_errors=False,
+                        encoding=feed_problems.ENCODINGS[0][0])
+
+
+def _read(path):
+    """Return a file's content, None when there is no such file."""
+    try:
+        return database.read(path)
+    except IOError as e:
+        raise IOError("%s can't be read (%s); make it a file that everyone may read"
+                      % (path, e.strerror))
 
 
 def _last_line(traceback):
@@ -124,11 +135,12 @@ def report(feed, models):
         print()
     problems = feed.problems(outcomes)
     for problem in problems:
-        print(unicode(problem).encode("utf-8"))
+        print(visible(unicode(problem).encode("utf-8")))
     if problems:
         print()
     errors = len([problem for problem in problems if problem.severity == ERROR])
-    print("%s and %s on %s." % (count(errors, ERROR), count(len(problems) - errors, WARNING),
+    print("%s and %s on %s." % (count(errors, ERROR).capitalize(),
+                                count(len(problems) - errors, WARNING),
                                 count(len(models), "model")))
     return 1 if errors else 0
 

@@ -9,6 +9,7 @@ it was meant, or not on every platform.
 """
 import codecs
 import collections
+import re
 import xml.dom.expatbuilder
 import xml.parsers.expat
 
@@ -257,7 +258,8 @@ class _Element(object):
             problems.error(self.line, u"%s is shown only up to the first element, comment or CDATA "
                                       u"section in it: write plain text, or make the whole of it "
                                       u"one CDATA section." % self)
-        self._check_white_space(problems, first.data)
+        else:
+            self._check_white_space(problems, first.data)
         for encoding, severity in ENCODINGS:
             try:
                 first.data.encode(encoding)
@@ -340,9 +342,9 @@ def statistics_problems(content):
 
 
 def _check_record(problems, number, shown, name, count):
-    if not name or name.split() != [name]:
-        problems.error(number, u"The name in \"%s\" is empty or has blanks, and so no package's: "
-                               u"write that of the package, without the prefix." % shown)
+    if not re.match(r"[\w+.-]+\Z", name):
+        problems.error(number, u"The name in \"%s\" is empty or has characters that no package's "
+                               u"has: write that of the package, without the prefix." % shown)
     if "_install" in name:
         problems.error(number, u"The name in \"%s\" contains \"_install\", which receivers remove "
                                u"from it, so that they ask for another package: rename the package."
