@@ -102,6 +102,8 @@ class Feed(object):
 
 def _read(path):
     """Return a file's content, None when there is no such file."""
+    if os.path.islink(path) and not os.path.exists(path):
+        raise IOError("%s is a link that leads out of the folder; put the file itself there" % path)
     try:
         return database.read(path)
     except IOError as e:

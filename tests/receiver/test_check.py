@@ -485,6 +485,10 @@ class RefusalTest(CheckTest):
         os.mkdir(os.path.join(self.directory, "zirknews.xml"))
         self.refused("zirknews.xml can't be read", news=None)
 
+    def test_a_link_out_of_the_folder(self):
+        os.symlink("../elsewhere.xml", os.path.join(self.directory, "zirknews.xml"))
+        self.refused("zirknews.xml is a link", news=None)
+
 
 if __name__ == "__main__":
     unittest.main()
