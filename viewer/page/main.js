@@ -137,7 +137,7 @@ const KEYS = {
   left: ["◀", "Left", "ArrowLeft"], right: ["▶", "Right", "ArrowRight"],
   ok: ["OK", "OK", "Enter"], cancel: ["Exit", "Exit", "Escape"],
   menu: ["Menu", "Menu", "m"], info: ["Info", "Info", "i"],
-  pageUp: ["P +", "Page up", "PageUp"], pageDown: ["P −", "Page down", "PageDown"],
+  pageUp: ["P+", "Page up", "PageUp"], pageDown: ["P−", "Page down", "PageDown"],
   red: ["", "Red", "r"], green: ["", "Green", "g"],
   yellow: ["", "Yellow", "y"], blue: ["", "Blue", "b"],
 };
@@ -168,6 +168,8 @@ function button(label, name, shortcut, action) {
     element.append(legend);
   }
   element.addEventListener("click", action);
+  // A click leaves the focus where it is: Enter stays OK.
+  element.addEventListener("mousedown", (event) => event.preventDefault());
   shortcuts.set(shortcut, action);
   return element;
 }
@@ -221,22 +223,32 @@ const FAULTS = {
   "failing-package": "Package fails to install",
 };
 
+/** Shows which faults there are: made once, so that the focus stays where it is. */
 function fillFaults(faults) {
-  find("fault-list").replaceChildren(...Object.entries(faults).map(([name, on]) => {
-    const label = document.createElement("label");
-    label.className = "check";
-    const box = document.createElement("input");
-    box.type = "checkbox";
-    box.name = name;
-    box.checked = on;
-    box.addEventListener("change", () => ask({do: "fault", name, on: box.checked}));
-    label.append(box, " " + (FAULTS[name] ?? name));
-    return label;
-  }));
+  const list = find("fault-list");
+  for (const name of Object.keys({...FAULTS, ...faults}).filter((one) => one in faults)) {
+    if (!list.querySelector(`[name="${name}"]`)) {
+      list.append(faultBox(name));
+    }
+    list.querySelector(`[name="${name}"]`).checked = faults[name];
+  }
+}
+
+function faultBox(name) {
+  const label = document.createElement("label");
+  label.className = "check";
+  const box = document.createElement("input");
+  box.type = "checkbox";
+  box.name = name;
+  box.addEventListener("change", () => ask({do: "fault", name, on: box.checked}));
+  label.append(box, " " + (FAULTS[name] ?? name));
+  return label;
 }
 
 function fillModels(models, model) {
-  find("model").replaceChildren(...models.map((key) => new Option(key, key)));
+  if (!find("model").options.length) {
+    find("model").append(...models.map((key) => new Option(key, key)));
+  }
   find("model").value = model;
 }
 
