@@ -1,0 +1,172 @@
+"""Shows the simulated receiver as a page: python3 viewer/server.py [--port N] [OPTION...]
+
+Starts the receiver (simulator/remote.py) in its sandbox, serves the page beside this file on
+127.0.0.1, prints the page's address, and goes on until it is interrupted or the receiver ends.
+Options other than --port are the receiver's. viewer/PROTOCOL.md describes what page, server and
+receiver say to each other. Needs Debian's python3-aiohttp and a built module: ./run sees to both.
+
+Exit status: 0 after an interruption, 2 after one sentence that says what is wrong.
+"""
+
+import argparse
+import asyncio
+import json
+import os
+import signal
+import sys
+
+from aiohttp import WSMsgType, web
+
+PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+PAGE = os.path.join(PROJECT, "viewer", "page")
+#: Address on the page: directory.
+FILES = {"/skin": os.path.join(PROJECT, "skin"),
+         "/host": os.path.join(PROJECT, "simulator", "host"),
+         "/pictures": os.path.join(PROJECT, "pictures"),
+         "/": PAGE}
+LONGEST_LINE = 16 * 1024 * 1024  # bytes of one message
+KEPT_LOG = 500  # messages that a new page is told of
+SILENCE = 0.4  # seconds without the receiver's clock after which its GUI is blocked
+
+
+class Receiver:
+    """The receiver's process, and the pages that it is shown on."""
+
+    def __init__(self):
+        self._pages = set()
+        self._last = {}  # event: the last line of it
+        self._log = []
+        self._busy = None  # the pending look at the clock
+        self._is_busy = False
+
+    async def start(self, arguments):
+        """Start the process; return when it has sent its first line, or has ended."""
+        command = [os.path.join(PROJECT, "tools", "sandbox")]
+        for at, argument in enumerate(arguments):
+            if argument == "--feed" and os.path.isdir(arguments[at + 1]):
+                arguments[at + 1] = os.path.realpath(arguments[at + 1])
+                command += ["--readable", arguments[at + 1]]
+        self._process = await asyncio.create_subprocess_exec(
+            *command, "python2.7", "-O", "-m", "simulator.remote", *arguments, cwd=PROJECT,
+            stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE, limit=LONGEST_LINE,
+            start_new_session=True)  # Ctrl-C is for this process
+        await self._hear()
+
+    async def hear_all(self):
+        """Hand on what the receiver says until it ends; return its exit status."""
+        while await self._hear():
+            pass
+        return await self._process.wait()
+
+    async def stop(self):
+        """End the process, and the pages' connections."""
+        self._process.stdin.close()
+        for page in list(self._pages):
+            await page.close()
+        await self._process.wait()
+
+    async def connect(self, request):
+        """One page: from its first request until it is closed."""
+        page = web.WebSocketResponse()
+        await page.prepare(request)
+        for line in [self._last[event] for event in sorted(self._last)] + self._log:
+            await page.send_str(line)
+        self._pages.add(page)
+        try:
+            async for message in page:
+                if message.type == WSMsgType.TEXT:
+                    self._process.stdin.write(message.data.encode() + b"\n")
+                    await self._process.stdin.drain()
+        finally:
+            self._pages.discard(page)
+        return page
+
+    async def _hear(self):
+        """Hand on one line; return whether there was one."""
+        line = (await self._process.stdout.readline()).decode().rstrip("\n")
+        self._heard(bool(line))
+        if line:
+            event = json.loads(line).get("event")
+            if event == "log":
+                self._log = self._log[1 - KEPT_LOG:] + [line]
+            elif event:
+                self._last[event] = line
+            await self._tell(line)
+        return bool(line)
+
+    def _heard(self, expect_more):
+        """Wait anew for the receiver to fall silent: its clock ticks while its GUI is alive."""
+        if self._busy:
+            self._busy.cancel()
+        if self._is_busy:
+            self._is_busy = False
+            asyncio.ensure_future(self._tell('{"event": "idle"}'))
+        if expect_more:
+            self._busy = asyncio.get_running_loop().call_later(SILENCE, self._silent)
+
+    def _silent(self):
+        self._is_busy = True
+        asyncio.ensure_future(self._tell(json.dumps({"event": "busy", "since": SILENCE})))
+
+    async def _tell(self, line):
+        for page in list(self._pages):
+            try:
+                await page.send_str(line)
+            except ConnectionError:
+                self._pages.discard(page)  # it is just being closed
+
+
+async def index(request):
+    return web.FileResponse(os.path.join(PAGE, "index.html"))
+
+
+def application(receiver):
+    """The server's addresses."""
+    app = web.Application()
+    app.router.add_get("/", index)
+    app.router.add_get("/socket", receiver.connect)
+    for address, directory in FILES.items():
+        app.router.add_static(address, directory)
+    return app
+
+
+async def serve(port, arguments):
+    """Serve until interrupted or until the receiver ends; return the exit status."""
+    receiver = Receiver()
+    ended = asyncio.Event()
+    loop = asyncio.get_running_loop()
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        loop.add_signal_handler(number, ended.set)
+    runner = web.AppRunner(application(receiver), access_log=None)
+    await runner.setup()
+    try:
+        site = web.TCPSite(runner, "127.0.0.1", port)
+        try:
+            await site.start()
+        except OSError as e:
+            print("The port %d can't be had: %s." % (port, os.strerror(e.errno)), file=sys.stderr)
+            return 2
+        await receiver.start(arguments)
+        port = runner.addresses[0][1]
+        hearing = asyncio.ensure_future(receiver.hear_all())
+        if not hearing.done():
+            print("The receiver is at http://127.0.0.1:%d/ until Ctrl-C." % port, flush=True)
+        await asyncio.wait([hearing, asyncio.ensure_future(ended.wait())],
+                           return_when=asyncio.FIRST_COMPLETED)
+        if hearing.done():
+            return hearing.result()
+        await receiver.stop()
+        return 0
+    finally:
+        await runner.cleanup()
+
+
+def main(arguments):
+    parser = argparse.ArgumentParser(add_help=False)
+    parser.add_argument("--port", type=int, default=0)
+    options, others = parser.parse_known_args(arguments)
+    return asyncio.run(serve(options.port, others))
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
