@@ -1,4 +1,7 @@
-"""python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour."""
+"""python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour.
+
+./run starts this one with --text, --tour or without a terminal, and else viewer/server.py.
+"""
 from __future__ import print_function
 
 import sys
@@ -13,10 +16,15 @@ from simulator.tour import Tour
 
 def main(arguments):
     """Run as `arguments` say; return the exit status: 0, 1 after a tour that failed, 2."""
-    parser = OneSentence(prog="simulator", description=__doc__.split(": ", 1)[1],
+    parser = OneSentence(prog="run", description="The news browser on a simulated receiver, with "
+                         "a feed: as a page for the browser, and without a terminal as a tour.",
                          epilog="./run --check DIR checks a feed; see ./run --check --help.")
+    parser.add_argument("--text", action="store_true",
+                        help="show the television picture as text, in the terminal")
     parser.add_argument("--tour", action="store_true",
                         help="walk a fixed tour and check it; so too without a terminal")
+    parser.add_argument("--port", metavar="N",
+                        help="of the page, on 127.0.0.1 (default: a free one)")
     add_receiver_options(parser)
     options = parser.parse_args(arguments)
     receiver = receiver_arguments(parser, options)

@@ -253,7 +253,7 @@ def _private_streams():
 
 def main(arguments):
     """Serve requests as `arguments` say; return the exit status: 0, or 2 with a sentence."""
-    parser = OneSentence(prog="simulator.remote", description="The receiver behind the page.")
+    parser = OneSentence(prog="run", description="The receiver behind the page.")
     add_receiver_options(parser)
     options = parser.parse_args(arguments)
     arguments = receiver_arguments(parser, options)

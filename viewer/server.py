@@ -40,17 +40,18 @@ class Receiver:
         self._is_busy = False
 
     async def start(self, arguments):
-        """Start the process; return when it has sent its first line, or has ended."""
+        """Start the process; return whether it has sent a line, and not just ended."""
         command = [os.path.join(PROJECT, "tools", "sandbox")]
-        for at, argument in enumerate(arguments):
-            if argument == "--feed" and os.path.isdir(arguments[at + 1]):
-                arguments[at + 1] = os.path.realpath(arguments[at + 1])
-                command += ["--readable", arguments[at + 1]]
+        # A feed of one's own is somewhere on this machine: the sandbox has to see it.
+        for at, argument in enumerate(arguments[:-1], 1):
+            if argument == "--feed" and os.path.isdir(arguments[at]):
+                arguments[at] = os.path.realpath(arguments[at])
+                command += ["--readable", arguments[at]]
         self._process = await asyncio.create_subprocess_exec(
             *command, "python2.7", "-O", "-m", "simulator.remote", *arguments, cwd=PROJECT,
             stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE, limit=LONGEST_LINE,
             start_new_session=True)  # Ctrl-C is for this process
-        await self._hear()
+        return await self._hear()
 
     async def hear_all(self):
         """Hand on what the receiver says until it ends; return its exit status."""
@@ -116,6 +117,13 @@ class Receiver:
                 self._pages.discard(page)  # it is just being closed
 
 
+def tcp_port(text):
+    """The type of an argument that is a TCP port, 0 for any."""
+    if not text.isdigit() or int(text) > 65535:
+        raise argparse.ArgumentTypeError("'%s' is not a port from 0 to 65535" % text)
+    return int(text)
+
+
 async def index(request):
     return web.FileResponse(os.path.join(PAGE, "index.html"))
 
@@ -146,11 +154,10 @@ async def serve(port, arguments):
         except OSError as e:
             print("The port %d can't be had: %s." % (port, os.strerror(e.errno)), file=sys.stderr)
             return 2
-        await receiver.start(arguments)
-        port = runner.addresses[0][1]
+        if await receiver.start(arguments):
+            print("The receiver is at http://127.0.0.1:%d/ until Ctrl-C."
+                  % runner.addresses[0][1], flush=True)
         hearing = asyncio.ensure_future(receiver.hear_all())
-        if not hearing.done():
-            print("The receiver is at http://127.0.0.1:%d/ until Ctrl-C." % port, flush=True)
         await asyncio.wait([hearing, asyncio.ensure_future(ended.wait())],
                            return_when=asyncio.FIRST_COMPLETED)
         if hearing.done():
@@ -162,8 +169,10 @@ async def serve(port, arguments):
 
 
 def main(arguments):
-    parser = argparse.ArgumentParser(add_help=False)
-    parser.add_argument("--port", type=int, default=0)
+    """Serve as `arguments` say; return the exit status."""
+    parser = argparse.ArgumentParser(prog="run", usage=argparse.SUPPRESS, add_help=False,
+                                     allow_abbrev=False)
+    parser.add_argument("--port", type=tcp_port, default=0)
     options, others = parser.parse_known_args(arguments)
     return asyncio.run(serve(options.port, others))
 
