@@ -35,6 +35,7 @@ class Journal(object):
     def watch(self, box):
         """Note what happens on `box`, a new Receiver, until it is closed."""
         self._box, self._errors_noted = box, len(box.errors)
+        self._files.changes()  # what the receiver itself has tidied up
         self._before(box.loop, "started",
                      lambda container: self._note("command", container.command))
         self._before(os, "system", lambda command: self._note("command", command))

@@ -29,7 +29,7 @@ def add_receiver_options(parser):
                         help="a catalogue of po/ (%s); en leaves the texts as they are "
                              "(default: en)" % ", ".join(_languages()))
     parser.add_argument("--interval", type=_hours, default=24, metavar="HOURS",
-                        help="between two checks for updates, 0 for none (default: 24)")
+                        help="between two checks for updates, 0 for no second one (default: 24)")
     parser.add_argument("--speed", type=_factor, default=1.0, metavar="FACTOR",
                         help="simulated seconds in a real one (default: 1)")
 

@@ -6,6 +6,7 @@ from __future__ import print_function
 
 import errno
 import fcntl
+import glob
 import json
 import os
 import select
@@ -27,7 +28,7 @@ OPKG = "/usr/bin/opkg"
 class Faults(object):
     """What goes wrong, as it is met in the field: a switch for each, all off at first.
 
-    server: a started FeedServer; the current one is always in `server`.
+    server: a started FeedServer. One that was down is another one afterwards, at the same address.
     """
 
     NAMES = ("down", "not-found", "malformed", "stalled", "no-opkg", "failing-package")
@@ -38,12 +39,21 @@ class Faults(object):
         self._opkg = os.readlink(OPKG)
 
     def switch(self, name, on):
-        self.on[name] = on
-        if self.on["down"]:
+        was_on, self.on[name] = self.on[name], on
+        if name == "no-opkg" and on != was_on:
+            if on:
+                os.remove(OPKG)
+            else:
+                os.symlink(self._opkg, OPKG)
+        if name == "down" and on and not was_on:
             self.server.stop()
-            return
-        if name == "down":
+        elif name == "down" and was_on and not on:
             self.server = FeedServer(self.server.directory, self.server.port).start()
+        if not self.on["down"]:
+            self._strike()
+
+    def _strike(self):
+        """Have the server's answers go wrong as they are to now."""
         self.server.clear()
         if self.on["not-found"]:
             self._fault(status=404)
@@ -52,14 +62,8 @@ class Faults(object):
         elif self.on["stalled"]:
             self._fault(stall="headers")
         if self.on["failing-package"]:
-            for name in os.listdir(os.path.join(self.server.directory, "all")):
-                if name.endswith(".ipk"):
-                    self.server.fault("all/" + name, status=404)
-        if os.path.lexists(OPKG) == self.on["no-opkg"]:
-            if self.on["no-opkg"]:
-                os.remove(OPKG)
-            else:
-                os.symlink(self._opkg, OPKG)
+            for path in glob.glob(os.path.join(self.server.directory, "all", "*.ipk")):
+                self.server.fault("all/" + os.path.basename(path), status=404)
 
     def _fault(self, **what):
         for name in ("zirknews.xml", "zirkdlstat.txt"):
@@ -134,39 +138,44 @@ class Remote(object):
         self._screens = None
         self._tell_receiver()
         self._box.open_news()
+        self._tell_changes()
 
     # Requests.
 
     def _answer(self, line):
         number = None
         try:
-            request = json.loads(line)
+            request = _parsed(line)
             number = request.get("id")
-            action = self.ACTIONS.get(request.get("do"))
-            if action is None:
-                raise Wrong("There is no request '%s'." % request.get("do"))
-            action(self, request)
+            self._do(request)
             answer = {"done": True}
         except Wrong as e:
             answer = {"error": str(e)}
-        except (AttributeError, ValueError, KeyError, TypeError) as e:
-            answer = {"error": "The request can't be understood: %s." % e}
         self._journal.collect()
         self._tell_changes()
         self._send(dict(answer, id=number))
 
-    def _press(self, request):
-        if request["key"] not in keymap.KEYS:
-            raise Wrong("There is no key '%s' on the remote control." % request["key"])
-        self._box.press(str(request["key"]))
+    def _do(self, request):
+        do = request.get("do")
+        if do not in self.ACTIONS:
+            raise Wrong("There is no request '%s'." % do)
+        action, names = self.ACTIONS[do]
+        for name in names:
+            if name not in request:
+                raise Wrong("The request lacks '%s'." % name)
+        action(self, *[request[name] for name in names])
 
-    def _open(self, request):
+    def _press(self, key):
+        self._box.press(_one_of(keymap.KEYS, key, "key '%s' on the remote control"))
+
+    def _open(self):
         if self._box.screen is not None:
             raise Wrong("The plug-in menu is out of reach while a screen is open: press exit first.")
         self._box.open_news()
 
-    def _pass(self, request):
-        seconds = request["seconds"]
+    def _pass(self, seconds):
+        if not isinstance(seconds, (int, float)):
+            raise Wrong("'seconds' can't be %r." % (seconds,))
         if not 0 < seconds <= 366 * 86400:
             raise Wrong("Time passes by more than 0 seconds and by a year at most.")
         try:
@@ -174,26 +183,24 @@ class Remote(object):
         except StillRunning as e:
             raise Wrong("Time stands still: %s." % e)
 
-    def _change_model(self, request):
-        if request["key"] not in MODELS:
-            raise Wrong("There is no model '%s'." % request["key"])
+    def _change_model(self, key):
+        self._arguments["model"] = _one_of(MODELS, key, "model '%s'")
         self._box.close()
-        self._arguments["model"] = str(request["key"])
         self._boot()
 
-    def _fault(self, request):
-        if request["name"] not in Faults.NAMES:
-            raise Wrong("There is no fault '%s'." % request["name"])
-        self._faults.switch(str(request["name"]), bool(request["on"]))
+    def _fault(self, name, on):
+        self._faults.switch(_one_of(Faults.NAMES, name, "fault '%s'"), bool(on))
         self._journal.watch_server(self._faults.server)
         self._tell_receiver()
 
-    def _show(self, request):
+    def _show(self):
         self._screens = None
         self._tell_receiver()
 
-    ACTIONS = {"press": _press, "open": _open, "pass": _pass, "model": _change_model,
-               "fault": _fault, "show": _show}
+    #: What a request's "do" does, and what else the request has to hold for it.
+    ACTIONS = {"press": (_press, ["key"]), "open": (_open, []), "pass": (_pass, ["seconds"]),
+               "model": (_change_model, ["key"]), "fault": (_fault, ["name", "on"]),
+               "show": (_show, [])}
 
     # Events.
 
@@ -218,6 +225,22 @@ class Remote(object):
     def _send(self, message):
         self._events.write(json.dumps(_readable(message)) + "\n")
         self._events.flush()
+
+
+def _parsed(line):
+    try:
+        request = json.loads(line)
+    except ValueError:
+        request = None
+    if not isinstance(request, dict):
+        raise Wrong("A request is one JSON object a line.")
+    return request
+
+
+def _one_of(known, value, what):
+    if value not in known:
+        raise Wrong("There is no %s." % (what % (value,)))
+    return str(value)
 
 
 def _described(screen):

@@ -33,7 +33,7 @@ class Receiver:
     """The receiver's process, and the pages that it is shown on."""
 
     def __init__(self):
-        self._pages = set()
+        self._pages = {}  # a page's connection: the lines that it is still to be sent
         self._last = {}  # event: the last line of it
         self._log = []
         self._busy = None  # the pending look at the clock
@@ -68,19 +68,32 @@ class Receiver:
 
     async def connect(self, request):
         """One page: from its first request until it is closed."""
+        # Only our own page: another site's must not reach the receiver through the browser.
+        if request.headers.get("Origin") not in (None, "http://" + request.host):
+            raise web.HTTPForbidden()
         page = web.WebSocketResponse()
         await page.prepare(request)
+        lines = self._pages[page] = asyncio.Queue()
         for line in [self._last[event] for event in sorted(self._last)] + self._log:
-            await page.send_str(line)
-        self._pages.add(page)
+            lines.put_nowait(line)
+        writer = asyncio.ensure_future(self._write(page, lines))
         try:
             async for message in page:
                 if message.type == WSMsgType.TEXT:
-                    self._process.stdin.write(message.data.encode() + b"\n")
+                    self._process.stdin.write(message.data.replace("\n", " ").encode() + b"\n")
                     await self._process.stdin.drain()
         finally:
-            self._pages.discard(page)
+            del self._pages[page]
+            writer.cancel()
         return page
+
+    @staticmethod
+    async def _write(page, lines):
+        try:
+            while True:
+                await page.send_str(await lines.get())
+        except ConnectionError:
+            pass  # the page is just being closed
 
     async def _hear(self):
         """Hand on one line; return whether there was one."""
@@ -92,7 +105,7 @@ class Receiver:
                 self._log = self._log[1 - KEPT_LOG:] + [line]
             elif event:
                 self._last[event] = line
-            await self._tell(line)
+            self._tell(line)
         return bool(line)
 
     def _heard(self, expect_more):
@@ -101,20 +114,17 @@ class Receiver:
             self._busy.cancel()
         if self._is_busy:
             self._is_busy = False
-            asyncio.ensure_future(self._tell('{"event": "idle"}'))
+            self._tell('{"event": "idle"}')
         if expect_more:
             self._busy = asyncio.get_running_loop().call_later(SILENCE, self._silent)
 
     def _silent(self):
         self._is_busy = True
-        asyncio.ensure_future(self._tell(json.dumps({"event": "busy", "since": SILENCE})))
+        self._tell(json.dumps({"event": "busy", "since": SILENCE}))
 
-    async def _tell(self, line):
-        for page in list(self._pages):
-            try:
-                await page.send_str(line)
-            except ConnectionError:
-                self._pages.discard(page)  # it is just being closed
+    def _tell(self, line):
+        for lines in self._pages.values():
+            lines.put_nowait(line)
 
 
 def tcp_port(text):
@@ -152,7 +162,7 @@ async def serve(port, arguments):
         try:
             await site.start()
         except OSError as e:
-            print("The port %d can't be had: %s." % (port, os.strerror(e.errno)), file=sys.stderr)
+            print("run: the port %d can't be had: %s." % (port, os.strerror(e.errno)), file=sys.stderr)
             return 2
         if await receiver.start(arguments):
             print("The receiver is at http://127.0.0.1:%d/ until Ctrl-C."
@@ -173,6 +183,7 @@ def main(arguments):
     parser = argparse.ArgumentParser(prog="run", usage=argparse.SUPPRESS, add_help=False,
                                      allow_abbrev=False)
     parser.add_argument("--port", type=tcp_port, default=0)
+    parser.error = lambda message: parser.exit(2, "run: %s; see --help.\n" % message)
     options, others = parser.parse_known_args(arguments)
     return asyncio.run(serve(options.port, others))
 

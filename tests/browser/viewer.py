@@ -60,6 +60,27 @@ def set_size(driver, width, height):
         "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
 
 
+class Server(object):
+    """The server behind the page, with options of ./run: its process and its address."""
+
+    def __init__(self, *options):
+        self.process = subprocess.Popen(
+            ["/usr/bin/python3", os.path.join(PROJECT, "viewer", "server.py")] + list(options),
+            cwd=PROJECT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        line = self.process.stdout.readline()
+        addresses = [word for word in line.split() if word.startswith("http://127.0.0.1:")]
+        if not addresses:
+            self.close()
+            raise RuntimeError("the server has given no address: %r" % line)
+        self.address = addresses[0]
+
+    def close(self):
+        """End it; return its exit status."""
+        self.process.terminate()
+        self.process.stdout.close()
+        return self.process.wait()
+
+
 class Viewer(object):
     """A receiver behind its server, and the page that shows it in `driver`.
 
@@ -68,23 +89,13 @@ class Viewer(object):
 
     def __init__(self, driver, *options):
         self.driver = driver
-        self.server = subprocess.Popen(
-            ["/usr/bin/python3", os.path.join(PROJECT, "viewer", "server.py")] + list(options),
-            cwd=PROJECT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
-        line = self.server.stdout.readline()
-        words = [word for word in line.split() if word.startswith("http://127.0.0.1:")]
-        if not words:
-            self.close()
-            raise RuntimeError("the server has given no address: %r" % line)
-        self.address = words[0]
-        driver.get(self.address)
+        self.server = Server(*options)
+        driver.get(self.server.address)
         self.wait("the model", lambda: self.find("#model").get_attribute("value"))
         self.wait("the picture", lambda: self.find("#screens").get_attribute("style"))
 
     def close(self):
-        self.server.terminate()
-        self.server.wait()
-        self.server.stdout.close()
+        self.server.close()
 
     # Driving.
 
