@@ -170,7 +170,8 @@ class Remote(object):
 
     def _open(self):
         if self._box.screen is not None:
-            raise Wrong("The plug-in menu is out of reach while a screen is open: press exit first.")
+            raise Wrong("The plug-in menu is out of reach while a screen is open: "
+                        "press exit first.")
         self._box.open_news()
 
     def _pass(self, seconds):

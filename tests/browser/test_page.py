@@ -98,11 +98,12 @@ class PageTest(ViewerTest):
                 self.assertAlmostEqual(one, other, delta=1)
 
     def test_texts_fit_their_places_in_every_screen_and_size(self):
-        viewer = self.open_news()
+        viewer = self.open_news("--language", "de")  # whose words are longer
         for size in ("1280", "1920"):
             viewer.select("picture-size", size)
             for keys, screen in (([], "AllNews"), (["ok"], "ZirkUpdateInfo"),
-                                 (["green"], "UpdatePlugin"), (["red", "red", "yellow"], "ChoiceBox"),
+                                 (["green"], "UpdatePlugin"),
+                                 (["red", "red", "yellow"], "ChoiceBox"),
                                  (["cancel"], "AllNews")):
                 viewer.press(*keys)
                 self.assert_shows(viewer, screen=screen)

@@ -1,4 +1,4 @@
-"""The page of a simulated receiver in a headless Chromium, as tests and the screenshots drive it."""
+"""The page of a simulated receiver in headless Chromium, for the tests and the screenshots."""
 
 import os
 import shutil
