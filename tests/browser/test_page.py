@@ -179,6 +179,14 @@ class PageTest(ViewerTest):
             document.querySelector("[data-key=ok]").click();""")
         viewer.wait("the log", lambda: viewer.log("exception"))
         self.assertIn('File "plugin/src/Kelvaro"', viewer.log("exception")[0])
+        self.assertIn("restart", viewer.find("#notice").text)
+        viewer.press("up")
+        self.assertFalse(viewer.find("#notice").is_displayed())
+
+    def test_a_receiver_that_has_gone_is_reported(self):
+        viewer = self.open_news()
+        viewer.server.close()
+        viewer.wait("the notice", lambda: "./run" in viewer.find("#notice").text)
 
     def test_each_control_has_a_name_and_the_focus_goes_through_them_in_order(self):
         viewer = self.start()  # nothing is clicked: the focus starts at the top
