@@ -1,4 +1,4 @@
-"""Notes what the module does, as the host sees it: at the host's own seams, never inside the module."""
+"""Notes what the module does, as the host sees it: at the host's seams, not in the module."""
 
 import ctypes
 import os

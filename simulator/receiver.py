@@ -147,6 +147,13 @@ class Receiver(object):
     def pass_time(self, seconds):
         self.loop.pass_time(seconds)
 
+    def live(self, seconds):
+        """Let virtual time pass while commands run: what they bring now is delivered first."""
+        self.loop.poll()
+        self.hold()
+        self.pass_time(seconds)
+        self.release()
+
     def settle(self):
         self.loop.settle()
 

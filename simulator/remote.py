@@ -107,9 +107,8 @@ class Remote(object):
                 if e.args[0] != errno.EINTR:
                     raise
                 continue
-            loop.poll()
             now = time.time()
-            self._live((now - before) * self._speed)
+            self._box.live((now - before) * self._speed)
             before = now
             if self._requests in ready:
                 data = os.read(self._requests, 65536)
@@ -121,12 +120,6 @@ class Remote(object):
                 before = time.time()  # what a request set off blocked the loop meanwhile
             self._tell_changes()
             self._tell_clock()
-
-    def _live(self, seconds):
-        # A command that runs is watched by poll(), not waited for.
-        self._box.hold()
-        self._box.pass_time(seconds)
-        self._box.release()
 
     def _boot(self):
         self._box = Receiver(feed_url=self._faults.server.url, raise_errors=False, load=False,
@@ -170,7 +163,8 @@ class Remote(object):
 
     def _open(self):
         if self._box.screen is not None:
-            raise Wrong("The plug-in menu is out of reach while a screen is open: press exit first.")
+            raise Wrong("The plug-in menu is out of reach while a screen is open: "
+                        "press exit first.")
         self._box.open_news()
 
     def _pass(self, seconds):

@@ -67,25 +67,18 @@ class Terminal(object):
                 if e.args[0] != errno.EINTR:  # the window's size has changed
                     raise
                 self._drawn, ready = None, []
-            loop.poll()
             now = time.time()
-            self._pass_time((now - before) * self._speed)
+            self._box.live((now - before) * self._speed)
             before = now
             if self._in in ready:
                 for key in self._read_keys():
                     self._key(key)
                 before = time.time()  # what a key set off blocked the loop meanwhile
 
-    def _pass_time(self, seconds):
-        # A command that runs is watched by poll(), not waited for.
-        self._box.hold()
-        self._box.pass_time(seconds)
-        self._box.release()
-
     def _key(self, key):
         box = self._box
         if key in SECONDS:
-            self._pass_time(SECONDS[key])
+            box.live(SECONDS[key])
         elif key == "n" and box.screen is None:
             box.open_news()
         elif KEYS.get(key) == "cancel" and box.screen is None:

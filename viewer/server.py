@@ -127,6 +127,13 @@ class Receiver:
             lines.put_nowait(line)
 
 
+class OneSentence(argparse.ArgumentParser):
+    """Says one sentence about a wrong argument, as the receiver does (simulator/options.py)."""
+
+    def error(self, message):
+        self.exit(2, "%s: %s; see --help.\n" % (self.prog, message))
+
+
 def tcp_port(text):
     """The type of an argument that is a TCP port, 0 for any."""
     if not text.isdigit() or int(text) > 65535:
@@ -162,7 +169,8 @@ async def serve(port, arguments):
         try:
             await site.start()
         except OSError as e:
-            print("run: the port %d can't be had: %s." % (port, os.strerror(e.errno)), file=sys.stderr)
+            print("run: the port %d can't be had: %s." % (port, os.strerror(e.errno)),
+                  file=sys.stderr)
             return 2
         if await receiver.start(arguments):
             print("The receiver is at http://127.0.0.1:%d/ until Ctrl-C."
@@ -180,10 +188,8 @@ async def serve(port, arguments):
 
 def main(arguments):
     """Serve as `arguments` say; return the exit status."""
-    parser = argparse.ArgumentParser(prog="run", usage=argparse.SUPPRESS, add_help=False,
-                                     allow_abbrev=False)
+    parser = OneSentence(prog="run", add_help=False, allow_abbrev=False)
     parser.add_argument("--port", type=tcp_port, default=0)
-    parser.error = lambda message: parser.exit(2, "run: %s; see --help.\n" % message)
     options, others = parser.parse_known_args(arguments)
     return asyncio.run(serve(options.port, others))
 

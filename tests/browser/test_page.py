@@ -98,11 +98,12 @@ class PageTest(ViewerTest):
                 self.assertAlmostEqual(one, other, delta=1)
 
     def test_texts_fit_their_places_in_every_screen_and_size(self):
-        viewer = self.open_news()
+        viewer = self.open_news("--language", "de")  # whose words are longer
         for size in ("1280", "1920"):
             viewer.select("picture-size", size)
             for keys, screen in (([], "AllNews"), (["ok"], "ZirkUpdateInfo"),
-                                 (["green"], "UpdatePlugin"), (["red", "red", "yellow"], "ChoiceBox"),
+                                 (["green"], "UpdatePlugin"),
+                                 (["red", "red", "yellow"], "ChoiceBox"),
                                  (["cancel"], "AllNews")):
                 viewer.press(*keys)
                 self.assert_shows(viewer, screen=screen)
@@ -178,6 +179,14 @@ class PageTest(ViewerTest):
             document.querySelector("[data-key=ok]").click();""")
         viewer.wait("the log", lambda: viewer.log("exception"))
         self.assertIn('File "plugin/src/Kelvaro"', viewer.log("exception")[0])
+        self.assertIn("restart", viewer.find("#notice").text)
+        viewer.press("up")
+        self.assertFalse(viewer.find("#notice").is_displayed())
+
+    def test_a_receiver_that_has_gone_is_reported(self):
+        viewer = self.open_news()
+        viewer.server.close()
+        viewer.wait("the notice", lambda: "./run" in viewer.find("#notice").text)
 
     def test_each_control_has_a_name_and_the_focus_goes_through_them_in_order(self):
         viewer = self.start()  # nothing is clicked: the focus starts at the top

@@ -1,4 +1,4 @@
-"""The page of a simulated receiver in a headless Chromium, as tests and the screenshots drive it."""
+"""The page of a simulated receiver in headless Chromium, for the tests and the screenshots."""
 
 import os
 import shutil
@@ -75,7 +75,7 @@ class Server(object):
         self.address = addresses[0]
 
     def close(self):
-        """End it; return its exit status."""
+        """End it, unless it has ended; return its exit status."""
         self.process.terminate()
         self.process.stdout.close()
         return self.process.wait()
@@ -144,7 +144,7 @@ class Viewer(object):
 
     def log(self, kind=None):
         """The texts in the log, of one kind or of all."""
-        selector = "#entries li" + ("[data-kind=%s]" % kind if kind else "")
+        selector = "#entries p" + ("[data-kind=%s]" % kind if kind else "")
         return self.driver.execute_script(
             "return [...document.querySelectorAll(arguments[0] + ' span')]"
             ".map((one) => one.textContent)", selector)

@@ -13,6 +13,7 @@ let lastId = 0;
 /** Asks the receiver for something: {do: what, and what that takes}. */
 function ask(request) {
   if (socket.readyState === WebSocket.OPEN) {
+    tell("");
     socket.send(JSON.stringify({id: ++lastId, ...request}));
   }
 }
@@ -28,7 +29,7 @@ socket.addEventListener("close", () => {
   tell("The receiver has gone. Start ./run again and load this page anew.");
 });
 
-/** Shows a sentence over the picture, until the next screen comes. */
+/** Shows a sentence over the picture, until something is asked for. */
 function tell(sentence) {
   find("notice").textContent = sentence;
   find("notice").hidden = !sentence;
@@ -37,7 +38,6 @@ function tell(sentence) {
 const EVENTS = {
   screen({screens}) {
     shown = screens;
-    tell("");
     draw();
   },
   log: addToLog,
@@ -261,7 +261,7 @@ const MOST_ENTRIES = 500;
 function addToLog({time, kind, text: words}) {
   const entries = find("entries");
   const atEnd = entries.scrollTop + entries.clientHeight >= entries.scrollHeight - 8;
-  const entry = document.createElement("li");
+  const entry = document.createElement("p");
   entry.dataset.kind = kind;
   for (const [name, content] of [["time", clockText(time)], ["b", kind], ["span", words]]) {
     const part = document.createElement(name);
@@ -274,6 +274,9 @@ function addToLog({time, kind, text: words}) {
   }
   if (atEnd) {
     entries.scrollTop = entries.scrollHeight;
+  }
+  if (kind === "exception") {
+    tell("An exception: see the log. A receiver would restart its GUI here.");
   }
 }
 
