@@ -149,10 +149,7 @@ class Remote(object):
         self._send(dict(answer, id=number))
 
     def _do(self, request):
-        do = request.get("do")
-        if do not in self.ACTIONS:
-            raise Wrong("There is no request '%s'." % do)
-        action, names = self.ACTIONS[do]
+        action, names = self.ACTIONS[_one_of(self.ACTIONS, request.get("do"), "request '%s'")]
         for name in names:
             if name not in request:
                 raise Wrong("The request lacks '%s'." % name)
@@ -232,7 +229,7 @@ def _parsed(line):
 
 
 def _one_of(known, value, what):
-    if value not in known:
+    if value not in list(known):  # which a value of any type can be looked up in
         raise Wrong("There is no %s." % (what % (value,)))
     return str(value)
 

@@ -81,6 +81,8 @@ class PageTest(ViewerTest):
 
     def test_both_sizes_put_everything_in_the_same_place_of_the_picture(self):
         viewer = self.open_news()
+        viewer.press("yellow")  # a window, over what fills the picture
+        self.assert_shows(viewer, screen="ChoiceBox")
         places = []
         for size in ("1280", "1920"):
             viewer.select("picture-size", size)
@@ -91,7 +93,7 @@ class PageTest(ViewerTest):
                   const {left, top, width, height} = element.getBoundingClientRect();
                   return [element.dataset.name, left, top, width, height];
                 });"""))
-        self.assertEqual(8, len(places[0]))
+        self.assertEqual(9, len(places[0]))
         for small, large in zip(*places):
             self.assertEqual(small[0], large[0])
             for one, other in zip(small[1:], large[1:]):
@@ -108,6 +110,15 @@ class PageTest(ViewerTest):
                 viewer.press(*keys)
                 self.assert_shows(viewer, screen=screen)
                 self.assertEqual([], viewer.driver.execute_script(CUT_OFF), screen)
+
+    def test_a_list_longer_than_its_place_shows_the_page_of_the_cursor(self):
+        viewer = self.open_news()
+        self.assertEqual(9, len(viewer.rows()))  # of 12, in a place for 9
+        thumb = viewer.find(".list .scrollbar div").rect
+        viewer.press(*["down"] * 9)
+        viewer.wait("the second page", lambda: len(viewer.rows()), 3)
+        self.assert_shows(viewer, selected=viewer.rows()[:1])
+        self.assertGreater(viewer.find(".list .scrollbar div").rect["y"], thumb["y"])
 
     def test_without_all_news_the_skin_s_backup_suite_takes_its_place(self):
         viewer = self.open_news()
@@ -135,8 +146,11 @@ class PageTest(ViewerTest):
         self.assert_shows(viewer, screen="AllNews", selected=[rows[1]])
         viewer.toggle("#keyboard")
         viewer.type(Keys.ARROW_DOWN)
+        viewer.press("ok")
+        self.assert_shows(viewer, screen="ZirkUpdateInfo", texts={
+            "header": "Zirk 3.1.0 (Vu+ Duo2)\n" + rows[1]})
         viewer.toggle("#keyboard")
-        viewer.type("r")
+        viewer.type(Keys.ESCAPE, "r")
         self.assert_shows(viewer, screen=None)
         viewer.type("n")
         self.assert_shows(viewer, screen="AllNews", selected=[rows[0]])

@@ -217,6 +217,8 @@ class RequestTest(RemoteTest):
                              "press exit first."),
                 ("dance", {}, "There is no request 'dance'."),
                 ("press", {}, "The request lacks 'key'."),
+                ("press", {"key": ["ok"]}, "There is no key '[u'ok']' on the remote control."),
+                (["show"], {}, "There is no request '[u'show']'."),
                 ("pass", {"seconds": "x"}, "'seconds' can't be u'x'.")]:
             self.assertEqual(sentence, pipe.ask(do, **more)["error"])
         for line in ("", "{", "[]", "7", "\xff"):
