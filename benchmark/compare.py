@@ -79,8 +79,8 @@ class Bench(object):
         else:
             variables = ["QEMU_SET_ENV=LD_PRELOAD=libstdc++.so.6",
                          "QEMU_PLUGIN=file=" + self._counter]
-        command = [SANDBOX, "env"] + variables + ["python2.7", "-O", "-m",
-                                                      "benchmark.worker", task]
+        python = ["python2.7", "-O", "-m", "benchmark.worker", task]
+        command = [SANDBOX, "env"] + variables + python
         return subprocess.Popen(command, env=environment, stdout=subprocess.PIPE, **pipes)
 
     def _compiled_model(self):

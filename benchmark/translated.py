@@ -1,5 +1,6 @@
 """The model compiled by Cython, with the compiler and the options that built the module."""
 
+import glob
 import hashlib
 import os
 import re
@@ -31,9 +32,10 @@ class Build(object):
         with open(os.path.join(directory, "CMakeCache.txt")) as stream:
             entries = dict(re.findall(r"(?m)^(\w+):\w+=(.*)$", stream.read()))
         kind = entries["CMAKE_BUILD_TYPE"].upper()
-        self.compiler = entries["CMAKE_CXX_COMPILER"]
-        if "/" not in self.compiler:
-            self.compiler = command("which", self.compiler).strip()
+        # A toolchain file's compiler is not in the cache.
+        found, = glob.glob(os.path.join(directory, "CMakeFiles", "*", "CMakeCXXCompiler.cmake"))
+        with open(found) as stream:
+            self.compiler = re.search(r'set\(CMAKE_CXX_COMPILER "(.*)"\)', stream.read()).group(1)
         self.strip = entries["CMAKE_STRIP"]
         self.flags = shlex.split(entries["CMAKE_CXX_FLAGS"] + " " +
                                  entries["CMAKE_CXX_FLAGS_" + kind])

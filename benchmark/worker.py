@@ -40,7 +40,7 @@ def import_module(measure):
     box = Receiver(plugin_package=False, load=False)
     with open(MODEL) as stream:
         host_imports = re.findall(r"(?m)^(?:from \S+ )?import .*", stream.read())
-    exec "\n".join(host_imports) in {}
+    exec("\n".join(host_imports), {})
     measure()
     gc.collect()
     begin = measure()
