@@ -1,51 +1,42 @@
-"""python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour."""
+"""python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour.
+
+./run starts this one with --text, --tour or without a terminal, and else viewer/server.py.
+"""
 from __future__ import print_function
 
-import argparse
-import os
 import sys
 
 from simulator import packages
 from simulator.feedserver import FeedServer
+from simulator.options import OneSentence, add_receiver_options, receiver_arguments
 from simulator.receiver import Receiver
 from simulator.terminal import Terminal
 from simulator.tour import Tour
 
-MODELS = ("duo", "solo", "uno", "ultimo", "solo2", "duo2", "solose", "zero", "solo4k",
-          "ultimo4k", "uno4k", "uno4kse", "zero4k", "duo4k", "duo4kse")
-
-
-class OneSentence(argparse.ArgumentParser):
-    """Says one sentence about a wrong argument, and nothing else."""
-
-    def error(self, message):
-        self.exit(2, "simulator: %s; see --help.\n" % message)
-
 
 def main(arguments):
     """Run as `arguments` say; return the exit status: 0, 1 after a tour that failed, 2."""
-    parser = OneSentence(prog="simulator", description=__doc__.split(": ", 1)[1])
+    parser = OneSentence(prog="run", description="The news browser on a simulated receiver, with "
+                         "a feed: as a page for the browser, and without a terminal as a tour.",
+                         epilog="./run --check DIR checks a feed; see ./run --check --help.")
+    parser.add_argument("--text", action="store_true",
+                        help="show the television picture as text, in the terminal")
     parser.add_argument("--tour", action="store_true",
                         help="walk a fixed tour and check it; so too without a terminal")
-    parser.add_argument("--model", default="duo2", metavar="KEY",
-                        help="the receiver's model key (default: duo2): " + ", ".join(MODELS))
-    parser.add_argument("--feed", default=packages.SAMPLE_FEED, metavar="DIR",
-                        help="a folder with zirknews.xml, zirkdlstat.txt and all/ "
-                             "(default: sample-feed)")
+    parser.add_argument("--port", metavar="N",
+                        help="of the page, on 127.0.0.1 (default: a free one)")
+    add_receiver_options(parser)
     options = parser.parse_args(arguments)
-    if options.model not in MODELS:
-        parser.error("there is no model '%s'" % options.model)
-    if not os.path.isdir(options.feed):
-        parser.error("there is no feed folder '%s'" % options.feed)
+    receiver = receiver_arguments(parser, options)
     try:
         with FeedServer(options.feed) as server:
             if options.tour or not sys.stdin.isatty():
                 return Tour(server, options.model).run()
             packages.install_initial_state()
-            with Receiver(model=options.model, feed_url=server.url, raise_errors=False) as box:
+            with Receiver(feed_url=server.url, raise_errors=False, **receiver) as box:
                 box.start_plugin()
                 box.open_news()
-                Terminal(box).run()
+                Terminal(box, options.speed).run()
     except (IOError, RuntimeError) as e:
         print("simulator: %s" % e, file=sys.stderr)
         return 2

@@ -21,18 +21,20 @@ KEYS = {
     "r": "red", "g": "green", "y": "yellow", "b": "blue",
 }
 SECONDS = {"t": 10, "h": 3600, "d": 24 * 3600}
-TURN = 0.1  # real seconds; virtual time passes as real time does
+TURN = 0.1  # real seconds; virtual time passes at `speed`
 
 
 class Terminal(object):
     """Shows `box`, a Receiver made with raise_errors=False, at the terminal on stdin and stdout.
 
+    speed: simulated seconds that pass in a real one.
     run() returns when the user leaves the television picture with the exit key, or presses
     Ctrl-C. The terminal's mode is put back in any case.
     """
 
-    def __init__(self, box, stdin=sys.stdin, stdout=sys.stdout):
+    def __init__(self, box, speed=1.0, stdin=sys.stdin, stdout=sys.stdout):
         self._box = box
+        self._speed = speed
         self._in = stdin.fileno()
         self._out = stdout.fileno()
         self._leaving = False
@@ -67,7 +69,7 @@ class Terminal(object):
                 self._drawn, ready = None, []
             loop.poll()
             now = time.time()
-            self._pass_time(now - before)
+            self._pass_time((now - before) * self._speed)
             before = now
             if self._in in ready:
                 for key in self._read_keys():

@@ -1,7 +1,8 @@
 """Runs the tests: python2.7 tests/run.py [--jobs N] [--counts FILE] [PATTERN...]
 
 Each test file has a process of its own: those of tests/receiver run in a sandbox of their own, too
-(tools/sandbox), those of tests/desk on the machine. A PATTERN takes the tests whose file, class or
+(tools/sandbox), those of tests/desk on the machine, those of tests/browser there with Debian's
+Python 3, which has the browser's driver. A PATTERN takes the tests whose file, class or
 name it is found in, as text or as a shell pattern ("tests/receiver/test_simulator.py TimerTest.*").
 A file that ends by a signal, or does not end, counts as one failed test, which names the test that
 ran.
@@ -27,6 +28,7 @@ import unittest
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DURATIONS = os.path.join(PROJECT, "build", "test-seconds.json")
+DIRECTORIES = ["tests/receiver", "tests/desk", "tests/browser"]
 TIMEOUT = 300  # seconds for a test file; after that it says where it is, and ends
 GRACE = 15     # more seconds for one that cannot even do that, being stuck in C code
 
@@ -87,9 +89,7 @@ class Report(unittest.TestResult):
 
     def _text(self, err, test):
         text = self._exc_info_to_string(err, test)
-        if isinstance(text, unicode):
-            return text
-        return text.decode("utf-8", "replace")
+        return text.decode("utf-8", "replace") if isinstance(text, bytes) else text
 
 
 def label(test):
@@ -154,6 +154,8 @@ class TestFile(object):
                    "--file", self.path, "--report", report, "--"] + patterns
         if self.path.startswith("tests/receiver/"):
             command = [os.path.join(PROJECT, "tools", "sandbox"), "--writable", directory] + command
+        elif self.path.startswith("tests/browser/"):
+            command[:2] = ["/usr/bin/python3"]
         else:
             command[0] = sys.executable
         environment = dict(os.environ, PYTHONDONTWRITEBYTECODE="1")
@@ -317,7 +319,7 @@ def main(arguments):
     parser.add_argument("--jobs", type=int, default=2, help="test files at a time")
     parser.add_argument("--counts", help="a file for the numbers of passed and failed tests")
     parser.add_argument("--in", dest="directories", action="append", metavar="DIRECTORY",
-                        help="a directory of test files, in place of the usual two")
+                        help="a directory of test files, in place of the usual ones")
     parser.add_argument("--file", help=argparse.SUPPRESS)
     parser.add_argument("--report", help=argparse.SUPPRESS)
     parser.add_argument("patterns", nargs="*", metavar="PATTERN")
@@ -334,7 +336,7 @@ def main(arguments):
 
     # The longest first, so that none is left alone at the end.
     durations = last_durations()
-    paths = find_files(options.directories or ["tests/receiver", "tests/desk"])
+    paths = find_files(options.directories or DIRECTORIES)
     files = [TestFile(path) for path in
              sorted(paths, key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, options.patterns, options.jobs)

@@ -8,13 +8,14 @@ source "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
 # build_module PROJECT [PACKAGE...]
 #
 # Installs what is missing of the packages that building and running need, and of the PACKAGEs;
-# makes the interpreter; builds PROJECT/build/native/Kelvaro.so. Sets and exports KELVARO_PYTHON, the
-# path of the interpreter. Says on standard error what takes long. Exits with status 2 when a tool
-# can't be had, with 1 and the compiler's words when the module can't be built.
+# makes the interpreter; builds PROJECT/build/native/Kelvaro.so, and the catalogues of po/ into
+# PROJECT/build/locale/. Sets and exports KELVARO_PYTHON, the path of the interpreter. Says on
+# standard error what takes long. Exits with status 2 when a tool can't be had, with 1 and the
+# compiler's words when the module can't be built.
 build_module() {
-  local project=$1 log
+  local project=$1 log catalogue
   shift
-  need_packages g++ cmake ninja-build busybox bubblewrap proot "$@"
+  need_packages g++ cmake ninja-build busybox bubblewrap proot gettext "$@"
   KELVARO_PYTHON=$("$project/tools/python27") || exit 2
   export KELVARO_PYTHON
   if [[ ! -e $project/build/native/Kelvaro.so ]]; then
@@ -29,4 +30,9 @@ build_module() {
     exit 1
   fi
   rm -f "$log"
+
+  mkdir -p "$project/build/locale"
+  for catalogue in "$project"/po/*.po; do
+    msgfmt --output-file="$project/build/locale/$(basename "$catalogue" .po).mo" "$catalogue"
+  done
 }

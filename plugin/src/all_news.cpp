@@ -1,5 +1,7 @@
 #include "all_news.h"
 
+#include "python/globals.h"
+#include "python/membership.h"
 #include "screen.h"
 
 namespace kelvaro {
@@ -8,7 +10,7 @@ using namespace python;
 
 namespace {
 
-Ref icon(const Globals& global, Name file) {
+const Object& icon(Name file) {
   return global("LoadPixmap")(
       {named("cached", true),
        named("path", global("resolveFilename")({global("SCOPE_PLUGINS"), file}))});
@@ -20,10 +22,10 @@ constexpr Action kActions[] = {
 };
 
 // Nothing is fetched here: the screen shows at once, with a row that asks for patience.
-Ref init(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  const Ref& session = args[1];
-  const Ref& pluginPath = args[2];
+const Object& init(Args args, Call& at) {
+  const Object& self = args[0];
+  const Object& session = args[1];
+  const Object& pluginPath = args[2];
 
   AT(178) global("Screen").attr("__init__")({self, session});
   AT(179) self.set("skinName", list({"AllNews", "BackupSuite"}));
@@ -32,20 +34,20 @@ Ref init(const Args& args, const Globals& global, Line& at) {
   AT(182) self.set("title", global("_")("News about ZIRK"));
   AT(183) self.setItem("title", global("StaticText")(self.attr("title")));
   AT(184)
-  self.set("png_normal", icon(global, "SystemPlugins/ZIRKPanel/pictures/update_normal.png"));
-  AT(185) self.set("png_info", icon(global, "SystemPlugins/ZIRKPanel/pictures/update_info.png"));
+  self.set("png_normal", icon("SystemPlugins/ZIRKPanel/pictures/update_normal.png"));
+  AT(185) self.set("png_info", icon("SystemPlugins/ZIRKPanel/pictures/update_info.png"));
   AT(186)
-  self.set("png_urgent", icon(global, "SystemPlugins/ZIRKPanel/pictures/update_urgent.png"));
+  self.set("png_urgent", icon("SystemPlugins/ZIRKPanel/pictures/update_urgent.png"));
   AT(187)
   self.set("list",
            list({tuple({"loading", global("_")("Please wait ..."), self.attr("png_info")})}));
   AT(188) self.setItem("menu", global("List")(self.attr("list")));
   AT(189) self.setItem("status", global("Label")());
   AT(190) self.setItem("header", global("Label")(global("header")));
-  AT(191) addText(self, global, "key_red", "Exit");
-  AT(192) addText(self, global, "key_green", "Update");
-  AT(193) addText(self, global, "key_blue", "show Updates");
-  AT(194) addText(self, global, "key_yellow", "Top 20");
+  AT(191) addText(self, "key_red", "Exit");
+  AT(192) addText(self, "key_green", "Update");
+  AT(193) addText(self, "key_blue", "show Updates");
+  AT(194) addText(self, "key_yellow", "Top 20");
   AT(195) self.setItem("key_info", global("StaticText")());
   AT(196)
   self.setItem("shortcuts", global("ActionMap")({list({"SetupActions", "ColorActions"}),
@@ -71,7 +73,7 @@ constexpr Category kCategories[] = {
 constexpr int kNoCategory = -1;
 
 // The category that a line of the statistics opens.
-int openedBy(const Ref& line, Line& at) {
+int openedBy(const Object& line, Call& at) {
   int category = 0;
   for (const auto& [section, key, prefix, title] : kCategories) {
     AT(226 + 2 * category)
@@ -84,56 +86,56 @@ int openedBy(const Ref& line, Line& at) {
 }
 
 // What the chooser takes for the package of a record: its label, and a key that says what to do.
-Ref packageChoice(const Ref& record, int category, const Membership& installed,
-                  const Globals& global, Line& at) {
-  AT(236) Ref name = record.item(0).attr("title")();
-  AT(237) Ref package = "enigma2-plugin-";
+const Object& packageChoice(const Object& record, int category, const Membership& installed,
+                            Call& at) {
+  AT(236) const Object& name = at.local(record.item(0).attr("title")());
+  AT(237) Local package(at, literal("enigma2-plugin-"));
   if (category != kNoCategory) {
-    AT(239 + 2 * category) package = package.plus(Name::ofTable(kCategories[category].prefix));
+    AT(239 + 2 * category) package = package->plus(Name::ofTable(kCategories[category].prefix));
   }
-  AT(244) package = package.plus(record.item(0));
-  AT(245) Ref count = record.item(1);
-  AT(246) Ref action = Ref(" - ").plus(global("_")("Remove"));
+  AT(244) package = package->plus(record.item(0));
+  AT(245) const Object& count = at.local(record.item(1));
+  AT(246) Local action(at, literal(" - ").plus(global("_")("Remove")));
   AT(247)
   if (!installed.has(package)) {
-    AT(248) action = Ref(" - ").plus(global("_")("Install"));
-    AT(249) package = package.plus("_install");
+    AT(248) action = literal(" - ").plus(global("_")("Install"));
+    AT(249) package = package->plus("_install");
   } else {
-    AT(251) package = package.plus("_installed");
+    AT(251) package = package->plus("_installed");
   }
   AT(252)
   return tuple({name.plus("   (").plus(global("str")(count)).plus(")").plus(action), package});
 }
 
 // Sorts the statistics into the package choices of the categories and opens the first chooser.
-Ref keyYellow(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& keyYellow(Args args, Call& at) {
+  const Object& self = args[0];
 
-  AT(216) Ref statistics = global("getDownloadStats")();
+  AT(216) const Object& statistics = at.local(global("getDownloadStats")());
   AT(217)
   if (statistics.isNone()) {
     AT(218) return none();
   }
-  AT(219) Ref lines = statistics.attr("split")("\n");
+  AT(219) const Object& lines = at.local(statistics.attr("split")("\n"));
   int statement = 220;
   for (const Category& category : kCategories) {
     AT(statement++) self.set(Name::ofTable(category.key), list());
   }
-  AT(223) const Membership installed(global("getInstalled")());
+  AT(223) const Membership installed(global("getInstalled")(), at);
   int category = kNoCategory;  // the records before the first section are for nobody
   AT(225)
-  for (const Ref& line : each(lines, at)) {
+  for (const Object& line : each(lines, at)) {
     const int opened = openedBy(line, at);
     if (opened != kNoCategory) {
       category = opened;
       continue;
     }
-    AT(233) Ref record = line.attr("split")(";");
+    AT(233) const Object& record = at.local(line.attr("split")(";"));
     AT(234)
     if (global("len")(record).lessThan(2)) {
       continue;
     }
-    Ref choice = packageChoice(record, category, installed, global, at);
+    const Object& choice = at.local(packageChoice(record, category, installed, at));
     if (category != kNoCategory) {
       AT(254 + 2 * category)
       self.attr(Name::ofTable(kCategories[category].key)).attr("append")(choice);
@@ -154,8 +156,8 @@ Ref keyYellow(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
-Ref selectTop(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& selectTop(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(270)
   self.attr("session").attr("openWithCallback")(
@@ -165,12 +167,12 @@ Ref selectTop(const Args& args, const Globals& global, Line& at) {
 }
 
 // A category was chosen: offer its packages. None was: the news list is in front again.
-Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  const Ref& category = args[1];
+const Object& gotTopSelection(Args args, Call& at) {
+  const Object& self = args[0];
+  const Object& category = args[1];
 
-  AT(273) Ref choices = list();
-  Ref suffix = "";
+  AT(273) Local choices(at, list());
+  Local suffix(at, literal(""));
   AT(275)
   if (!category.isNone()) {
     int line = 276;  // three lines a category, the skins before the system plug-ins
@@ -179,14 +181,14 @@ Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
       AT(line)
       if (category.item(1).equals(Name::ofTable(key))) {
         AT(line + 1) choices = self.attr(Name::ofTable(key));
-        AT(line + 2) suffix = Ref(" - ").plus(global("_")(Name::ofTable(title)));
+        AT(line + 2) suffix = literal(" - ").plus(global("_")(Name::ofTable(title)));
         break;
       }
       line += 3;
     }
   }
   AT(285)
-  if (choices.truthy()) {
+  if (choices->truthy()) {
     AT(286)
     self.attr("session").attr("openWithCallback")(
         {self.attr("exitChoiceBox"), global("ChoiceBox"),
@@ -197,9 +199,9 @@ Ref gotTopSelection(const Args& args, const Globals& global, Line& at) {
 }
 
 // A package was chosen: install or remove it, after a refresh of the package lists.
-Ref exitChoiceBox(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  const Ref& choice = args[1];
+const Object& exitChoiceBox(Args args, Call& at) {
+  const Object& self = args[0];
+  const Object& choice = args[1];
 
   AT(289)
   if (choice.isNone() || global("len")(choice).differs(2)) {
@@ -207,13 +209,14 @@ Ref exitChoiceBox(const Args& args, const Globals& global, Line& at) {
     AT(291) return none();
   }
   AT(292)
-  Ref commands = list({tuple({global("IpkgComponent").attr("CMD_UPDATE"), none()})});
+  const Object& commands =
+      at.local(list({tuple({global("IpkgComponent").attr("CMD_UPDATE"), none()})}));
   AT(293)
   if (choice.item(1).attr("endswith")("_installed").truthy()) {
     AT(294)
     commands.append(tuple(
         {global("IpkgComponent").attr("CMD_REMOVE"),
-         dict({{"package", Ref("--force-depends --autoremove ")
+         dict({{"package", literal("--force-depends --autoremove ")
                                .plus(choice.item(1).attr("replace")({"_installed", ""}))}})}));
   } else if (at(295), choice.item(1).attr("endswith")("_install").truthy()) {
     AT(296)
@@ -227,19 +230,19 @@ Ref exitChoiceBox(const Args& args, const Globals& global, Line& at) {
 }
 
 // Some hosts' package screen closes without a value, so there may be no argument.
-Ref ipkgActionFinished(const Args& args, const Globals& /*global*/, Line& at) {
+const Object& ipkgActionFinished(Args args, Call& at) {
   AT(300) args[0].attr("keyYellow")();
   return none();
 }
 
 // --- The other colour keys.
 
-Ref greenKey(const Args& args, const Globals& global, Line& at) {
+const Object& greenKey(Args args, Call& at) {
   AT(303) args[0].attr("session").attr("open")(global("UpdatePlugin"));
   return none();
 }
 
-Ref blueKey(const Args& args, const Globals& /*global*/, Line& at) {
+const Object& blueKey(Args args, Call& at) {
   AT(306) args[0].attr("runMenuEntry")({named("show_upgradable", true)});
   return none();
 }
@@ -247,8 +250,8 @@ Ref blueKey(const Args& args, const Globals& /*global*/, Line& at) {
 // --- The list of news.
 
 // Leaves the host a moment to draw the screen before createMenu blocks it.
-Ref setMenu(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& setMenu(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(309) self.set("delayTimer", global("eTimer")());
   AT(310) self.attr("delayTimer").attr("start")({100, true});
@@ -256,18 +259,18 @@ Ref setMenu(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
-Ref createMenu(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  Ref message;  // chosen for the failures that parse_xml has; others stop at its use
+const Object& createMenu(Args args, Call& at) {
+  const Object& self = args[0];
+  Local message(at);  // chosen for the failures that parse_xml has; others stop at its use
 
   AT(315) self.set("list", list());
-  AT(316) Ref status = global("parse_xml")();
+  AT(316) const Object& status = at.local(global("parse_xml")());
   AT(317)
   if (status.equals(1)) {
     AT(318)
-    for (const Ref& entry : each(global("load_cache")(), at)) {
-      AT(319) Ref kind = global("str")(entry.item(2));
-      AT(320) Ref pixmap = self.attr("png_normal");
+    for (const Object& entry : each(global("load_cache")(), at)) {
+      AT(319) const Object& kind = at.local(global("str")(entry.item(2)));
+      AT(320) Local pixmap(at, self.attr("png_normal"));
       AT(321)
       if (kind.equals("urgent")) {
         AT(322) pixmap = self.attr("png_urgent");
@@ -296,11 +299,11 @@ Ref createMenu(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
-Ref runMenuEntry(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  const Ref& showUpgradable = args[1];
+const Object& runMenuEntry(Args args, Call& at) {
+  const Object& self = args[0];
+  const Object& showUpgradable = args[1];
 
-  AT(337) Ref index = self.item("menu").attr("getIndex")();
+  AT(337) const Object& index = at.local(self.item("menu").attr("getIndex")());
   AT(338)
   if (index.truthy() || global("len")(self.attr("list")).differs(0)) {
     AT(339)
@@ -311,18 +314,18 @@ Ref runMenuEntry(const Args& args, const Globals& global, Line& at) {
 }
 
 // The detail screen has closed and says at which entry.
-Ref setMenuIndex(const Args& args, const Globals& /*global*/, Line& at) {
+const Object& setMenuIndex(Args args, Call& at) {
   AT(342) args[0].item("menu").attr("setIndex")(args[1]);
   return none();
 }
 
 // Red and cancel: the news live only as long as the screen.
-Ref keyCancel(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& keyCancel(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(345) self.set("list", none());
   AT(346)
-  for (const Ref& path : {global("packagetmpfile"), global("cache_file")}) {
+  for (const Object& path : each(tuple({global("packagetmpfile"), global("cache_file")}), at)) {
     AT(347)
     if (global("fileExists")(path).truthy()) {
       AT(348) global("remove")(path);

@@ -1,6 +1,7 @@
 #include "feed.h"
 
 #include "news_list.h"
+#include "python/globals.h"
 #include "receiver.h"
 
 namespace kelvaro {
@@ -15,8 +16,8 @@ constexpr int kHttpError = 2;
 constexpr int kUnreachable = 3;
 
 // Stores the news list where load_cache finds it.
-Ref writeCache(const Args& args, const Globals& global, Line& at) {
-  const Ref& news = args[0];
+const Object& writeCache(Args args, Call& at) {
+  const Object& news = args[0];
 
   AT(89)
   if (!global("os_path")
@@ -24,7 +25,7 @@ Ref writeCache(const Args& args, const Globals& global, Line& at) {
            .truthy()) {
     try {
       AT(91)
-      osFunction(global, "mkdir")(global("os_path").attr("dirname")(global("cache_file")));
+      osFunction("mkdir")(global("os_path").attr("dirname")(global("cache_file")));
     } catch (const PythonError& thrown) {
       Caught error(at, thrown);
       AT(92)
@@ -33,57 +34,58 @@ Ref writeCache(const Args& args, const Globals& global, Line& at) {
       }
     }
   }
-  AT(94) Ref file = global("open")({global("cache_file"), "w"});
+  AT(94) const Object& file = at.local(global("open")({global("cache_file"), "w"}));
   AT(95) global("dump")({news, file, -1});
   AT(96) file.attr("close")();
   return none();
 }
 
-Ref loadCache(const Args& /*args*/, const Globals& global, Line& at) {
-  AT(99) Ref file = global("open")(global("cache_file"));
-  AT(100) Ref news = global("load")(file);
+const Object& loadCache(Args /*args*/, Call& at) {
+  AT(99) const Object& file = at.local(global("open")(global("cache_file")));
+  AT(100) const Object& news = at.local(global("load")(file));
   AT(101) file.attr("close")();
   AT(102) return news;
 }
 
-Ref newsDocument() { return "zirknews.xml"; }
+const Object& newsDocument() { return literal("zirknews.xml"); }
 
 // The address of a file on the feed server, made from the package feed's own address.
-Ref newsURL(const Args& args, const Globals& global, Line& at) {
-  const Ref& fileName = args[0];
+const Object& newsURL(Args args, Call& at) {
+  const Object& fileName = args[0];
 
-  AT(105) Ref file = global("open")({"/etc/opkg/all-feed.conf", "r"});
+  AT(105) const Object& file = at.local(global("open")({"/etc/opkg/all-feed.conf", "r"}));
   // Strips a set of characters, not a prefix: an address that begins with one of them, or a line
   // without its line feed that ends with one, loses it too.
-  AT(106) Ref address = file.attr("readline")().attr("strip")("src/gz Zirk-all ");
+  AT(106) Local address(at, file.attr("readline")().attr("strip")("src/gz Zirk-all "));
   AT(107) file.attr("close")();
-  AT(108) address = address.attr("strip")();
-  AT(109) address = address.attr("replace")({"all", fileName});  // every "all", wherever it stands
+  AT(108) address = address->attr("strip")();
+  AT(109) address = address->attr("replace")({"all", fileName});  // every "all", wherever it stands
   AT(110) return address;
 }
 
 // Whether an element is for other receivers only. An empty `require` is for none.
-Ref skipEntry(const Args& args, const Globals& global, Line& at) {
-  const Ref& entry = args[0];
+const Object& skipEntry(Args args, Call& at) {
+  const Object& entry = args[0];
 
   AT(113)
   if (entry.attr("hasAttribute")("require").truthy()) {
-    AT(114) Ref models = entry.attr("getAttribute")("require").attr("split")(",");
+    AT(114)
+    const Object& models = at.local(entry.attr("getAttribute")("require").attr("split")(","));
     AT(115)
     if (models.truthy() && !models.contains(global("vumodel"))) {
-      AT(116) return true;
+      AT(116) return truth(true);
     }
   }
-  AT(117) return false;
+  AT(117) return truth(false);
 }
 
 // Puts what the server sends for an address into `body`; each network step may take 5 seconds.
 // Returns kFetched, or what kind of failure it was. `line` is that of the statement; its two
 // handlers stand on the lines behind.
-int fetch(const Ref& address, Ref& body, const Globals& global, Line& at, int line) {
+int fetch(const Object& address, Local& body, Call& at, int line) {
   try {
     AT(line)
-    body = global("urllib2").attr("urlopen")({address, none(), Ref(5.0)}).attr("read")();
+    body = global("urllib2").attr("urlopen")({address, none(), real(5.0)}).attr("read")();
   } catch (const PythonError& thrown) {
     // The HTTP handler comes first: an HTTPError is a URLError too.
     Caught error(at, thrown);
@@ -100,42 +102,42 @@ int fetch(const Ref& address, Ref& body, const Globals& global, Line& at, int li
   return kFetched;
 }
 
-Ref getDownloadStats(const Args& /*args*/, const Globals& global, Line& at) {
-  AT(120) Ref address = global("newsURL")("zirkdlstat.txt");
-  Ref statistics;
-  if (fetch(address, statistics, global, at, 122) != kFetched) {
+const Object& getDownloadStats(Args /*args*/, Call& at) {
+  AT(120) const Object& address = at.local(global("newsURL")("zirkdlstat.txt"));
+  Local statistics(at);
+  if (fetch(address, statistics, at, 122) != kFetched) {
     return none();
   }
   AT(127) return statistics;
 }
 
 // Fetches the news document, keeps what is for this receiver and stores it in the news cache.
-Ref parseXml(const Args& /*args*/, const Globals& global, Line& at) {
-  AT(131) Ref news = list();
-  AT(132) Ref address = global("newsURL")();
-  Ref source;
-  const int outcome = fetch(address, source, global, at, 134);
+const Object& parseXml(Args /*args*/, Call& at) {
+  AT(131) const Object& news = at.local(list());
+  AT(132) const Object& address = at.local(global("newsURL")());
+  Local source(at);
+  const int outcome = fetch(address, source, at, 134);
   if (outcome != kFetched) {
-    return outcome;
+    return number(outcome);
   }
   AT(140)
-  if (!collectQuickly(source, news, global, at)) {
-    Ref document;
+  if (!collectQuickly(source, news, at)) {
+    Local document(at);
     try {
       AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
     } catch (const PythonError& thrown) {
       Caught error(at, thrown);
       AT(141)
       if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
-        AT(142) return kUnreachable;
+        AT(142) return number(kUnreachable);
       }
       error.rethrow();
     }
-    collect(document, news, global, at);
-    AT(167) document.attr("unlink")();
+    collect(document, news, at);
+    AT(167) document->attr("unlink")();
   }
   AT(168) global("write_cache")(news);
-  AT(170) return kFetched;
+  AT(170) return number(kFetched);
 }
 
 // clang-format off

@@ -4,6 +4,7 @@
 #include "feed.h"
 #include "notifier.h"
 #include "python/function.h"
+#include "python/globals.h"
 #include "receiver.h"
 #include "update_info.h"
 
@@ -57,59 +58,53 @@ constexpr Import kImports[] = {
     {34, "urllib2", {}},
 };
 
-void importNames(const Import& import, const Globals& global) {
+void importNames(const Import& import) {
   Name path = Name::ofTable(import.module);
   const auto& [first, second] = import.names;
   if (first.name == nullptr) {
-    importModule(global, path);
+    importModule(path);
     return;
   }
-  Ref names = second.name == nullptr
-                  ? tuple({Name::ofTable(first.name)})
-                  : tuple({Name::ofTable(first.name), Name::ofTable(second.name)});
-  Ref module = importFrom(global, path, names);
+  const Object& names = second.name == nullptr
+                            ? tuple({Name::ofTable(first.name)})
+                            : tuple({Name::ofTable(first.name), Name::ofTable(second.name)});
+  const Object& module = importFrom(path, names);
   if (*first.name == '*') {
-    bindAllFrom(global, module);
+    bindAllFrom(module);
     return;
   }
   for (const ImportedName& imported : import.names) {
     if (imported.name != nullptr) {
-      bindFrom(global, module, Name::ofTable(imported.name), Name::ofTable(imported.as));
+      bindFrom(module, Name::ofTable(imported.name), Name::ofTable(imported.as));
     }
   }
 }
 
 // All of the module's own statements.
-void execute(const Globals& global, Line& at) {
+void execute(Call& at) {
   for (const Import& import : kImports) {
-    AT(import.line) importNames(import, global);
+    AT(import.line) importNames(import);
   }
-  AT(36) global.bind("packagetmpfile", "/tmp/.package.tmp");
-  AT(37) global.bind("cache_file", "/tmp/.updatecache");
-  AT(38) global.bind("vumodel", global("HardwareInfoVu")().attr("get_device_name")());
-  AT(39) global.bind("packageinstalledfile", "/tmp/.installed");
-  defineFunctions(kelvaro::receiverFunctions(), global, at);
-  AT(86) global.bind("header", global("getHeader")());
-  defineFunctions(kelvaro::feedFunctions(), global, at);
-  AT(176)
-  defineClass("AllNews", tuple({global("Screen")}), kelvaro::allNewsMethods(), global, at);
+  AT(36) bind("packagetmpfile", literal("/tmp/.package.tmp"));
+  AT(37) bind("cache_file", literal("/tmp/.updatecache"));
+  AT(38) bind("vumodel", global("HardwareInfoVu")().attr("get_device_name")());
+  AT(39) bind("packageinstalledfile", literal("/tmp/.installed"));
+  defineFunctions(kelvaro::receiverFunctions(), at);
+  AT(86) bind("header", global("getHeader")());
+  defineFunctions(kelvaro::feedFunctions(), at);
+  AT(176) defineClass("AllNews", tuple({global("Screen")}), kelvaro::allNewsMethods(), at);
   AT(351)
-  defineClass("ZirkUpdateInfo", tuple({global("Screen")}), kelvaro::updateInfoMethods(), global,
-              at);
-  AT(504)
-  defineClass("UpdateNotification", tuple({}), kelvaro::updateNotificationMethods(), global, at);
-  AT(560) global.bind("update_notification", global("UpdateNotification")());
+  defineClass("ZirkUpdateInfo", tuple({global("Screen")}), kelvaro::updateInfoMethods(), at);
+  AT(504) defineClass("UpdateNotification", tuple({}), kelvaro::updateNotificationMethods(), at);
+  AT(560) bind("update_notification", global("UpdateNotification")());
 }
 
 // Takes a half-built module away again: the interpreter would hand it to the next import as whole.
-void discard(const Ref& module, const Ref& name) {
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* traceback = nullptr;
-  PyErr_Fetch(&type, &value, &traceback);
-  PyDict_DelItem(PyImport_GetModuleDict(), name.borrow());
-  _PyModule_Clear(module.borrow());  // its functions keep it, so it does not end by itself
-  PyErr_Restore(type, value, traceback);
+void discard(PyObject* module, PyObject* name) {
+  const PythonError pending = PythonError::fetch();
+  PyDict_DelItem(PyImport_GetModuleDict(), name);
+  _PyModule_Clear(module);  // its functions keep it, so it does not end by itself
+  pending.restore();
 }
 
 }  // namespace
@@ -117,21 +112,23 @@ void discard(const Ref& module, const Ref& name) {
 /// Called once by the interpreter when a program imports Kelvaro; leaves the import's exception
 /// pending when anything fails.
 extern "C" __attribute__((visibility("default"))) void initKelvaro() {
+  PyObject* module =
+      Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen.");
+  if (module == nullptr) {
+    return;  // no memory even for an empty module
+  }
+  Call at({"init Kelvaro", nullptr, nullptr}, module);
+  Ref name;
   try {
-    Ref module = Ref::share(
-        Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen."));
-    Globals global(module);
-    Ref name = global("__name__");
-    Line at({"init Kelvaro", nullptr, nullptr}, global);
-    try {
-      global.bind("__builtins__", Ref::share(PyEval_GetBuiltins()));
-      execute(global, at);
-    } catch (const PythonError& thrown) {
-      thrown.restore();
-      at.report();
-      discard(module, name);
-    }
+    name = Ref::share(global("__name__").borrow());
+    bind("__builtins__", Object::of(PyEval_GetBuiltins()));
+    execute(at);
   } catch (const PythonError& thrown) {
-    thrown.restore();  // no memory even for an empty module
+    at.releaseAll();
+    thrown.restore();
+    at.report();
+    if (name.bound()) {
+      discard(module, name.borrow());
+    }
   }
 }

@@ -6,6 +6,7 @@
 
 #include "document.h"
 #include "python/function.h"
+#include "python/globals.h"
 
 namespace kelvaro {
 
@@ -16,16 +17,17 @@ namespace {
 // --- The two trees that the news are read from: the DOM of minidom, with the interpreter's own
 // --- operations, and the compact tree. Each has the same few operations.
 
-Ref elements(const Ref& node, Tag tag) {
+const Object& elements(const Object& node, Tag tag) {
   return node.attr("getElementsByTagName")(Name::ofTable(nameOf(tag)));
 }
-each in(const Ref& nodes, Line& at) { return {nodes, at}; }
-Ref first(const Ref& nodes) { return nodes.item(0); }
-bool skipped(const Ref& node, const Globals& global) { return global("skip_entry")(node).truthy(); }
-bool hasType(const Ref& node) { return node.attr("hasAttribute")("type").truthy(); }
-Ref type(const Ref& node) { return node.attr("getAttribute")("type"); }
-bool hasFirstChild(const Ref& node) { return node.attr("firstChild").truthy(); }
-Ref firstChildData(const Ref& node) { return node.attr("firstChild").attr("data"); }
+const Object& keep(const Object& nodes, Call& at) { return at.local(nodes); }
+each in(const Object& nodes, Call& at) { return {nodes, at}; }
+const Object& first(const Object& nodes) { return nodes.item(0); }
+bool skipped(const Object& node) { return global("skip_entry")(node).truthy(); }
+bool hasType(const Object& node) { return node.attr("hasAttribute")("type").truthy(); }
+const Object& type(const Object& node) { return node.attr("getAttribute")("type"); }
+bool hasFirstChild(const Object& node) { return node.attr("firstChild").truthy(); }
+const Object& firstChildData(const Object& node) { return node.attr("firstChild").attr("data"); }
 
 // An element of the compact tree, or the whole document when `index` is kWhole.
 struct Node {
@@ -47,55 +49,77 @@ class Nodes {
         end_(node.index == Node::kWhole ? document_->size() : node->end),
         tag_(tag) {}
 
-  class Turn {
-   public:
-    Turn(const Nodes& nodes, std::uint32_t index) : nodes_(nodes), index_(index) { seek(); }
-    Node operator*() const { return {nodes_.document_, index_}; }
-    Turn& operator++() {
-      ++index_;
-      seek();
-      return *this;
-    }
-    bool operator!=(const Turn& other) const { return index_ != other.index_; }
+  // The index of the first of them, of the one behind another one, of none.
+  std::uint32_t first() const { return from(begin_); }
+  std::uint32_t after(std::uint32_t index) const { return from(index + 1); }
+  std::uint32_t end() const { return end_; }
 
-   private:
-    void seek() {
-      while (index_ < nodes_.end_ && (*nodes_.document_)[index_].tag != nodes_.tag_) {
-        ++index_;
-      }
-    }
-    const Nodes& nodes_;
-    std::uint32_t index_;
-  };
-  Turn begin() const { return {*this, begin_}; }
-  Turn end() const { return {*this, end_}; }
+  Node operator[](std::uint32_t index) const { return {document_, index}; }
 
  private:
+  std::uint32_t from(std::uint32_t index) const {
+    while (index < end_ && (*document_)[index].tag != tag_) {
+      ++index;
+    }
+    return index;
+  }
+
   const Document* document_;
   std::uint32_t begin_;
   std::uint32_t end_;
   Tag tag_;
 };
 
-Ref unicode(const Text& text) {
-  return Ref::take(PyUnicode_DecodeUTF8(text.data, static_cast<Py_ssize_t>(text.size), nullptr));
+// A loop over them. As with each(), local variables made in a turn end with it.
+class Turns {
+ public:
+  Turns(const Nodes& nodes, Call& at) : nodes_(nodes), at_(at), turn_(at.mark()) {}
+
+  class Turn {
+   public:
+    Turn(const Turns& loop, std::uint32_t index) : loop_(loop), index_(index) {}
+    Node operator*() const { return loop_.nodes_[index_]; }
+    Turn& operator++() {
+      loop_.at_.release(loop_.turn_);
+      index_ = loop_.nodes_.after(index_);
+      return *this;
+    }
+    bool operator!=(const Turn& other) const { return index_ != other.index_; }
+
+   private:
+    const Turns& loop_;
+    std::uint32_t index_;
+  };
+  Turn begin() const { return {*this, nodes_.first()}; }
+  Turn end() const { return {*this, nodes_.end()}; }
+
+ private:
+  Nodes nodes_;
+  Call& at_;
+  Call::Mark turn_;
+};
+
+const Object& unicode(const Text& text) {
+  return Call::running().keep(
+      PyUnicode_DecodeUTF8(text.data, static_cast<Py_ssize_t>(text.size), nullptr));
 }
 
 Nodes elements(const Node& node, Tag tag) { return {node, tag}; }
-Nodes in(const Nodes& nodes, Line& /*at*/) { return nodes; }
+Nodes keep(const Nodes& nodes, Call& /*at*/) { return nodes; }
+Turns in(const Nodes& nodes, Call& at) { return {nodes, at}; }
 Node first(const Nodes& nodes) {
-  if (!(nodes.begin() != nodes.end())) {
+  if (nodes.first() == nodes.end()) {
     raise(PyExc_IndexError, "list index out of range");
   }
-  return *nodes.begin();
+  return nodes[nodes.first()];
 }
-// skip_entry, for a model that readable() has seen to be a plain string.
-bool skipped(const Node& node, const Globals& global) {
+// skip_entry, for a model that nobodyLooks() has seen to be a plain string.
+bool skipped(const Node& node) {
   const Text models = node.document->require(*node);
   if (models.data == nullptr) {
     return false;
   }
-  Ref model = global("vumodel");
+  const Object& model = global("vumodel");
   const auto size = static_cast<std::size_t>(PyString_GET_SIZE(model.borrow()));
   const char* end = models.data + models.size;
   for (const char* key = models.data;; ++key) {
@@ -111,9 +135,9 @@ bool skipped(const Node& node, const Globals& global) {
   }
 }
 bool hasType(const Node& node) { return node.document->type(*node).data != nullptr; }
-Ref type(const Node& node) { return unicode(node.document->type(*node)); }
+const Object& type(const Node& node) { return unicode(node.document->type(*node)); }
 bool hasFirstChild(const Node& node) { return node->firstChild != Document::FirstChild::kNone; }
-Ref firstChildData(const Node& node) {
+const Object& firstChildData(const Node& node) {
   if (node->firstChild == Document::FirstChild::kNone) {
     raise(PyExc_AttributeError, "'NoneType' object has no attribute 'data'");
   }
@@ -125,29 +149,29 @@ Ref firstChildData(const Node& node) {
 
 // Appends to `news` what a document has for this receiver.
 template <typename Tree>
-void collectFrom(const Tree& document, const Ref& news, const Globals& global, Line& at) {
+void collectFrom(const Tree& document, const Object& news, Call& at) {
   AT(143)
   for (const auto& update : in(elements(document, Tag::kUpdate), at)) {
     AT(144)
-    if (skipped(update, global)) {
+    if (skipped(update)) {
       continue;
     }
-    AT(146) Ref kind = "normal";
+    AT(146) Local kind(at, literal("normal"));
     AT(147)
     if (hasType(update)) {
       AT(148) kind = type(update);
     }
-    AT(149) const auto titles = elements(update, Tag::kTitle);
-    AT(150) Ref title = firstChildData(first(titles));
-    AT(151) const auto items = elements(update, Tag::kItem);
-    AT(152) Ref lines = list();
+    AT(149) const auto& titles = keep(elements(update, Tag::kTitle), at);
+    AT(150) const Object& title = at.local(firstChildData(first(titles)));
+    AT(151) const auto& items = keep(elements(update, Tag::kItem), at);
+    AT(152) const Object& lines = at.local(list());
     AT(153)
     for (const auto& item : in(items, at)) {
       AT(154)
-      if (skipped(item, global)) {
+      if (skipped(item)) {
         continue;
       }
-      AT(156) Ref text = none();
+      AT(156) Local text(at, none());
       AT(157)
       for (const auto& itemText : in(elements(item, Tag::kItemText), at)) {
         AT(158)
@@ -155,12 +179,12 @@ void collectFrom(const Tree& document, const Ref& news, const Globals& global, L
           AT(159) text = firstChildData(itemText);
         }
       }
-      AT(160) Ref descriptions = list();
+      AT(160) const Object& descriptions = at.local(list());
       AT(161)
       for (const auto& topic : in(elements(item, Tag::kDescription), at)) {
         AT(162)
-        if (hasFirstChild(topic) && !skipped(topic, global)) {
-          AT(163) Ref description = firstChildData(topic);
+        if (hasFirstChild(topic) && !skipped(topic)) {
+          AT(163) const Object& description = at.local(firstChildData(topic));
           AT(164) descriptions.append(description);
         }
       }
@@ -170,7 +194,7 @@ void collectFrom(const Tree& document, const Ref& news, const Globals& global, L
   }
 }
 
-bool isPlainAscii(const Ref& object) {
+bool isPlainAscii(const Object& object) {
   if (!PyString_CheckExact(object.borrow())) {
     return false;
   }
@@ -179,25 +203,25 @@ bool isPlainAscii(const Ref& object) {
                      [](char byte) { return static_cast<signed char>(byte) >= 0; });
 }
 
-// What a plain module has under a name, found without a trace; unbound for other objects.
-Ref lookInto(const Ref& module, Name name) {
-  if (!module.bound() || !PyModule_CheckExact(module.borrow())) {
-    return {};
+// What a plain module has under a name, found without a trace; null for other objects.
+const Object* lookInto(const Object* module, Name name) {
+  if (module == nullptr || !PyModule_CheckExact(module->borrow())) {
+    return nullptr;
   }
-  PyObject* found = PyDict_GetItem(PyModule_GetDict(module.borrow()), name.borrow());
-  return found == nullptr ? Ref() : Ref::share(found);
+  PyObject* found = PyDict_GetItem(PyModule_GetDict(module->borrow()), name.borrow());
+  return found == nullptr ? nullptr : &Object::of(found);
 }
 
 // Whether the compact tree may stand in for minidom: only where nobody could tell. Not when a part
 // that Python code would go through has been replaced, or the model is anything but plain.
-bool nobodyLooks(const Ref& source, const Globals& global) {
-  Ref minidom = lookInto(lookInto(global.find("xml"), "dom"), "minidom");
-  Ref parseString = lookInto(minidom, "parseString");
-  Ref model = global.find("vumodel");
-  return PyString_CheckExact(source.borrow()) && model.bound() && isPlainAscii(model) &&
-         isOriginal(global, "skip_entry") && parseString.bound() &&
-         PyFunction_Check(parseString.borrow()) &&
-         PyFunction_GET_GLOBALS(parseString.borrow()) == PyModule_GetDict(minidom.borrow());
+bool nobodyLooks(const Object& source) {
+  const Object* minidom = lookInto(lookInto(findGlobal("xml"), "dom"), "minidom");
+  const Object* parseString = lookInto(minidom, "parseString");
+  const Object* model = findGlobal("vumodel");
+  return PyString_CheckExact(source.borrow()) && model != nullptr && isPlainAscii(*model) &&
+         isOriginal("skip_entry") && parseString != nullptr &&
+         PyFunction_Check(parseString->borrow()) &&
+         PyFunction_GET_GLOBALS(parseString->borrow()) == PyModule_GetDict(minidom->borrow());
 }
 
 // How deep a document may be: minidom, which recurses, must have had no trouble with it either. It
@@ -209,18 +233,18 @@ std::size_t deepest() {
 
 }  // namespace
 
-void collect(const Ref& document, const Ref& news, const Globals& global, Line& at) {
-  collectFrom(document, news, global, at);
+void collect(const Object& document, const Object& news, Call& at) {
+  collectFrom(document, news, at);
 }
 
-bool collectQuickly(const Ref& source, const Ref& news, const Globals& global, Line& at) {
+bool collectQuickly(const Object& source, const Object& news, Call& at) {
   Document document;
-  if (!nobodyLooks(source, global) ||
+  if (!nobodyLooks(source) ||
       !document.read(PyString_AS_STRING(source.borrow()),
                      static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest())) {
     return false;
   }
-  collectFrom(Node{&document, Node::kWhole}, news, global, at);
+  collectFrom(Node{&document, Node::kWhole}, news, at);
   return true;
 }
 

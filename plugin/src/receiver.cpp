@@ -1,17 +1,14 @@
 #include "receiver.h"
 
+#include "python/globals.h"
+
 namespace kelvaro {
 
 using namespace python;
 
-Ref osFunction(const Globals& global, Name name) {
-  Ref found = global.find(name);
-  if (found.bound()) {
-    return found;
-  }
-  return Ref::take(
-             PyImport_ImportModuleLevel(const_cast<char*>("os"), nullptr, nullptr, nullptr, 0))
-      .attr(name);
+const Object& osFunction(Name name) {
+  const Object* found = findGlobal(name);
+  return found != nullptr ? *found : importAbsolute("os").attr(name);
 }
 
 namespace {
@@ -31,17 +28,17 @@ constexpr Model kModels[] = {
 };
 
 // The installed packages by name, in opkg's order; none when opkg could not be asked.
-Ref getInstalled(const Args& /*args*/, const Globals& global, Line& at) {
-  AT(42) Ref packages = list();
+const Object& getInstalled(Args /*args*/, Call& at) {
+  AT(42) Local packages(at, list());
   // BusyBox's cut takes field 0 for field 1; GNU's refuses it and leaves the file empty.
   AT(43)
-  Ref command = Ref("/usr/bin/opkg list-installed | cut -f'0' -d ' ' > ")
-                    .plus(global("packageinstalledfile"));
-  AT(44) osFunction(global, "system")(command);
+  const Object& command = at.local(literal("/usr/bin/opkg list-installed | cut -f'0' -d ' ' > ")
+                                       .plus(global("packageinstalledfile")));
+  AT(44) osFunction("system")(command);
   AT(45)
   if (global("os_path").attr("exists")(global("packageinstalledfile")).truthy()) {
-    AT(46) Ref file = global("open")({global("packageinstalledfile"), "rb"});
-    with(file, at, [&](const Ref& opened) {
+    AT(46) const Object& file = at.local(global("open")({global("packageinstalledfile"), "rb"}));
+    with(file, at, [&](const Object& opened) {
       AT(47) packages = opened.attr("read")().attr("splitlines")();
     });
     AT(48) global("remove")(global("packageinstalledfile"));
@@ -50,14 +47,14 @@ Ref getInstalled(const Args& /*args*/, const Globals& global, Line& at) {
 }
 
 // "Zirk ", the image's version and the receiver's name. A model without a row leaves it open.
-Ref getHeader(const Args& /*args*/, const Globals& global, Line& at) {
-  AT(52) Ref version = global("getZirkVersionString")();
-  AT(53) Ref header = Ref("Zirk ").plus(version).plus(" (Vu+ ");
+const Object& getHeader(Args /*args*/, Call& at) {
+  AT(52) const Object& version = at.local(global("getZirkVersionString")());
+  AT(53) Local header(at, literal("Zirk ").plus(version).plus(" (Vu+ "));
   int line = 54;  // two lines a model: the test, and what is appended
   for (const Model& model : kModels) {
     AT(line)
     if (global("vumodel").equals(Name::ofTable(model.key))) {
-      AT(line + 1) header = header.plus(Name::ofTable(model.text));
+      AT(line + 1) header = header->plus(Name::ofTable(model.text));
       break;
     }
     line += 2;

@@ -10,6 +10,6 @@ python::Functions receiverFunctions();
 
 /// A function of the `os` module. Images whose Tools.Directories passes on names of `os` have it in
 /// the module's namespace; elsewhere it comes from `os` itself.
-python::Ref osFunction(const python::Globals& global, python::Name name);
+const python::Object& osFunction(python::Name name);
 
 }  // namespace kelvaro

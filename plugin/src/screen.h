@@ -1,18 +1,15 @@
 // What both screens do with the host's widgets.
 #pragma once
 
-#include "python/globals.h"
-#include "python/ref.h"
+#include "python/object.h"
 
 namespace kelvaro {
 
 /// self[widget] = StaticText(_(text))
-void addText(const python::Ref& self, const python::Globals& global, python::Name widget,
-             python::Name text);
+void addText(const python::Object& self, python::Name widget, python::Name text);
 
 /// self[widget].setText(_(text))
-void showText(const python::Ref& self, const python::Globals& global, python::Name widget,
-              python::Name text);
+void showText(const python::Object& self, python::Name widget, python::Name text);
 
 /// An action of a key map, and the name of the screen's method that it calls.
 struct Action {
@@ -21,9 +18,10 @@ struct Action {
 };
 
 /// The dictionary of actions and bound methods that an ActionMap takes.
-python::Ref boundActions(const python::Ref& self, const Action* begin, const Action* end);
+const python::Object& boundActions(const python::Object& self, const Action* begin,
+                                   const Action* end);
 template <std::size_t Size>
-python::Ref boundActions(const python::Ref& self, const Action (&actions)[Size]) {
+const python::Object& boundActions(const python::Object& self, const Action (&actions)[Size]) {
   return boundActions(self, actions, actions + Size);
 }
 

@@ -1,5 +1,6 @@
 #include "update_info.h"
 
+#include "python/globals.h"
 #include "screen.h"
 
 namespace kelvaro {
@@ -21,11 +22,11 @@ constexpr Action kActions[] = {
     {"pageDown", "pageDown"},
 };
 
-Ref init(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  const Ref& session = args[1];
-  const Ref& index = args[2];
-  const Ref& showUpgradable = args[3];
+const Object& init(Args args, Call& at) {
+  const Object& self = args[0];
+  const Object& session = args[1];
+  const Object& index = args[2];
+  const Object& showUpgradable = args[3];
 
   AT(353) self.set("session", session);
   AT(354) global("Screen").attr("__init__")({self, session});
@@ -42,10 +43,10 @@ Ref init(const Args& args, const Globals& global, Line& at) {
   AT(364) self.set("infotxt", self.attr("list").item(self.attr("idx")));
   AT(365) self.setItem("update", global("ScrollLabel")(self.attr("getNews")()));
   AT(366) self.setItem("header", global("Label")(self.attr("getHeaderWithDate")()));
-  AT(367) addText(self, global, "key_red", "Close");
-  AT(368) addText(self, global, "key_green", "Update");
-  AT(369) addText(self, global, "key_yellow", " ");
-  AT(370) addText(self, global, "key_blue", "show Updates");
+  AT(367) addText(self, "key_red", "Close");
+  AT(368) addText(self, "key_green", "Update");
+  AT(369) addText(self, "key_yellow", " ");
+  AT(370) addText(self, "key_blue", "show Updates");
   AT(371)
   self.setItem("actions",
                global("ActionMap")({list({"ColorActions", "SetupActions", "EventViewActions"}),
@@ -57,10 +58,10 @@ Ref init(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
-Ref getText(const Args& args, const Globals& /*global*/, Line& at) {
-  const Ref& self = args[0];
-  const Ref& what = args[1];
-  Ref text;
+const Object& getText(Args args, Call& at) {
+  const Object& self = args[0];
+  const Object& what = args[1];
+  Local text(at);
 
   AT(388) self.set("what", what);
   AT(389)
@@ -78,9 +79,9 @@ Ref getText(const Args& args, const Globals& /*global*/, Line& at) {
 
 // Sets the title. What goes wrong there is not worth the screen: only exceptions that don't derive
 // from Exception pass.
-void setTitle(const Ref& self, const Globals& global, Line& at, int line, Name title) {
+void setTitle(const Object& self, Call& at, int line, Name title) {
   try {
-    AT(line) showText(self, global, "title", title);
+    AT(line) showText(self, "title", title);
   } catch (const PythonError& thrown) {
     Caught error(at, thrown);
     AT(line + 1)
@@ -91,48 +92,44 @@ void setTitle(const Ref& self, const Globals& global, Line& at, int line, Name t
 }
 
 // To the view of the upgradable packages.
-Ref bluePressed(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& bluePressed(Args args, Call& at) {
+  const Object& self = args[0];
 
-  setTitle(self, global, at, 399, "Upgradable Packages");
-  AT(402) showText(self, global, "key_blue", " ");
-  AT(403) showText(self, global, "key_yellow", "show News");
-  AT(404) showText(self, global, "update", "Please wait ...");
+  setTitle(self, at, 399, "Upgradable Packages");
+  AT(402) showText(self, "key_blue", " ");
+  AT(403) showText(self, "key_yellow", "show News");
+  AT(404) showText(self, "update", "Please wait ...");
   AT(405) self.attr("getUpdates")();
   return none();
 }
 
 // Back to the view of the news entry.
-Ref yellowPressed(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& yellowPressed(Args args, Call& at) {
+  const Object& self = args[0];
 
-  setTitle(self, global, at, 409, "News about ZIRK");
-  AT(412) showText(self, global, "key_blue", "show Updates");
-  AT(413) showText(self, global, "key_yellow", " ");
+  setTitle(self, at, 409, "News about ZIRK");
+  AT(412) showText(self, "key_blue", "show Updates");
+  AT(413) showText(self, "key_yellow", " ");
   AT(414) self.item("update").attr("setText")(self.attr("getText")("news"));
   return none();
 }
 
-Ref pageUp(const Args& args, const Globals& /*global*/, Line& at) {
+const Object& pageUp(Args args, Call& at) {
   AT(417) args[0].item("update").attr("pageUp")();
   return none();
 }
 
-Ref pageDown(const Args& args, const Globals& /*global*/, Line& at) {
+const Object& pageDown(Args args, Call& at) {
   AT(420) args[0].item("update").attr("pageDown")();
   return none();
 }
 
 // --- Stepping through the news, without wrapping around.
 
-void step(const Ref& self, int by) {
-  Ref index = self.attr("idx");
-  index.add(by);
-  self.set("idx", index);
-}
+void step(const Object& self, int by) { self.set("idx", self.attr("idx").increasedBy(by)); }
 
-Ref nextUpdate(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& nextUpdate(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(423)
   if (self.attr("idx").plus(1).lessThan(global("len")(self.attr("list")))) {
@@ -142,8 +139,8 @@ Ref nextUpdate(const Args& args, const Globals& global, Line& at) {
   return none();
 }
 
-Ref prevUpdate(const Args& args, const Globals& /*global*/, Line& at) {
-  const Ref& self = args[0];
+const Object& prevUpdate(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(428)
   if (self.attr("idx").differs(0)) {
@@ -154,32 +151,33 @@ Ref prevUpdate(const Args& args, const Globals& /*global*/, Line& at) {
 }
 
 // Shows the entry at idx. The title stays, also that of the upgradable packages.
-Ref updateText(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& updateText(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(433) self.set("infotxt", self.attr("list").item(self.attr("idx")));
   AT(434) self.item("update").attr("setText")(self.attr("getNews")());
   AT(435) self.item("header").attr("setText")(self.attr("getHeaderWithDate")());
-  AT(436) showText(self, global, "key_blue", "show Updates");
-  AT(437) showText(self, global, "key_yellow", " ");
+  AT(436) showText(self, "key_blue", "show Updates");
+  AT(437) showText(self, "key_yellow", " ");
   return none();
 }
 
-Ref greenPressed(const Args& args, const Globals& global, Line& at) {
+const Object& greenPressed(Args args, Call& at) {
   AT(440) args[0].attr("session").attr("open")(global("UpdatePlugin"));
   return none();
 }
 
 // Stops a pending opkg and hands back the entry last shown.
-Ref closeNews(const Args& args, const Globals& /*global*/, Line& at) {
-  const Ref& self = args[0];
+const Object& closeNews(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(443)
   if (!self.attr("Console").isNone()) {
     AT(444)
     if (self.attr("Console").attr("appContainers").truthy()) {
       AT(445)
-      for (const Ref& name : each(self.attr("Console").attr("appContainers").attr("keys")(), at)) {
+      for (const Object& name :
+           each(self.attr("Console").attr("appContainers").attr("keys")(), at)) {
         AT(446) self.attr("Console").attr("kill")(name);
       }
     }
@@ -190,20 +188,20 @@ Ref closeNews(const Args& args, const Globals& /*global*/, Line& at) {
 }
 
 // The entry's items as text. An item without a text of its own reads "None".
-Ref getNews(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& getNews(Args args, Call& at) {
+  const Object& self = args[0];
 
-  AT(451) Ref text = "";
+  AT(451) Local text(at, literal(""));
   AT(452)
   if (self.attr("infotxt").item(1).truthy()) {
     AT(453)
-    for (const Ref& item : each(self.attr("infotxt").item(1), at)) {
-      AT(454) text.add(Ref("* ").plus(global("str")(item.item(0))).plus("\n"));
+    for (const Object& item : each(self.attr("infotxt").item(1), at)) {
+      AT(454) text.add(literal("* ").plus(global("str")(item.item(0))).plus("\n"));
       AT(455)
       if (item.item(1).truthy()) {
         AT(456)
-        for (const Ref& description : each(item.item(1), at)) {
-          AT(457) text.add(Ref("    - ").plus(global("str")(description)).plus("\n"));
+        for (const Object& description : each(item.item(1), at)) {
+          AT(457) text.add(literal("    - ").plus(global("str")(description)).plus("\n"));
         }
         AT(458) text.add("\n");
       }
@@ -212,23 +210,23 @@ Ref getNews(const Args& args, const Globals& global, Line& at) {
   AT(459) return text;
 }
 
-Ref getHeaderWithDate(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& getHeaderWithDate(Args args, Call& at) {
+  const Object& self = args[0];
 
-  AT(462) Ref text = global("header").plus(self.attr("infotxt").item(0));
+  AT(462) const Object& text = at.local(global("header").plus(self.attr("infotxt").item(0)));
   AT(463) return global("str")(text);
 }
 
 // --- The upgradable packages.
 
 // Lists them with opkg, once for an opening of the browser: the listing stays in packagetmpfile.
-Ref getUpdates(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& getUpdates(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(466)
   if (!global("fileExists")(global("packagetmpfile")).truthy()) {
     AT(467) self.set("Console", global("Console")());
-    AT(468) Ref command = "opkg update";
+    AT(468) const Object& command = literal("opkg update");
     AT(469)
     self.attr("Console").attr("ePopen")({command, self.attr("opkg_update_finished")});
   } else {
@@ -239,39 +237,41 @@ Ref getUpdates(const Args& args, const Globals& global, Line& at) {
 }
 
 // The package lists are fresh, or as fresh as they can be had.
-Ref opkgUpdateFinished(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
+const Object& opkgUpdateFinished(Args args, Call& at) {
+  const Object& self = args[0];
 
   AT(474)
   if (!self.attr("Console").truthy()) {
     AT(475) self.set("Console", global("Console")());
   }
-  AT(476) Ref command = Ref("opkg list-upgradable > %s").format(global("packagetmpfile"));
+  AT(476)
+  const Object& command =
+      at.local(literal("opkg list-upgradable > %s").format(global("packagetmpfile")));
   AT(477)
   self.attr("Console").attr("ePopen")({command, self.attr("opkg_upgrade_finished")});
   return none();
 }
 
-Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
-  const Ref& self = args[0];
-  Ref text;
+const Object& opkgUpgradeFinished(Args args, Call& at) {
+  const Object& self = args[0];
+  Local text(at);
 
   AT(480)
   if (global("fileExists")(global("packagetmpfile")).truthy()) {
-    AT(481) Ref file = global("open")({global("packagetmpfile"), "r"});
-    AT(482) Ref lines = file.attr("readlines")();
+    AT(481) const Object& file = at.local(global("open")({global("packagetmpfile"), "r"}));
+    AT(482) const Object& lines = at.local(file.attr("readlines")());
     AT(483) file.attr("close")();
-    AT(484) text = "";
+    AT(484) text = literal("");
     AT(485)
-    for (const Ref& line : each(lines, at)) {
-      AT(486) Ref parts = line.attr("split")(" - ");
+    for (const Object& line : each(lines, at)) {
+      AT(486) const Object& parts = at.local(line.attr("split")(" - "));
       AT(487)
       if (global("len")(parts).lessThan(3)) {
         continue;
       }
-      AT(489) Ref name = parts.item(0).attr("strip")();
-      AT(490) Ref oldVersion = parts.item(1).attr("strip")();
-      AT(491) Ref newVersion = parts.item(2).attr("strip")();
+      AT(489) const Object& name = at.local(parts.item(0).attr("strip")());
+      AT(490) const Object& oldVersion = at.local(parts.item(1).attr("strip")());
+      AT(491) const Object& newVersion = at.local(parts.item(2).attr("strip")());
       AT(492)
       if (name.equals("")) {
         continue;
@@ -281,7 +281,7 @@ Ref opkgUpgradeFinished(const Args& args, const Globals& global, Line& at) {
                    .format(tuple({name, oldVersion, newVersion})));
     }
     AT(495)
-    if (text.equals("")) {
+    if (text->equals("")) {
       AT(496) text = global("_")("\nYour System is up to date");
     } else {
       AT(498)

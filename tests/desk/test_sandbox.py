@@ -10,7 +10,7 @@ import subprocess
 import time
 import unittest
 
-from tests.desk.machine import PROJECT, directory, run
+from tests.desk.machine import PROJECT, directory, run, write
 
 # Tidies up when it is interrupted, as the terminal view does.
 TIDY = r"""
@@ -99,6 +99,19 @@ class Means(object):
             self.assertEqual(result.status, 0)
             with open(here + "/file") as stream:
                 self.assertEqual(stream.read(), "text\n")
+
+    def test_a_readable_directory_is_seen_where_it_lies(self):
+        with directory() as here:
+            write(here + "/file", "text\n")
+            result = self.sandbox("--readable", here, "cat", here + "/file")
+            self.assertEqual((result.status, result.stdout), (0, "text\n"))
+
+    def test_a_directory_that_would_hide_its_own_is_not_lent(self):
+        for own in ("/", "/tmp", "/etc", "/usr", "/usr/bin", "/proc"):
+            for option in ("--readable", "--writable"):
+                result = self.sandbox(option, own, "true")
+                self.assertEqual((result.status, result.stdout), (2, ""))
+                self.assertRegexpMatches(result.stderr, r"\Asandbox: %s can't be .*\.\n\Z" % own)
 
     def test_nothing_is_left_behind(self):
         with directory() as here:

@@ -13,6 +13,7 @@ import xml.dom.minidom
 
 from tests.receiver import documents, twins
 from tests.receiver.recording import traceback_entries
+from tests.receiver.sampling import ONE_IN, sampled
 
 SEEDS = 8000
 MODELS = ["duo2", "duo2", "uno4kse", "solo", "", u"duo2", "d\xfco2", None, 7]
@@ -114,7 +115,7 @@ class DocumentsAgree(unittest.TestCase):
 
     def test_documents_by_seed(self):
         statuses = {}
-        for seed in range(SEEDS):
+        for seed in sampled(range(SEEDS)):
             rng = random.Random(seed)
             kind, document = documents.generate(rng)
             result = self.agree(document, rng.choice(MODELS), "seed %d (%s)" % (seed, kind))[0]
@@ -122,12 +123,12 @@ class DocumentsAgree(unittest.TestCase):
         # They are worth comparing: each of these comes many times.
         for often in (("returned", 1), ("returned", 3), ("raised", "IndexError"),
                       ("raised", "AttributeError")):
-            self.assertGreater(statuses.get(often, 0), 50, (often, statuses))
+            self.assertGreater(statuses.get(often, 0), 50 // ONE_IN, (often, statuses))
 
     def test_most_plain_documents_go_without_minidom(self):
         plain = 0
         with Counting() as minidom:
-            for seed in range(500):
+            for seed in sampled(range(500)):
                 kind, document = documents.generate(random.Random(seed), "plain")
                 outcome(twins.module(), document, "duo2")
                 plain += 1
@@ -148,7 +149,7 @@ class DocumentsAgree(unittest.TestCase):
         before = sys.getrecursionlimit()
         self.addCleanup(sys.setrecursionlimit, before)
         for limit in (200, 350, 2500):
-            for seed in range(40):
+            for seed in sampled(range(40)):
                 document = documents.generate(random.Random(seed), "deep")[1]
                 sys.setrecursionlimit(limit)
                 try:
@@ -157,7 +158,7 @@ class DocumentsAgree(unittest.TestCase):
                     sys.setrecursionlimit(before)
 
     def test_a_replaced_skip_entry_is_asked(self):
-        for seed in range(150):
+        for seed in sampled(range(150)):
             asked = []
 
             def skip_entry(entry):

@@ -16,6 +16,7 @@ import xml.dom.minidom
 
 from tests.receiver import recording, twins
 from tests.receiver.recording import HOST_MODULES, HostModules, Recorder
+from tests.receiver.sampling import sampled
 from tests.receiver.twins import ERRORS
 
 
@@ -120,7 +121,7 @@ class ImportsAgree(unittest.TestCase):
     def test_each_failing_operation(self):
         operations = len(self.agree().log)
         self.assertGreater(operations, 60)
-        for fail_at, kind in itertools.product(range(1, operations + 1), range(2)):
+        for fail_at, kind in itertools.product(sampled(range(1, operations + 1)), range(2)):
             error = ERRORS[(fail_at * 2 + kind) % len(ERRORS)]
             self.agree(fail_at=fail_at, error=error, in_handler=bool((fail_at + kind) % 2))
 
@@ -165,7 +166,7 @@ class ImportsAgree(unittest.TestCase):
                        recording.__name__), self.agree(loads, changes=beside).outcomes[2][1])
         self.agree(loads, changes={"UpgradeZirk": None})
         self.agree(loads, changes=dict(beside, UpgradeZirk=None))
-        for fail_at in range(1, operations + 1, 3):
+        for fail_at in sampled(range(1, operations + 1, 3)):
             self.agree(loads, fail_at=fail_at, error=ERRORS[fail_at % len(ERRORS)])
 
 

@@ -7,6 +7,7 @@ prints the scenario with its seed and failure; `twins.run` repeats it.
 import __builtin__
 import gc
 import inspect
+import itertools
 import os
 import random
 import re
@@ -18,10 +19,11 @@ import unittest
 
 from tests.receiver import recording, scenarios, twins
 from tests.receiver.recording import function
+from tests.receiver.sampling import sampled
 from tests.receiver.twins import Comparison, ERRORS, default_encoding
 
-SEEDS = range(150)
-ARGUMENT_SEEDS = range(60)
+SEEDS = sampled(range(150))
+ARGUMENT_SEEDS = sampled(range(60))
 
 
 class Agreement(unittest.TestCase):
@@ -109,18 +111,16 @@ class NamesAgree(Agreement):
     """Any name can be missing or replaced, in the module's namespace and in the builtins."""
 
     def test_missing_names(self):
-        for name in global_names():
-            for scenario in scenarios.FIXED:
-                self.agree(self.comparison.case(scenario, without=name))
+        for name, scenario in sampled(itertools.product(global_names(), scenarios.FIXED)):
+            self.agree(self.comparison.case(scenario, without=name))
 
     def test_a_missing_translation(self):
         for scenario in scenarios.FIXED:
             self.agree(self.comparison.case(scenario, without="_", translation=None))
 
     def test_names_bound_to_something_that_cannot_be_used(self):
-        for name in global_names():
-            for scenario in scenarios.FIXED:
-                self.agree(self.comparison.case(scenario, replaced=name, by=None))
+        for name, scenario in sampled(itertools.product(global_names(), scenarios.FIXED)):
+            self.agree(self.comparison.case(scenario, replaced=name, by=None))
 
     def test_builtins_replaced_in_the_module(self):
         for name, replacement in (
@@ -153,9 +153,8 @@ class NamesAgree(Agreement):
             "parse_xml": function("parse_xml", 3),
             "_": function("_", lambda text: unicode(text)),
         }
-        for name, replacement in sorted(replacements.items()):
-            for scenario in scenarios.FIXED:
-                self.agree(self.comparison.case(scenario, replaced=name, by=replacement))
+        for name, scenario in sampled(itertools.product(sorted(replacements), scenarios.FIXED)):
+            self.agree(self.comparison.case(scenario, replaced=name, by=replacements[name]))
 
     def test_builtins_replaced_among_the_builtins(self):
         saved = open
@@ -317,7 +316,7 @@ class ClassesAgree(Agreement):
         for class_name, walk in walks:
             names = [name.split(".")[1] for name in model_functions()
                      if name.startswith(class_name) and "__init__" not in name]
-            for name in sorted(names):
+            for name in sampled(sorted(names)):
                 def scenario(case):
                     class_ = getattr(case.module, class_name)
                     override = recording.operation(name, "overridden")
@@ -336,7 +335,7 @@ class NothingIsLost(unittest.TestCase):
         """Every walk of the module, each operation failing once; what is there afterwards."""
         for scenario in scenarios.FIXED:
             operations = len(twins.run(twins.module(), scenario).log)
-            for fail_at in range(1, operations + 1):
+            for fail_at in sampled(range(1, operations + 1)):
                 twins.run(twins.module(), scenario, fail_at=fail_at,
                           error=ERRORS[fail_at % len(ERRORS)])
         gc.collect()

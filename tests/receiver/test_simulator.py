@@ -807,9 +807,9 @@ class FromTheCommandLine(unittest.TestCase):
         for arguments, sentence in [
                 (["--model", "duo9"], "there is no model 'duo9'; see --help."),
                 (["--feed", "/nowhere"], "there is no feed folder '/nowhere'; see --help."),
-                (["--speed"], "unrecognized arguments: --speed; see --help.")]:
+                (["--loud"], "unrecognized arguments: --loud; see --help.")]:
             self.assertEqual(self.run_simulator(*arguments),
-                             (2, "", "simulator: %s\n" % sentence))
+                             (2, "", "run: %s\n" % sentence))
 
     def test_a_missing_module_gets_one_sentence(self):
         status, _, stderr = self.run_simulator("--tour", KELVARO_MODULE="/nowhere/Kelvaro.so")

@@ -18,6 +18,7 @@ import warnings
 
 from tests.receiver import recording
 from tests.receiver.recording import Recorder, SOURCE
+from tests.receiver.sampling import sampled
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 MODEL = os.path.join(ROOT, "tests", "model", "Kelvaro.py")
@@ -365,7 +366,7 @@ class Comparison(object):
         operations = len(run(self.expected, scenario, **how).log)
         if kinds is None:
             kinds = len(ERRORS) if operations <= LONG else 2
-        for fail_at in range(1, operations + 1, step):
+        for fail_at in sampled(range(1, operations + 1, step)):
             for kind in range(kinds):
                 error = ERRORS[(fail_at * kinds + kind) % len(ERRORS)]
                 text = self.case(scenario, fail_at=fail_at, error=error,

@@ -1,5 +1,7 @@
 #include "python/function.h"
 
+#include "python/globals.h"
+
 #include <structmember.h>
 
 #include <cstring>
@@ -24,8 +26,7 @@ FunctionObject* cast(PyObject* self) { return reinterpret_cast<FunctionObject*>(
 
 int count(const Function& row) {
   int parameters = 0;
-  while (parameters < static_cast<int>(kMostParameters) &&
-         row.parameters[parameters].name != nullptr) {
+  while (parameters < kMostParameters && row.parameters[parameters].name != nullptr) {
     ++parameters;
   }
   return parameters;
@@ -67,7 +68,8 @@ int parameterNamed(const Function& row, PyObject* keyword) {
   raiseWrongKeyword(row, "%.200s() got an unexpected keyword argument '%.400s'", keyword);
 }
 
-Args match(const Function& row, PyObject* positional, PyObject* keywords) {
+// The call keeps the arguments as its first local variables.
+Args match(const Function& row, PyObject* positional, PyObject* keywords, Call& at) {
   const int parameters = count(row);
   const int required = countRequired(row);
   const int byPosition = static_cast<int>(PyTuple_GET_SIZE(positional));
@@ -82,11 +84,14 @@ Args match(const Function& row, PyObject* positional, PyObject* keywords) {
                     byPosition + byKeyword);
   }
 
-  Args args;
-  int given = byPosition;
-  for (int index = 0; index < byPosition; ++index) {
-    args[index] = Ref::share(PyTuple_GET_ITEM(positional, index));
+  PyObject** args = at.mark();
+  for (int index = 0; index < parameters; ++index) {
+    PyObject** arg = at.place();
+    if (index < byPosition) {
+      *arg = Ref::share(PyTuple_GET_ITEM(positional, index)).release();
+    }
   }
+  int given = byPosition;
   Py_ssize_t position = 0;
   PyObject* keyword = nullptr;
   PyObject* value = nullptr;
@@ -94,49 +99,54 @@ Args match(const Function& row, PyObject* positional, PyObject* keywords) {
     // Kept, since comparing odd keywords may run code that changes the caller's dictionary.
     Ref name = Ref::share(keyword);
     Ref argument = Ref::share(value);
-    Ref& slot = args[parameterNamed(row, name.borrow())];
-    if (slot.bound()) {
+    PyObject*& arg = args[parameterNamed(row, name.borrow())];
+    if (arg != nullptr) {
       raiseWrongKeyword(row, "%.200s() got multiple values for keyword argument '%.400s'",
                         name.borrow());
     }
-    slot = argument;
+    arg = argument.release();
     ++given;
   }
 
   for (int index = byPosition; index < parameters; ++index) {
-    if (!args[index].bound() && index < required) {
+    if (args[index] == nullptr && index < required) {
       raiseWrongCount(row, required < parameters ? "at least" : "exactly", required, given);
     }
-    if (!args[index].bound()) {
-      args[index] = row.parameters[index].byDefault();
+    if (args[index] == nullptr) {
+      args[index] = Ref::share(row.parameters[index].byDefault().borrow()).release();
     }
   }
-  return args;
+  return Args(args);
 }
 
 // --- The type of the functions.
 
 // The one caller of all bodies.
-PyObject* call(PyObject* self, PyObject* positional, PyObject* keywords) {
+PyObject* callFunction(PyObject* self, PyObject* positional, PyObject* keywords) {
   const FunctionObject& function = *cast(self);
-  try {
-    Args args = match(*function.row, positional, keywords);
-    Globals globals(Ref::share(function.module));
-    Line at({kModule, function.scope, function.row->name}, globals);
+  const Function& row = *function.row;
+  PythonError error;
+  {
+    Call at({kModule, function.scope, row.name}, function.module);
+    bool matched = false;
     try {
-      return function.row->body(args, globals, at).release();
+      Args args = match(row, positional, keywords, at);
+      matched = true;
+      return Ref::share(row.body(args, at).borrow()).release();
     } catch (const PythonError& thrown) {
+      at.releaseAll();
       thrown.restore();
-      at.report();
+      if (matched) {  // wrong arguments are the caller's error: no entry for the function itself
+        at.report();
+      }
+      error = PythonError::fetch();
     }
-  } catch (const PythonError& thrown) {
-    thrown.restore();
-    // Wrong arguments are the caller's error: no entry for the function itself.
   }
+  error.restore();
   return nullptr;
 }
 
-PyObject* bind(PyObject* self, PyObject* object, PyObject* type) {
+PyObject* bindTo(PyObject* self, PyObject* object, PyObject* type) {
   return PyMethod_New(self, object == Py_None ? nullptr : object, type);
 }
 
@@ -190,95 +200,95 @@ PyTypeObject* functionType() {
     type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC;
     type.tp_dealloc = destroy;
     type.tp_repr = represent;
-    type.tp_call = call;
+    type.tp_call = callFunction;
     type.tp_traverse = traverse;
     type.tp_weaklistoffset = offsetof(FunctionObject, weakReferences);
     type.tp_getset = properties;
     type.tp_members = members;
-    type.tp_descr_get = bind;
+    type.tp_descr_get = bindTo;
     require(PyType_Ready(&type));
   }
   return &type;
 }
 
 // The metaclass that a class statement calls.
-Ref metaclassOf(const Ref& bases) {
+Ref metaclassOf(const Object& bases) {
   if (PyTuple_GET_SIZE(bases.borrow()) == 0) {
     return Ref::share(reinterpret_cast<PyObject*>(&PyClass_Type));
   }
-  Ref base = bases.item(0);
-  PyObject* metaclass = PyObject_GetAttrString(base.borrow(), "__class__");
+  PyObject* base = PyTuple_GET_ITEM(bases.borrow(), 0);
+  PyObject* metaclass = PyObject_GetAttrString(base, "__class__");
   if (metaclass == nullptr) {  // a classic class has no __class__
     PyErr_Clear();
-    return Ref::share(reinterpret_cast<PyObject*>(Py_TYPE(base.borrow())));
+    return Ref::share(reinterpret_cast<PyObject*>(Py_TYPE(base)));
   }
   return Ref::take(metaclass);
 }
 
 // Says more about a TypeError of a metaclass, as the interpreter does: the usual reason is a base
 // that is no class.
-void explainWrongBase() {
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* traceback = nullptr;
-  PyErr_Fetch(&type, &value, &traceback);
-  if (PyErr_GivenExceptionMatches(type, PyExc_TypeError) != 0 && value != nullptr &&
-      PyString_Check(value)) {
-    PyObject* explained = PyString_FromFormat("Error when calling the metaclass bases\n    %s",
-                                              PyString_AS_STRING(value));
-    if (explained != nullptr) {
-      Py_DECREF(value);
-      value = explained;
-    }
+void explain(PythonError& error) {
+  if (PyErr_GivenExceptionMatches(error.type, PyExc_TypeError) == 0 || error.value == nullptr ||
+      !PyString_Check(error.value)) {
+    return;
   }
-  PyErr_Restore(type, value, traceback);
+  PyObject* explained = PyString_FromFormat("Error when calling the metaclass bases\n    %s",
+                                            PyString_AS_STRING(error.value));
+  if (explained == nullptr) {
+    PyErr_Clear();
+    return;
+  }
+  Py_DECREF(error.value);
+  error.value = explained;
 }
 
-}  // namespace
-
-Ref makeFunction(const Function& row, const char* scope, const Globals& globals) {
-  Ref moduleName = globals("__name__");
+// Makes the function object of a row. `scope` is the class that tracebacks name, or null.
+const Object& makeFunction(const Function& row, const char* scope) {
+  const Object& moduleName = global("__name__");
+  Call& call = Call::running();
   auto* made = PyObject_GC_New(FunctionObject, functionType());
-  Ref function = Ref::take(reinterpret_cast<PyObject*>(made));
+  const Object& function = call.keep(reinterpret_cast<PyObject*>(made));
   made->row = &row;
   made->scope = scope;
-  made->module = Ref(globals.module()).release();
-  made->moduleName = moduleName.release();
+  made->module = Ref::share(call.module()).release();
+  made->moduleName = Ref::share(moduleName.borrow()).release();
   made->weakReferences = nullptr;
   PyObject_GC_Track(made);
   return function;
 }
 
-bool isOriginal(const Globals& globals, Name name) {
-  Ref found = globals.find(name);
-  return found.bound() && Py_TYPE(found.borrow()) == functionType() &&
-         cast(found.borrow())->module == globals.module().borrow() &&
-         std::strcmp(cast(found.borrow())->row->name, name.text()) == 0;
+}  // namespace
+
+bool isOriginal(Name name) {
+  const Object* found = findGlobal(name);
+  return found != nullptr && Py_TYPE(found->borrow()) == functionType() &&
+         cast(found->borrow())->module == Call::running().module() &&
+         std::strcmp(cast(found->borrow())->row->name, name.text()) == 0;
 }
 
-void defineFunctions(Functions rows, const Globals& globals, Line& at) {
+void defineFunctions(Functions rows, Call& at) {
   for (const Function& row : rows) {
-    AT(row.line) globals.bind(Name::ofTable(row.name), makeFunction(row, nullptr, globals));
+    AT(row.line) bind(Name::ofTable(row.name), makeFunction(row, nullptr));
   }
 }
 
-void defineClass(Name name, const Ref& bases, Functions rows, const Globals& globals, Line& at) {
+void defineClass(Name name, const Object& bases, Functions rows, Call& at) {
   const int statement = at.number();
-  Ref body = dict({{"__module__", globals("__name__")}});
+  const Object& ownBases = at.local(bases);
+  const Object& body = at.local(dict({{"__module__", global("__name__")}}));
   for (const Function& row : rows) {
-    AT(row.line) body.setItem(Name::ofTable(row.name), makeFunction(row, name.text(), globals));
+    AT(row.line) body.setItem(Name::ofTable(row.name), makeFunction(row, name.text()));
   }
   AT(statement)
-  Ref metaclass = metaclassOf(bases);
-  Ref made;
+  Ref metaclass = metaclassOf(ownBases);
   try {
-    made = metaclass({name, bases, body});
+    bind(name, Object::of(metaclass.borrow())({name, ownBases, body}));
   } catch (const PythonError& thrown) {
-    thrown.restore();
-    explainWrongBase();
+    PythonError error = thrown;
+    explain(error);
+    error.restore();
     raisePending();
   }
-  globals.bind(name, made);
 }
 
 }  // namespace python

@@ -1,31 +1,37 @@
 // Functions of the module as Python sees them: made from one table row each, called by one caller.
 #pragma once
 
-#include "python/globals.h"
-#include "python/line.h"
-#include "python/ref.h"
+#include "python/call.h"
+#include "python/object.h"
 
-#include <array>
 #include <cstddef>
 
 namespace python {
 
-constexpr std::size_t kMostParameters = 4;
+constexpr int kMostParameters = 4;
 
-/// The arguments of a call, in the order of the function's parameters, defaults filled in.
-using Args = std::array<Ref, kMostParameters>;
+/// The arguments of a call, in the order of the function's parameters, defaults filled in; the call
+/// keeps them.
+class Args {
+ public:
+  explicit Args(PyObject* const* first) : first_(first) {}
+  const Object& operator[](int index) const { return Object::of(first_[index]); }
 
-/// What a function does: it sees its arguments and the module's names, and keeps its line noted.
-using Body = Ref (*)(const Args& args, const Globals& global, Line& at);
+ private:
+  PyObject* const* first_;
+};
 
-/// A parameter; `byDefault` makes its default, null where the argument is required.
+/// What a function does: it sees its arguments and keeps its line noted.
+using Body = const Object& (*)(Args args, Call& at);
+
+/// A parameter; `byDefault` gives its default, null where the argument is required.
 struct Parameter {
   constexpr Parameter() = default;
-  constexpr Parameter(const char* called, Ref (*makeDefault)() = nullptr)
-      : name(called), byDefault(makeDefault) {}
+  constexpr Parameter(const char* called, const Object& (*itsDefault)() = nullptr)
+      : name(called), byDefault(itsDefault) {}
 
   const char* name = nullptr;
-  Ref (*byDefault)() = nullptr;
+  const Object& (*byDefault)() = nullptr;
 };
 
 /// One function or method: its row in a table. `line` is that of its `def`.
@@ -50,22 +56,18 @@ class Functions {
   const Function* end_;
 };
 
-/// Makes the function object of a row. It is called like a Python function (by position and
-/// keyword, with the interpreter's TypeError for wrong arguments) and binds in classes of both
-/// styles.
-///
-/// `row` and `scope` (the class that tracebacks name, or null) must live as long as the process.
-Ref makeFunction(const Function& row, const char* scope, const Globals& globals);
-
 /// Whether `name` in the module is still the function that the module itself bound there.
-bool isOriginal(const Globals& globals, Name name);
+bool isOriginal(Name name);
+
+// The function objects that these make are called like Python functions (by position and keyword,
+// with the interpreter's TypeError for wrong arguments) and bind in classes of both styles.
 
 /// Binds the module's functions under their names, each at the line of its `def`.
-void defineFunctions(Functions rows, const Globals& globals, Line& at);
+void defineFunctions(Functions rows, Call& at);
 
 /// Binds the class `name` with the methods of `rows`, as a class statement at the current line
 /// does: its metaclass is that of the first of `bases` (a tuple). Without bases it is a classic
 /// class.
-void defineClass(Name name, const Ref& bases, Functions rows, const Globals& globals, Line& at);
+void defineClass(Name name, const Object& bases, Functions rows, Call& at);
 
 }  // namespace python

@@ -1,107 +1,109 @@
 #include "python/globals.h"
 
+#include "python/call.h"
+
 namespace python {
 namespace {
 
-// The attribute, or an unbound Ref where the object has none.
-Ref attributeIfAny(const Ref& object, Name name) {
+// The attribute, or null where the object has none.
+const Object* attributeIfAny(const Object& object, Name name) {
+  Call& call = Call::running();
   PyObject* found = PyObject_GetAttr(object.borrow(), name.borrow());
-  if (found == nullptr) {
-    if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0) {
-      raisePending();
-    }
+  if (found == nullptr && PyErr_ExceptionMatches(PyExc_AttributeError) != 0) {
     PyErr_Clear();
-    return {};
+    return nullptr;
   }
-  return Ref::take(found);
+  return &call.keep(found);
 }
 
 }  // namespace
 
-Ref Globals::operator()(Name name) const {
-  Ref found = find(name);
-  if (!found.bound()) {
+const Object& global(Name name) {
+  const Object* found = findGlobal(name);
+  if (found == nullptr) {
     PyErr_Format(PyExc_NameError, "global name '%.200s' is not defined", name.text());
     raisePending();
   }
-  return found;
+  return *found;
 }
 
-Ref Globals::find(Name name) const {
-  PyObject* found = PyDict_GetItem(dict_, name.borrow());
-  return found == nullptr ? findBuiltin(name) : Ref::share(found);
-}
-
-Ref Globals::findBuiltin(Name name) const {
-  // A module, or its dictionary where the host has put that.
-  PyObject* builtins = PyDict_GetItem(dict_, Name("__builtins__").borrow());
-  if (builtins != nullptr && PyModule_Check(builtins)) {
-    builtins = PyModule_GetDict(builtins);
+const Object* findGlobal(Name name) {
+  Call& call = Call::running();
+  PyObject* key = name.borrow();
+  PyObject* found = PyDict_GetItem(call.globals(), key);
+  if (found == nullptr) {
+    found = PyDict_GetItem(call.builtins(), key);
   }
-  PyObject* found = builtins == nullptr || !PyDict_Check(builtins)
-                        ? nullptr
-                        : PyDict_GetItem(builtins, name.borrow());
-  return found == nullptr ? Ref() : Ref::share(found);
+  return found == nullptr ? nullptr : &call.share(found);
 }
 
-void Globals::bind(Name name, const Ref& value) const {
-  require(PyDict_SetItem(dict_, name.borrow(), value.borrow()));
+void bind(Name name, Lent value) {
+  Call& call = Call::running();
+  call.check(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
 }
 
-Ref importFrom(const Globals& globals, Name path, const Ref& names) {
+const Object& importFrom(Name path, const Object& names) {
   // The import statement takes the builtin, whatever the module itself may call __import__.
-  Ref import = globals.findBuiltin("__import__");
-  if (!import.bound()) {
+  Call& call = Call::running();
+  PyObject* import = PyDict_GetItem(call.builtins(), Name("__import__").borrow());
+  if (import == nullptr) {
     raise(PyExc_ImportError, "__import__ not found");
   }
-  Ref space = Ref::share(globals.borrow());
-  return import({path, space, space, names});
+  Lent space(call.globals());
+  return call.share(import)({path, space, space, names});
 }
 
-void importModule(const Globals& globals, Name path) {
-  Ref top = importFrom(globals, path, none());
-  Ref name = Ref(path).attr("split")({".", 1}).item(0);
-  require(PyDict_SetItem(globals.borrow(), name.borrow(), top.borrow()));
+void importModule(Name path) {
+  const Object& top = importFrom(path, none());
+  const Object& name = literal(path).attr("split")({".", 1}).item(0);
+  Call& call = Call::running();
+  call.check(PyDict_SetItem(call.globals(), name.borrow(), top.borrow()));
 }
 
-void bindFrom(const Globals& globals, const Ref& module, Name name, Name as) {
-  PyObject* found = PyObject_GetAttr(module.borrow(), name.borrow());
+const Object& importAbsolute(Name path) {
+  Call& call = Call::running();
+  return call.keep(PyImport_ImportModuleLevel(const_cast<char*>(path.text()), nullptr, nullptr,
+                                              nullptr, /*level=*/0));
+}
+
+void bindFrom(const Object& module, Name name, Name as) {
+  const Object* found = attributeIfAny(module, name);
   if (found == nullptr) {
-    if (PyErr_ExceptionMatches(PyExc_AttributeError) != 0) {
-      PyErr_Format(PyExc_ImportError, "cannot import name %.230s", name.text());
-    }
+    PyErr_Format(PyExc_ImportError, "cannot import name %.230s", name.text());
     raisePending();
   }
-  globals.bind(as, Ref::take(found));
+  bind(as, *found);
 }
 
-void bindAllFrom(const Globals& globals, const Ref& module) {
-  Ref names = attributeIfAny(module, "__all__");
-  const bool publicOnly = !names.bound();
+void bindAllFrom(const Object& module) {
+  const Object* names = attributeIfAny(module, "__all__");
+  const bool publicOnly = names == nullptr;
   if (publicOnly) {
-    Ref dict = attributeIfAny(module, "__dict__");
-    if (!dict.bound()) {
+    const Object* dict = attributeIfAny(module, "__dict__");
+    if (dict == nullptr) {
       raise(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
     }
-    names = dict.attr("keys")();
+    names = &dict->attr("keys")();
   }
+  Call& call = Call::running();
   // By index until IndexError, as the interpreter walks an __all__ of whatever type.
   for (Py_ssize_t index = 0;; ++index) {
-    PyObject* next = PySequence_GetItem(names.borrow(), index);
+    PyObject* next = PySequence_GetItem(names->borrow(), index);
     if (next == nullptr) {
       if (PyErr_ExceptionMatches(PyExc_IndexError) == 0) {
         raisePending();
       }
       PyErr_Clear();
+      call.check(0);
       return;
     }
-    Ref name = Ref::take(next);
+    Ref name = Ref::take(next);  // more of them than a call keeps
     if (publicOnly && PyString_Check(name.borrow()) &&
         PyString_AS_STRING(name.borrow())[0] == '_') {
       continue;
     }
     Ref value = Ref::take(PyObject_GetAttr(module.borrow(), name.borrow()));
-    require(PyDict_SetItem(globals.borrow(), name.borrow(), value.borrow()));
+    require(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
   }
 }
 

@@ -1,0 +1,23 @@
+#include "python/membership.h"
+
+namespace python {
+
+Membership::Membership(const Object& members, Call& at) : members_(at.local(members)) {
+  PyObject* list = members.borrow();
+  if (!PyList_CheckExact(list)) {
+    return;
+  }
+  for (Py_ssize_t index = 0; index < PyList_GET_SIZE(list); ++index) {
+    if (!PyString_CheckExact(PyList_GET_ITEM(list, index))) {
+      return;
+    }
+  }
+  set_ = &at.own(require(PyFrozenSet_New(list)));
+}
+
+bool Membership::has(const Object& member) const {
+  const bool quick = set_ != nullptr && PyString_CheckExact(member.borrow());
+  return (quick ? *set_ : members_).contains(member);
+}
+
+}  // namespace python

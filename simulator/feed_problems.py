@@ -1,0 +1,354 @@
+# -*- coding: utf-8 -*-
+"""What is wrong with the two documents of a feed, as far as reading them tells.
+
+docs/feed.md describes the documents. Nothing here runs the module; simulator/check.py does both.
+
+An error keeps receivers from showing something as it was written: they restart their menus, leave
+it out, or take it for something else. A warning points at what receivers show, but perhaps not as
+it was meant, or not on every platform.
+"""
+import codecs
+import collections
+import re
+import xml.dom.expatbuilder
+import xml.parsers.expat
+
+from simulator.models import MODELS
+
+NEWS = "zirknews.xml"
+STATISTICS = "zirkdlstat.txt"
+
+KINDS = ("normal", "info", "urgent")
+SECTIONS = ("EXTENSIONS", "SYSTEMPLUGINS", "SKINS")
+
+ERROR, WARNING = "error", "warning"
+
+#: Default encodings of interpreters that the module runs in: the receiver image's, and a plain
+#: interpreter's; and what it means when one can't show a text.
+ENCODINGS = [("utf-8", ERROR), ("ascii", WARNING)]
+
+#: The elements that the news are made of: the one around each, and the attributes that count.
+ELEMENTS = {
+    "update": (None, ("type", "require")),
+    "title": ("update", ()),
+    "item": ("update", ("require",)),
+    "itemtext": ("item", ()),
+    "description": ("item", ("require",)),
+}
+ATTRIBUTES = ("type", "require")
+
+
+class Problem(collections.namedtuple("Problem", "file line severity text restarts")):
+    """One thing that is wrong.
+
+    file: NEWS or STATISTICS. line: its number from 1, None for the whole file.
+    severity: ERROR or WARNING. text: one Unicode sentence that ends in the remedy.
+    restarts: whether receivers restart their menus at it.
+    """
+
+    def __unicode__(self):
+        place = self.file if self.line is None else u"%s:%d" % (self.file, self.line)
+        return u"%s: %s: %s" % (place, self.severity, self.text)
+
+
+class _Problems(list):
+    """The problems of one document, in the order in which they were found."""
+
+    def __init__(self, name):
+        list.__init__(self)
+        self._name = name
+
+    def error(self, line, text, restarts=False):
+        self.append(Problem(self._name, line, ERROR, text, restarts))
+
+    def warning(self, line, text):
+        self.append(Problem(self._name, line, WARNING, text, False))
+
+
+def missing(name):
+    """Return the Problem that a feed has without its file `name`."""
+    effect = {
+        NEWS: u"the news browser reports a bad Internet connection and shows nothing",
+        STATISTICS: u"the yellow key, \"Top 20\", does nothing",
+    }[name]
+    return Problem(name, None, ERROR,
+                   u"The file is missing, and so %s: put it into the folder." % effect, False)
+
+
+# The news.
+
+def news_problems(content):
+    """Return the Problems of a news document, by line.
+
+    content: the file, a byte string. A document that the interpreter's parser refuses otherwise
+    than for not being well-formed, by its encoding for instance, gives none: run it to see.
+    """
+    problems = _Problems(NEWS)
+    try:
+        elements = _read(content)
+    except xml.parsers.expat.ExpatError as e:
+        problems.error(e.lineno, u"The document is not well-formed (%s), and receivers say that it "
+                       u"can not be analyzed: correct it at or before column %d of this line."
+                       % (xml.parsers.expat.ErrorString(e.code), e.offset + 1))
+        return problems
+    except Exception:  # codecs and the builder raise all kinds; so they do on receivers
+        return problems
+    if not any(element.name == "update" for element in elements):
+        problems.warning(None, u"There is no <update>, and the news browser shows an empty list: "
+                               u"write one for each entry.")
+    for element in elements:
+        element.check(problems)
+    return sorted(problems, key=lambda problem: problem.line)
+
+
+class _LineBuilder(xml.dom.expatbuilder.ExpatBuilderNS):
+    """Builds what minidom's parseString does; each element knows its line besides."""
+
+    def start_element_handler(self, name, attributes):
+        xml.dom.expatbuilder.ExpatBuilderNS.start_element_handler(self, name, attributes)
+        self.curNode.line = self.getParser().CurrentLineNumber
+
+
+def _read(content):
+    """Return the document's elements that matter, as _Elements in document order."""
+    document = _LineBuilder().parseString(content)
+    elements = []
+    numbers = collections.Counter()
+    # Not recursive: how deep a document may be is for the module to say.
+    waiting = [(document.documentElement, ())]
+    while waiting:
+        node, around = waiting.pop()
+        if node.tagName.lower() in ELEMENTS:
+            element = _Element(node, around)
+            numbers[element.name, element.parent] += 1
+            element.number = numbers[element.name, element.parent]
+            elements.append(element)
+            around += (element,)
+        waiting += [(child, around) for child in reversed(node.childNodes)
+                    if child.nodeType == child.ELEMENT_NODE]
+    return elements
+
+
+class _Element(object):
+    """An element that the news are made of, or one whose name differs from theirs in capitals."""
+
+    def __init__(self, node, around):
+        """around: the _Elements that it stands in, from the outermost to the innermost."""
+        self.node = node
+        self.name = node.tagName
+        self.line = node.line
+        self.number = None  # from 1, among those of its name and parent
+        self._parent_name, self._attributes = ELEMENTS.get(self.name, (None, ()))
+        self.parent = _innermost(around, self._parent_name)
+        self._like_this = _innermost(around, self.name)
+        self._around = around
+        self._below = []  # all _Elements in it, in document order
+        for outer in around:
+            outer._below.append(self)
+
+    def __unicode__(self):
+        own = u"%s %d" % (self.name, self.number)
+        return own if self.parent is None else u"%s of %s" % (own, self.parent)
+
+    def below(self, name):
+        """Return the _Elements `name` at any depth in this one."""
+        return [element for element in self._below if element.name == name]
+
+    def check(self, problems):
+        """Add what is wrong with this element itself."""
+        if self.name not in ELEMENTS:
+            problems.error(self.line, u"%s is passed over, since names are case-sensitive: write "
+                                      u"<%s>." % (self, self.name.lower()))
+            return
+        if self._parent_name is not None and self.parent is None:
+            problems.error(self.line, u"%s stands outside <%s> and is shown nowhere: move it into "
+                                      u"one." % (self, self._parent_name))
+            return
+        if self._like_this is not None:
+            problems.warning(self.line, u"%s stands in %s, which shows its content as well: put it "
+                                        u"behind that one." % (self, self._like_this))
+        self._check_attributes(problems)
+        if self.name == "update":
+            self._check_update(problems)
+        elif self.name == "item":
+            self._check_item(problems)
+        elif self.name == "title" and not self._is_first_title():
+            problems.warning(self.line, u"%s is not shown, since the first one counts: leave it "
+                                        u"out." % self)
+        else:
+            self._check_text(problems)
+
+    def _is_first_title(self):
+        return any(outer.name == "update" and outer.below("title")[0] is self
+                   for outer in self._around)
+
+    def _check_attributes(self, problems):
+        for name, value in sorted(self.node.attributes.items()):
+            if name in self._attributes:
+                continue
+            if name.lower() in self._attributes:
+                problems.error(self.line, u"The attribute %s of %s is passed over, since names are "
+                                          u"case-sensitive: write %s." % (name, self, name.lower()))
+            elif name.lower() in ATTRIBUTES:
+                holder = u"update" if name.lower() == "type" else self._parent_name
+                problems.error(self.line, u"The attribute %s has no effect on %s: move it to the "
+                                          u"<%s>." % (name, self, holder))
+        if "type" in self._attributes and self.node.hasAttribute("type"):
+            kind = self.node.getAttribute("type")
+            if kind not in KINDS:
+                problems.error(self.line, u"The type \"%s\" of %s is unknown and gets the normal "
+                                          u"icon: write %s, %s or %s." % ((kind, self) + KINDS))
+        if "require" in self._attributes and self.node.hasAttribute("require"):
+            self._check_require(problems, self.node.getAttribute("require"))
+
+    def _check_require(self, problems, require):
+        if not require:
+            problems.error(self.line, u"The empty require hides %s from every receiver: leave the "
+                                      u"attribute out to show it to all." % self)
+            return
+        for key in require.split(u","):
+            known = key.strip().lower()
+            if key in MODELS:
+                continue
+            if known not in MODELS:
+                problems.error(self.line, u"%s requires \"%s\", a model that does not exist: write "
+                                          u"one of %s." % (self, key, u" ".join(MODELS)))
+            else:
+                fault = u"capitals" if key.strip() == key else u"blanks"
+                problems.error(self.line, u"%s requires \"%s\", whose %s count, so that no "
+                                          u"receiver shows it for that: write \"%s\" between bare "
+                                          u"commas." % (self, key, fault, known))
+
+    def _check_update(self, problems):
+        if not self.below("title"):
+            problems.error(self.line, u"%s has no <title>, and its receivers restart their menus "
+                                      u"when the browser opens: give it one with a text." % self,
+                           restarts=True)
+
+    def _check_item(self, problems):
+        texts = [element for element in self.below("itemtext") if element.node.firstChild]
+        if not texts:
+            problems.warning(self.line, u"%s has no text and reads \"* None\": give it an "
+                                        u"<itemtext>." % self)
+        for element in texts[:-1]:
+            if element.parent is self:
+                problems.warning(element.line, u"%s is not shown, since the last one counts: leave "
+                                               u"it out, or make an <item> of it." % element)
+
+    def _check_text(self, problems):
+        """Check the text of a title, itemtext or description: the data of its first child."""
+        when = u"when the %s opens" % (u"browser" if self.name == "title" else u"entry")
+        first = self.node.firstChild
+        if first is None:
+            if self.name == "title":
+                problems.error(self.line, u"%s is empty, and its receivers restart their menus "
+                                          u"when the browser opens: write a text." % self,
+                               restarts=True)
+            return
+        if first.nodeType == first.ELEMENT_NODE:
+            problems.error(self.line, u"%s begins with <%s>, and its receivers restart their menus "
+                                      u"when the browser opens: write plain text."
+                           % (self, first.tagName), restarts=True)
+            return
+        if first.nodeType not in (first.TEXT_NODE, first.CDATA_SECTION_NODE):
+            problems.error(self.line, u"%s begins with a comment or a processing instruction, "
+                                      u"which is shown as its text: move that in front of the "
+                                      u"element." % self)
+        elif _have_text(self.node.childNodes[1:]):
+            problems.error(self.line, u"%s is shown only up to the first element, comment or CDATA "
+                                      u"section in it: write plain text, or make the whole of it "
+                                      u"one CDATA section." % self)
+        else:
+            self._check_white_space(problems, first.data)
+        for encoding, severity in ENCODINGS:
+            try:
+                first.data.encode(encoding)
+            except UnicodeEncodeError as e:
+                text = (u"%s has \"%s\", at which receivers whose default encoding is %s restart "
+                        u"their menus %s: replace it" % (self, e.object[e.start:e.end],
+                                                         encoding.upper(), when))
+                if severity == ERROR:
+                    problems.error(self.line, text + u".", restarts=True)
+                else:
+                    problems.warning(self.line, text + u" if the feed serves such receivers.")
+                break
+
+    def _check_white_space(self, problems, text):
+        if not text.strip():
+            add = problems.error if self.name == "title" else problems.warning
+            add(self.line, u"%s holds nothing but white space: write a text." % self)
+        elif text != text.strip(u" \t\r\n") or u"\n" in text:
+            problems.warning(self.line, u"%s has white space at an end or a line break, which is "
+                                        u"shown: write its text on one line, right between the "
+                                        u"tags." % self)
+
+
+def _innermost(elements, name):
+    """Return the last of the _Elements that has a name, None where none has."""
+    return ([None] + [element for element in elements if element.name == name])[-1]
+
+
+def _have_text(nodes):
+    """Tell whether there is any text but white space in some nodes and the elements in them."""
+    waiting = list(nodes)
+    while waiting:
+        node = waiting.pop()
+        if node.nodeType in (node.TEXT_NODE, node.CDATA_SECTION_NODE) and node.data.strip():
+            return True
+        waiting += node.childNodes
+    return False
+
+
+# The statistics.
+
+def statistics_problems(content):
+    """Return the Problems of the download statistics (a byte string), by line."""
+    problems = _Problems(STATISTICS)
+    in_section = False
+    records = 0
+    lines = content.split("\n")
+    returns = [number for number, line in enumerate(lines, 1) if line.endswith("\r")]
+    if returns:
+        problems.error(returns[0], u"This line ends with a carriage return, like %d in all, which "
+                                   u"makes it no section or stands in the count: end lines with a "
+                                   u"line feed alone." % len(returns))
+    for number, line in enumerate(lines, 1):
+        line = line.rstrip("\r")
+        fields = line.split(";")
+        shown = line.decode("utf-8", "replace")
+        meant = line.replace(codecs.BOM_UTF8, "").strip(" \t;:").upper()
+        if line in SECTIONS:
+            in_section = True
+        elif meant in SECTIONS:
+            problems.error(number, u"\"%s\" does not begin a section, since it is not written "
+                                   u"exactly so: write %s." % (shown, meant))
+            in_section = True  # as it was meant: one fault is reported once
+        elif not line.strip():
+            continue
+        elif len(fields) < 2:
+            problems.error(number, u"\"%s\" is passed over, since it is no section and a record "
+                                   u"has the fields NAME;COUNT: add the count." % shown)
+        elif not in_section:
+            problems.error(number, u"The record \"%s\" stands in front of the first section and is "
+                                   u"shown nowhere: move it below %s, %s or %s."
+                           % ((shown,) + SECTIONS))
+        else:
+            records += 1
+            _check_record(problems, number, shown, *fields[:2])
+    if not records:
+        problems.warning(None, u"There is no record in a section, and \"Top 20\" opens empty: "
+                               u"add sections with records.")
+    return sorted(problems, key=lambda problem: problem.line)
+
+
+def _check_record(problems, number, shown, name, count):
+    if not re.match(r"[\w+.-]+\Z", name):
+        problems.error(number, u"The name in \"%s\" is empty or has characters that no package's "
+                               u"has: write that of the package, without the prefix." % shown)
+    if "_install" in name:
+        problems.error(number, u"The name in \"%s\" contains \"_install\", which receivers remove "
+                               u"from it, so that they ask for another package: rename the package."
+                       % shown)
+    if not count.strip():
+        problems.warning(number, u"The count in \"%s\" is empty, and the row reads \"()\": write "
+                                 u"a number." % shown)

@@ -1,0 +1,76 @@
+"""What the project's Python command lines have in common."""
+
+import argparse
+import os
+
+from simulator import packages
+from simulator.models import MODELS
+
+PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+
+class OneSentence(argparse.ArgumentParser):
+    """Says one sentence about a wrong argument, and nothing else."""
+
+    def error(self, message):
+        self.exit(2, "%s: %s; see --help.\n" % (self.prog, message))
+
+
+def add_receiver_options(parser):
+    """Add the options that describe a receiver and its feed, common to all its views."""
+    parser.add_argument("--model", default="duo2", metavar="KEY",
+                        help="the receiver's model key (default: duo2): " + ", ".join(MODELS))
+    parser.add_argument("--feed", default=packages.SAMPLE_FEED, metavar="DIR",
+                        help="a folder with zirknews.xml, zirkdlstat.txt and all/, read anew at "
+                             "each opening (default: sample-feed)")
+    parser.add_argument("--image-version", default="3.1.0", metavar="TEXT",
+                        help="the image's version (default: 3.1.0)")
+    parser.add_argument("--language", default="en", metavar="KEY",
+                        help="a catalogue of po/ (%s); en leaves the texts as they are "
+                             "(default: en)" % ", ".join(_languages()))
+    parser.add_argument("--interval", type=_hours, default=24, metavar="HOURS",
+                        help="between two checks for updates, 0 for no second one (default: 24)")
+    parser.add_argument("--speed", type=_factor, default=1.0, metavar="FACTOR",
+                        help="simulated seconds in a real one (default: 1)")
+
+
+def receiver_arguments(parser, options):
+    """Return what Receiver() takes of these options; a wrong value ends the program."""
+    if options.model not in MODELS:
+        parser.error("there is no model '%s'" % options.model)
+    if not os.path.isdir(options.feed):
+        parser.error("there is no feed folder '%s'" % options.feed)
+    if options.language not in ["en"] + _languages():
+        parser.error("there is no catalogue 'po/%s.po'" % options.language)
+    return {
+        "model": options.model,
+        "image_version": options.image_version,
+        "check_for_updates": options.interval,
+        "language": None if options.language == "en" else catalogue(options.language),
+    }
+
+
+def catalogue(language):
+    """The path of a language's compiled catalogue, which ./run and ./test make."""
+    return os.path.join(PROJECT, "build", "locale", language + ".mo")
+
+
+def _languages():
+    return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(PROJECT, "po"))
+                  if name.endswith(".po"))
+
+
+def _hours(text):
+    if not text.isdigit():
+        raise argparse.ArgumentTypeError("'%s' is not a whole number of hours" % text)
+    return int(text)
+
+
+def _factor(text):
+    try:
+        factor = float(text)
+    except ValueError:
+        factor = 0
+    if not 0 < factor <= 10000:
+        raise argparse.ArgumentTypeError("'%s' is not a factor above 0, at most 10000" % text)
+    return factor

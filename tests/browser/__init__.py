@@ -1,0 +1,1 @@
+"""Tests of the page that ./run serves, in headless Chromium. Python 3."""
