@@ -1,11 +1,23 @@
 """What the tests of faults share: counts of what could be lost, rows for docs/reliability.md."""
 
 import os
+import threading
+import time
 
 
 def descriptors():
     """Return how many files this process has open."""
     return len(os.listdir("/proc/self/fd")) - 1  # but for the one that lists them
+
+
+def descriptors_at_rest():
+    """The same once the feed server of this process has ended its connections."""
+    deadline = time.time() + 10
+    while any(thread.name == "feed connection" for thread in threading.enumerate()):
+        if time.time() > deadline:
+            raise RuntimeError("a connection of the feed server does not end")
+        time.sleep(0.002)
+    return descriptors()
 
 
 def children():
@@ -29,6 +41,10 @@ class Recording(object):
     docs/reliability.md is made of them by tools/reliability.
     """
 
-    def record(self, table, *cells):
-        """Add a row to one of the document's tables: what was found, not what was hoped for."""
-        self.__dict__.setdefault("rows", []).append([table] + [str(cell) for cell in cells])
+    def record(self, table, order, *cells):
+        """Add a row to one of the document's tables: what was found, not what was hoped for.
+
+        order: a number for the row's place in the table.
+        """
+        self.__dict__.setdefault("rows", []).append(
+            [table, order] + [str(cell) for cell in cells])

@@ -86,7 +86,8 @@ class NetworkTest(ReceiverTest, Recording):
         self.feed.clear()
         self.check_recovery()
         self.assertEqual([path for path in self.feed.requests if "secret" in path], [])
-        self.record("network", fault.fault, in_words(news), in_words(statistics))
+        self.record("network", FAULTS.index(fault), fault.fault, in_words(news),
+                    in_words(statistics))
 
     def check_screen(self, fault, news, statistics):
         """The browser opens, shows what it shows for this outcome, and all its keys work."""
@@ -159,7 +160,7 @@ class Faults(NetworkTest):
         configure(line)
         repair()
         self.check_recovery()
-        self.record("network", fault, in_words(news), in_words(statistics))
+        self.record("network", -1, fault, in_words(news), in_words(statistics))
 
 
 def _test_of(fault):
@@ -197,14 +198,15 @@ class Much(LeakTest, Recording):
         news, size = self.fetch(http("") + ["noise " * 50000] * 350)
         self.assertEqual((news, size), (3, 350 * 300000))
         self.assertEqual(read(CACHE), FORMER)
-        self.record("network", "100 MB of noise", in_words(news), "the text, %d bytes" % size)
+        self.record("network", len(FAULTS), "100 MB of noise", in_words(news),
+                    "the text, %d bytes" % size)
 
     def test_of_a_document_are_read(self):
         comment = "<!--" + "x" * (MEGABYTE - 7) + "-->"
         news, size = self.fetch(http("<news>") + [comment] * 100 + [NEWS + "</news>"])
         self.assertEqual(news, 1)
         self.assertEqual(self.module.load_cache(), [(u"Title", [], "normal")])
-        self.record("network", "100 MB of a document", in_words(news),
+        self.record("network", len(FAULTS), "100 MB of a document", in_words(news),
                     "the text, %d bytes" % size)
 
 
@@ -238,13 +240,14 @@ with FeedServer("/tmp") as server:
 
     def test_in_a_text_end_as_memory_does(self):
         self.check(bomb(4, 100000), 10, "MemoryError, line 140")
-        self.record("network", "an entity of 1 GB in a text, with 10 MB to be had",
+        self.record("network", len(FAULTS), "an entity of 1 GB in a text, with 10 MB to be had",
                     "MemoryError, line 140", "the text")
 
     def test_in_an_attribute_end_like_a_document_that_is_not_well_formed(self):
         self.check(bomb(4, 100000, in_attribute=True), 100, "3")
-        self.record("network", "an entity of 1 GB in an attribute, with 100 MB to be had",
-                    "status 3", "the text")
+        self.record("network", len(FAULTS),
+                    "an entity of 1 GB in an attribute, with 100 MB to be had", "status 3",
+                    "the text")
 
 
 class Losses(LeakTest, Recording):
@@ -287,7 +290,8 @@ server.stop()
 
         def once():
             for fault in faults:
-                configure("src/gz Zirk-all http://127.0.0.1:%d/%s/all\n" % (self.port, fault.name))
+                configure("src/gz Zirk-all http://127.0.0.1:%d/%s/all\n"
+                          % (self.port, fault.name))
                 self.assertIs(type(outcome(self.module.parse_xml)), type(fault.news), fault.name)
                 outcome(self.module.getDownloadStats)
             urlparse.clear_cache()
