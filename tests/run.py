@@ -323,7 +323,7 @@ def keep_durations(durations):
 
 
 def keep_rows(files, whole):
-    """Remember what the tests have recorded, for tools/reliability.
+    """Remember what the tests have recorded, for tools/reliability.py; None is for one skipped.
 
     files: the TestFiles that ran. whole: all have run, so that nothing else is to be kept.
     """
@@ -337,6 +337,8 @@ def keep_rows(files, whole):
     for test_file in files:
         for name, _ in test_file.failures:
             rows.pop("%s %s" % (test_file.path, name), None)
+        for name, _ in test_file.skipped:
+            rows["%s %s" % (test_file.path, name)] = None
         for name, recorded in test_file.rows.items():
             rows["%s %s" % (test_file.path, name)] = recorded
     try:

@@ -38,7 +38,7 @@ def children():
 class Recording(object):
     """Mixed into a TestCase: `rows` are what a test, if it passes, has to say in the document.
 
-    docs/reliability.md is made of them by tools/reliability.
+    docs/reliability.md is made of them by tools/reliability.py.
     """
 
     def record(self, table, order, *cells):

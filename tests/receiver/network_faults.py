@@ -5,6 +5,8 @@ FAULTS has them all. Where nothing else is said, news and statistics meet the sa
 """
 import zlib
 
+from simulator.feedserver import ROOT
+
 #: The news and the statistics where the fault does not concern what is in them.
 NEWS = "<news><update><title>Title</title></update></news>"
 STATISTICS = "EXTENSIONS\nfoo;12\n"
@@ -67,7 +69,8 @@ def bomb(levels, size, in_attribute=False):
 class Fault(object):
     """One thing that goes wrong.
 
-    name: for the test, letters and "_". fault: in words. arguments: of FeedServer.fault.
+    name: for the test, letters and "_". fault: in words. arguments: of FeedServer.fault; one
+    that is a function is called with the server and the path.
     news: what parse_xml makes of it: its status, or the name of the exception and its line.
     statistics: what getDownloadStats makes of it: its result, or the exception, or WHOLE.
     contents: the news list afterwards, for status 1.
@@ -87,12 +90,13 @@ class Fault(object):
         path: where on the server, in place of the feed. speed: how many times faster than told
         silences pass. Returns what the Fault of the server has as its body.
         """
-        arguments = dict((key, value(server, name) if callable(value) else value)
+        path = path or "%s/%s" % (ROOT, name)
+        arguments = dict((key, value(server, path) if callable(value) else value)
                          for key, value in self.arguments.items())
         if "answer" in arguments:
             arguments["answer"] = [piece if isinstance(piece, str) else float(piece) / speed
                                    for piece in arguments["answer"]]
-        return server.fault(path or name, **arguments).body
+        return server.fault(path, **arguments).body
 
 
 def passes(error):
@@ -117,18 +121,29 @@ def document(name, fault, news, content, contents=None):
 def harmless(name, fault, answer):
     """`answer` is a function of the body. An odd way to send it that does no harm."""
     return Fault(name, fault, 1, STATISTICS, TITLE,
-                 answer=lambda server, file_name: answer(body_of(file_name)))
+                 answer=lambda _, path: answer(body_of(path)))
 
 
-def body_of(name):
-    return NEWS if name == "zirknews.xml" else STATISTICS
+def body_of(path):
+    return NEWS if path.endswith("zirknews.xml") else STATISTICS
+
+
+def at(server, path):
+    return "http://127.0.0.1:%d%s" % (server.port, path)
 
 
 def elsewhere(place):
-    """A redirection; `place` is a function of the server's file address."""
-    def headers(server, name):
-        return [("Location", place(server.address(name)))]
+    """A redirection; `place` is a function of the server and the path."""
+    def headers(server, path):
+        return [("Location", place(server, path))]
     return {"status": 302, "headers": headers}
+
+
+def around(server, path):
+    """Have another path redirect to this one; return its address."""
+    other = path + "-again"
+    server.fault(other, status=302, headers=[("Location", at(server, path))])
+    return at(server, other)
 
 
 HALF = len(NEWS) // 2
@@ -158,7 +173,7 @@ FAULTS = [
     broken("left_open", "no announced length, and the connection left open", "socket.timeout",
            http(NEWS) + [TOO_LONG]),
     Fault("kept_alive", "announced length, and the connection left open", 1, STATISTICS, TITLE,
-          answer=lambda _, name: http(body_of(name), length=len(body_of(name))) + [TOO_LONG]),
+          answer=lambda _, path: http(body_of(path), length=len(body_of(path))) + [TOO_LONG]),
     Fault("dripping_body", "a body of a byte a second", 1, "<n/>", [],
           answer=http("") + dripping("<n/>")),
     Fault("dripping_headers", "a status line of a byte a second", 1, "<n/>", [],
@@ -189,11 +204,11 @@ FAULTS = [
 
     # Redirections.
     Fault("redirected_to_itself", "redirection to the same address", 2, None,
-          **elsewhere(lambda address: address)),
-    Fault("redirected_without_end", "redirections in a loop of changing addresses", 2, None,
-          **elsewhere(lambda address: address.rpartition("/")[0] + "/")),
+          **elsewhere(at)),
+    Fault("redirected_in_a_circle", "redirections between two addresses", 2, None,
+          **elsewhere(around)),
     Fault("redirected_to_a_file", "redirection to file:///etc/passwd", 2, None,
-          **elsewhere(lambda _: "file:///etc/passwd")),
+          **elsewhere(lambda *_: "file:///etc/passwd")),
     Fault("redirected_to_nowhere", "redirection without an address", 2, None, status=302),
 
     # The length.
@@ -247,9 +262,15 @@ FAULTS = [
              with_entity('<!ENTITY e SYSTEM "file:///etc/passwd">', "Ti&e;tle"),
              TITLE),
     Fault("external_entity_server", "an entity of the server itself within the title", 1, WHOLE,
-          TITLE, status=200, body=lambda server, name: with_entity(
-              '<!ENTITY e SYSTEM "%s">' % server.address("secret"), "Ti&e;tle")),
+          TITLE, status=200, body=lambda server, _: with_entity(
+              '<!ENTITY e SYSTEM "%s">' % at(server, "/secret"), "Ti&e;tle")),
     Fault("external_declarations", "declarations in a file of the server", 1, WHOLE, TITLE,
-          status=200, body=lambda server, name: '<!DOCTYPE news SYSTEM "%s">%s' % (
-              server.address("secret"), NEWS)),
+          status=200, body=lambda server, _: '<!DOCTYPE news SYSTEM "%s">%s' % (
+              at(server, "/secret"), NEWS)),
 ]
+
+#: Names of the faults that neither take time nor much memory.
+WITHOUT_WAITING = frozenset(fault.name for fault in FAULTS) - frozenset((
+    "chunk_size_long", "deep", "dripping_body", "dripping_headers", "entity", "left_open",
+    "long_header", "long_status_line", "many_headers", "silent_at_once", "silent_in_the_body",
+    "silent_in_the_headers", "zeros"))

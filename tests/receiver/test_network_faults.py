@@ -151,6 +151,15 @@ class Faults(NetworkTest):
         self.check_unreachable("a host name without an address", line,
                                lambda: setattr(socket, "getaddrinfo", original))
 
+    def test_redirections_are_followed_until_they_are_too_many(self):
+        for fault in FAULTS:
+            if fault.name in ("redirected_to_itself", "redirected_in_a_circle"):
+                del self.feed.requests[:]
+                fault.strike(self.feed, "zirknews.xml")
+                self.assertEqual(self.module.parse_xml(), 2)
+                self.assertGreater(len(self.feed.requests), 4)
+                self.assertLess(len(self.feed.requests), 20)
+
     def check_unreachable(self, fault, line, repair=lambda: None):
         write(CACHE, FORMER)
         news, statistics = outcome(self.module.parse_xml), outcome(self.module.getDownloadStats)

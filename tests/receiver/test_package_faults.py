@@ -21,6 +21,10 @@ HOURS_24 = 24 * 3600 * 1000
 NOISE = "Downloading http://feed/all/Packages.gz.\n"
 
 
+def packages(number):
+    return "%d package%s" % (number, "" if number == 1 else "s")
+
+
 class Opkg(UpdatesTest, Recording):
     """What the three users of opkg make of what it does."""
 
@@ -54,7 +58,7 @@ class Opkg(UpdatesTest, Recording):
         self.assertEqual((descriptors_at_rest(), children()), (open_files, []))
         self.record("opkg", order, fault, self.in_words(shown),
                     "asks the user" if found else "no update",
-                    "%d packages" % len(installed))
+                    packages(len(installed)))
         if not os.path.isdir(OPKG):
             self.check_recovery()
 
@@ -73,7 +77,7 @@ class Opkg(UpdatesTest, Recording):
     def in_words(shown):
         if shown == UP_TO_DATE:
             return "up to date"
-        return "%d packages" % shown.count("\nPackage : ")
+        return packages(shown.count("\nPackage : "))
 
     def test_missing(self):
         self.remove_opkg()
@@ -129,8 +133,8 @@ class Opkg(UpdatesTest, Recording):
                    True, ["\xff\xfe"])
 
     def test_zero_bytes(self):
-        self.install_opkg("a\0b - 1 - 2\n\0\n", "\0", "")
-        self.check(10, "zero bytes", block("a\0b", "1", "2"), True, [])
+        self.install_opkg("a\0b - 1 - 2\n\0\n", "\0", "a - 1\n")
+        self.check(10, "zero bytes", block("a\0b", "1", "2"), True, ["a"])
 
     def test_carriage_returns(self):
         self.install_opkg("a - 1 - 2\r\nb - 1 - 2\r", "", "a - 1\r\nb - 1\r\n")
