@@ -16,6 +16,7 @@ name, everywhere it occurs, so nothing else in the address may contain these let
     ...
     server.fault("zirknews.xml", status=404)
     server.fault("zirknews.xml", stall="middle", seconds=8)
+    server.fault("zirknews.xml", answer=["HTTP/1.0 200 OK\r\n\r\n<new", 1, "s/>"])
     server.clear()
     server.stop()
 
@@ -49,7 +50,7 @@ POINTS = ("headers", "body", "middle")
 class Fault(object):
     """What goes wrong with the answers for one path; made by FeedServer.fault()."""
 
-    def __init__(self, status, body, headers, stall, seconds, drop, reset, times):
+    def __init__(self, status, body, headers, answer, stall, seconds, drop, reset, times):
         for point in (stall, drop):
             if point is not None and point not in POINTS:
                 raise ValueError("a fault strikes at one of %s, not at %r"
@@ -57,26 +58,32 @@ class Fault(object):
         self.status = status
         self.body = body
         self.headers = headers
+        self.answer = answer
         self.stall = stall
         self.seconds = seconds
         self.drop = drop
         self.reset = reset
         self.times = times
-        self._released = _Signal() if stall else None
+        self._released = None if stall is None and answer is None else _Signal()
+
+    @property
+    def waits(self):
+        """Whether answers may wait for release()."""
+        return self._released is not None
 
     def release(self):
         """Let the answers that this fault stalls go on, now and from now on."""
-        if self._released:
+        if self.waits:
             self._released.set()
 
-    def wait(self, connection):
-        """Stall. Return True to go on, False when the client has hung up."""
-        ready = select.select([self._released, connection], [], [], self.seconds)[0]
+    def wait(self, connection, seconds):
+        """Stall; None is without end. Return True to go on, False when the client has hung up."""
+        ready = select.select([self._released, connection], [], [], seconds)[0]
         return connection not in ready
 
     def close(self):
         """Free the descriptors; no answer may be under way."""
-        if self._released:
+        if self.waits:
             self._released.close()
 
 
@@ -132,8 +139,8 @@ class FeedServer(object):
         """Return the first line of the feed configuration that leads to this server."""
         return "src/gz %s %s\n" % (SOURCE_NAME, self.url)
 
-    def fault(self, path, status=200, body=None, headers=(), stall=None, seconds=None,
-              drop=None, reset=False, times=None):
+    def fault(self, path, status=200, body=None, headers=(), answer=None, stall=None,
+              seconds=None, drop=None, reset=False, times=None):
         """Make the answers for one path go wrong; an earlier fault there is taken back.
 
         path: a file of the feed ("zirknews.xml", "all/Packages.gz"), or any path of the
@@ -142,17 +149,20 @@ class FeedServer(object):
             unless one is given.
         body: a byte string to send instead of the file.
         headers: further headers, pairs of strings.
+        answer: what is sent in place of status line, headers and body, as it is: an iterable
+            of byte strings, and of numbers for seconds of silence. The connection is closed
+            behind it.
         stall: one of POINTS: stay silent there, with the connection open, for some seconds
             (a number) or, with None, until release() is called on the result or on the
             server.
         drop: one of POINTS: close the connection there, without more. At "middle" the body
             is shorter than its announced length. A stall at the same point comes first.
-        reset: drop with a TCP reset instead of an orderly end.
+        reset: drop, or end the `answer`, with a TCP reset instead of an orderly end.
         times: how many requests the fault strikes; None is all of them.
 
         Returns the Fault.
         """
-        fault = Fault(status, body, headers, stall, seconds, drop, reset, times)
+        fault = Fault(status, body, headers, answer, stall, seconds, drop, reset, times)
         with self._lock:
             self._retire(self._path(path))
             self._faults[self._path(path)] = fault
@@ -184,7 +194,7 @@ class FeedServer(object):
     def _retire(self, path):
         """Take a fault back. What it stalls goes on, so it is not closed before stop()."""
         fault = self._faults.pop(path, None)
-        if fault is not None and fault.stall:
+        if fault is not None and fault.waits:
             fault.release()
             self._retired_faults.append(fault)
 
@@ -292,6 +302,9 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
     def do_GET(self):
         feed = self.server.feed
         fault = feed._note_request(self.path)
+        if fault is not None and fault.answer is not None:
+            self._send_as_it_is(fault)
+            return
         status = 200 if fault is None else fault.status
         body = None if fault is None else fault.body
         if body is None and status == 200:
@@ -326,16 +339,29 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
             return
         if fault.stall == point:
             self.wfile.flush()
-            if not fault.wait(self.connection):
+            if not fault.wait(self.connection, fault.seconds):
                 raise _Dropped
         if fault.drop == point:
             self.wfile.flush()
-            if fault.reset:
-                # With a linger time of zero, close() resets the connection.
-                self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
-                                           struct.pack("ii", 1, 0))
-                self.connection.close()
+            self._hang_up(fault)
             raise _Dropped
+
+    def _send_as_it_is(self, fault):
+        """Send the pieces of the fault's own answer, with their silences."""
+        for piece in fault.answer:
+            if isinstance(piece, str):
+                self.connection.sendall(piece)
+            elif not fault.wait(self.connection, piece):
+                return
+        self._hang_up(fault)
+
+    def _hang_up(self, fault):
+        """End the connection with a reset, if the fault says so."""
+        if fault.reset:
+            # With a linger time of zero, close() resets the connection.
+            self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER,
+                                       struct.pack("ii", 1, 0))
+            self.connection.close()
 
     def log_message(self, *_):
         pass

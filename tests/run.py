@@ -29,12 +29,14 @@ import unittest
 PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DURATIONS = os.path.join(PROJECT, "build", "test-seconds.json")
 DIRECTORIES = ["tests/receiver", "tests/desk", "tests/browser"]
+ROWS = os.path.join(PROJECT, "build", "test-rows.json")
 TIMEOUT = 300  # seconds for a test file; after that it says where it is, and ends
 GRACE = 15     # more seconds for one that cannot even do that, being stuck in C code
 
 
 # The process of one test file. It writes a report, one JSON list a line, while it goes:
-# ["start", name], then ["passed", name] or ["failed", name, text], and ["end"] as the last line.
+# ["start", name], then ["passed", name, rows], ["failed", name, text] or ["skipped", name, reason],
+# and ["end"] as the last line. The rows are what the test has recorded for docs/reliability.md.
 
 class Report(unittest.TestResult):
     """Notes the outcome of every test in the report file at once."""
@@ -43,6 +45,7 @@ class Report(unittest.TestResult):
         unittest.TestResult.__init__(self)
         self._stream = stream
         self._failures = []
+        self._skipped = False
         self._where = None
 
     def note(self, *values):
@@ -56,6 +59,7 @@ class Report(unittest.TestResult):
     def startTest(self, test):
         unittest.TestResult.startTest(self, test)
         self._failures = []
+        self._skipped = False
         self._where = label(test)
         self.note("start", self._where)
 
@@ -63,8 +67,8 @@ class Report(unittest.TestResult):
         unittest.TestResult.stopTest(self, test)
         if self._failures:
             self.note("failed", self._where, "\n".join(self._failures))
-        else:
-            self.note("passed", self._where)
+        elif not self._skipped:
+            self.note("passed", self._where, getattr(test, "rows", []))
         self._where = None
 
     def _failed(self, test, text):
@@ -79,6 +83,10 @@ class Report(unittest.TestResult):
     addFailure = addError
 
     def addSkip(self, test, reason):
+        if os.environ.get("KELVARO_SANDBOX") == "proot":
+            self._skipped = True  # what needs a file system of its own, say
+            self.note("skipped", label(test), reason)
+            return
         self._failed(test, "skipped (%s): a test that does not run shows nothing" % reason)
 
     def addExpectedFailure(self, test, err):
@@ -145,6 +153,8 @@ class TestFile(object):
         self.path = path
         self.passed = 0
         self.failures = []  # pairs (name, text)
+        self.skipped = []  # pairs (name, reason)
+        self.rows = {}  # name of a passed test: what it has recorded
         self.seconds = 0.0
 
     def run(self, directory, patterns):
@@ -187,6 +197,11 @@ class TestFile(object):
                 running = note[1]
             elif kind == "passed":
                 self.passed += 1
+                if note[2]:
+                    self.rows[note[1]] = note[2]
+                running = None
+            elif kind == "skipped":
+                self.skipped.append((note[1], note[2]))
                 running = None
             elif kind == "failed":
                 self._fail(note[1], note[2])
@@ -259,7 +274,7 @@ def run_all(files, patterns, jobs):
                 test_file.run(own, patterns)
             except Exception:
                 test_file.failures.append((u"the runner", traceback.format_exc().decode("latin-1")))
-            if test_file.passed or test_file.failed:
+            if test_file.passed or test_file.failed or test_file.skipped:
                 with lock:
                     print("%-48s %6.1f s %4d passed%s" % (
                         test_file.path, test_file.seconds, test_file.passed,
@@ -309,6 +324,32 @@ def keep_durations(durations):
         pass  # there is no build directory: nothing is lost but time
 
 
+def keep_rows(files, whole):
+    """Remember what the tests have recorded, for tools/reliability.py; None is for one skipped.
+
+    files: the TestFiles that ran. whole: all have run, so that nothing else is to be kept.
+    """
+    rows = {}
+    if not whole:
+        try:
+            with open(ROWS) as stream:
+                rows = json.load(stream)
+        except (IOError, ValueError):
+            pass
+    for test_file in files:
+        for name, _ in test_file.failures:
+            rows.pop("%s %s" % (test_file.path, name), None)
+        for name, _ in test_file.skipped:
+            rows["%s %s" % (test_file.path, name)] = None
+        for name, recorded in test_file.rows.items():
+            rows["%s %s" % (test_file.path, name)] = recorded
+    try:
+        with open(ROWS, "w") as stream:
+            json.dump(rows, stream, indent=0, sort_keys=True)
+    except IOError:
+        pass  # there is no build directory, and no document made of them
+
+
 def show(text):
     """Print text as UTF-8, whatever the terminal's encoding is."""
     print(text.encode("utf-8"))
@@ -340,9 +381,12 @@ def main(arguments):
     files = [TestFile(path) for path in
              sorted(paths, key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, options.patterns, options.jobs)
+    keep_rows(files, whole=not options.patterns and not options.directories)
     if not options.patterns:
         keep_durations(dict((test_file.path, test_file.seconds) for test_file in files))
     for test_file in files:
+        for name, reason in test_file.skipped:
+            show(u"%s: %s: skipped: %s" % (test_file.path, name, reason))
         for name, text in test_file.failures:
             show(u"\n%s\n%s: %s\n%s" % (u"-" * 80, test_file.path, name, text.rstrip()))
     passed = sum(test_file.passed for test_file in files)

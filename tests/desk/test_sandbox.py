@@ -84,6 +84,9 @@ class Means(object):
         self.assertNotIn("SECRET", result.stdout)
         self.assertIn("HOME=/root\n", result.stdout)
 
+    def test_the_command_can_tell_the_means(self):
+        self.assertEqual(self.output("echo $KELVARO_SANDBOX"), self.means + "\n")
+
     def test_the_exit_status_is_the_commands(self):
         self.assertEqual(self.sandbox("sh", "-c", "exit 7").status, 7)
 
@@ -195,6 +198,11 @@ if BWRAP_WORKS:
                          KELVARO_SANDBOX="bwrap")
             self.assertEqual(result.stdout, "")
             self.assertEqual(result.stderr.count("Read-only file system"), 4, result.stderr)
+
+        def test_the_directory_for_temporary_files_can_be_full(self):
+            result = self.sandbox("sh", "-c", "cat /dev/zero > /tmp/zeros; wc -c < /tmp/zeros")
+            self.assertEqual(result, (0, "%d\n" % (64 << 20),
+                                      "cat: write error: No space left on device\n"))
 
 if PROOT_WORKS:
     class Proot(Means, unittest.TestCase):

@@ -175,6 +175,23 @@ class FaultTest(FeedServerTest):
                           headers=[("Location", self.server.address("moved.xml"))])
         self.assertEqual("moved", self.get())
 
+    def test_an_answer_of_ones_own_is_sent_as_it_is_with_its_silences(self):
+        pieces = ["HTTP/9.9 no ", SHORT, "status\n", "\0\xff"]
+        self.server.fault("zirknews.xml", answer=pieces)
+        start = time.time()
+        self.assertEqual((pieces[0] + pieces[2] + pieces[3], "end"), self.raw())
+        self.assertGreaterEqual(time.time() - start, SHORT)
+        self.server.fault("zirknews.xml", answer=["HTTP/1.0"], reset=True)
+        self.assertEqual(("HTTP/1.0", "reset"), self.raw())
+
+    def test_the_silence_of_an_answer_ends_when_it_is_released(self):
+        self.server.fault("zirknews.xml", answer=["a", 2 * LONG, "b"])
+        _, results = self.in_background(self.raw)
+        self.wait_until(lambda: self.server.requests)
+        self.server.release()
+        self.wait_until(lambda: results)
+        self.assertEqual([("ab", "end")], results)
+
     def test_a_fault_strikes_one_path_alone(self):
         self.server.fault("zirknews.xml", status=500)
         self.assertEqual("Package: one\n", self.get("all/Packages"))
