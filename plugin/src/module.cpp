@@ -100,11 +100,32 @@ void execute(Call& at) {
 }
 
 // Takes a half-built module away again: the interpreter would hand it to the next import as whole.
-void discard(PyObject* module, PyObject* name) {
+void discard(PyObject* name) {
   const PythonError pending = PythonError::fetch();
-  PyDict_DelItem(PyImport_GetModuleDict(), name);
-  _PyModule_Clear(module);  // its functions keep it, so it does not end by itself
+  PyObject* modules = PyImport_GetModuleDict();
+  PyObject* found = PyDict_GetItem(modules, name);
+  if (found != nullptr) {
+    Py_INCREF(found);
+    PyDict_DelItem(modules, name);
+    _PyModule_Clear(found);  // its functions keep it, so it does not end by itself
+    Py_DECREF(found);
+  }
   pending.restore();
+}
+
+// Fills the module; false when that failed, with the exception pending.
+bool fill(PyObject* module) {
+  Call at({"init Kelvaro", nullptr, nullptr}, module);
+  try {
+    bind("__builtins__", Object::of(PyEval_GetBuiltins()));
+    execute(at);
+    return true;
+  } catch (const PythonError& thrown) {
+    at.releaseAll();
+    thrown.restore();
+    at.report();
+    return false;
+  }
 }
 
 }  // namespace
@@ -112,23 +133,17 @@ void discard(PyObject* module, PyObject* name) {
 /// Called once by the interpreter when a program imports Kelvaro; leaves the import's exception
 /// pending when anything fails.
 extern "C" __attribute__((visibility("default"))) void initKelvaro() {
+  // The full name, also of a module in a package. Made first: even a module that there is no memory
+  // for may be half-built.
+  PyObject* name =
+      PyString_FromString(_Py_PackageContext != nullptr ? _Py_PackageContext : "Kelvaro");
+  if (name == nullptr) {
+    return;
+  }
   PyObject* module =
       Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen.");
-  if (module == nullptr) {
-    return;  // no memory even for an empty module
+  if (module == nullptr || !fill(module)) {
+    discard(name);
   }
-  Call at({"init Kelvaro", nullptr, nullptr}, module);
-  Ref name;
-  try {
-    name = Ref::share(global("__name__").borrow());
-    bind("__builtins__", Object::of(PyEval_GetBuiltins()));
-    execute(at);
-  } catch (const PythonError& thrown) {
-    at.releaseAll();
-    thrown.restore();
-    at.report();
-    if (name.bound()) {
-      discard(module, name.borrow());
-    }
-  }
+  Py_DECREF(name);
 }
