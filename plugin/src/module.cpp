@@ -102,14 +102,32 @@ void execute(const Globals& global, Line& at) {
 }
 
 // Takes a half-built module away again: the interpreter would hand it to the next import as whole.
-void discard(const Ref& module, const Ref& name) {
+void discard(const Ref& name) {
   PyObject* type = nullptr;
   PyObject* value = nullptr;
   PyObject* traceback = nullptr;
   PyErr_Fetch(&type, &value, &traceback);
-  PyDict_DelItem(PyImport_GetModuleDict(), name.borrow());
-  _PyModule_Clear(module.borrow());  // its functions keep it, so it does not end by itself
+  PyObject* modules = PyImport_GetModuleDict();
+  PyObject* found = PyDict_GetItem(modules, name.borrow());
+  if (found != nullptr) {
+    Ref module = Ref::share(found);
+    PyDict_DelItem(modules, name.borrow());
+    _PyModule_Clear(module.borrow());  // its functions keep it, so it does not end by itself
+  }
   PyErr_Restore(type, value, traceback);
+}
+
+void fill(const Ref& module) {
+  Globals global(module);
+  Line at({"init Kelvaro", nullptr, nullptr}, global);
+  try {
+    global.bind("__builtins__", Ref::share(PyEval_GetBuiltins()));
+    execute(global, at);
+  } catch (const PythonError& thrown) {
+    thrown.restore();
+    at.report();
+    raisePending();
+  }
 }
 
 }  // namespace
@@ -117,21 +135,19 @@ void discard(const Ref& module, const Ref& name) {
 /// Called once by the interpreter when a program imports Kelvaro; leaves the import's exception
 /// pending when anything fails.
 extern "C" __attribute__((visibility("default"))) void initKelvaro() {
+  // The full name of a module in a package.
+  const char* fullName = _Py_PackageContext != nullptr ? _Py_PackageContext : "Kelvaro";
   try {
-    Ref module = Ref::share(
-        Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen."));
-    Globals global(module);
-    Ref name = global("__name__");
-    Line at({"init Kelvaro", nullptr, nullptr}, global);
+    // Made first: even a module that there is no memory for may be half-built.
+    Ref name = Ref::take(PyString_FromString(fullName));
     try {
-      global.bind("__builtins__", Ref::share(PyEval_GetBuiltins()));
-      execute(global, at);
+      fill(Ref::share(Py_InitModule3("Kelvaro", nullptr,
+                                     "The image's news and software updates on the screen.")));
     } catch (const PythonError& thrown) {
       thrown.restore();
-      at.report();
-      discard(module, name);
+      discard(name);
     }
   } catch (const PythonError& thrown) {
-    thrown.restore();  // no memory even for an empty module
+    thrown.restore();
   }
 }

@@ -18,9 +18,12 @@ void setHandled(PyObject* type, PyObject* value, PyObject* traceback) {
   Py_XDECREF(oldType);
   Py_XDECREF(oldValue);
   Py_XDECREF(oldTraceback);
+  // There may be no memory for these names; what is pending then is only what was pending before.
+  PyErr_Fetch(&oldType, &oldValue, &oldTraceback);
   PySys_SetObject(const_cast<char*>("exc_type"), type);
   PySys_SetObject(const_cast<char*>("exc_value"), value);
   PySys_SetObject(const_cast<char*>("exc_traceback"), traceback);
+  PyErr_Restore(oldType, oldValue, oldTraceback);
 }
 
 }  // namespace
