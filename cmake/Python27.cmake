@@ -3,7 +3,7 @@
 # KELVARO_PYTHON_INCLUDE, the directory of a Python 2.7's headers, is all that is needed, and then no
 # interpreter runs: for cross builds. When it is empty, KELVARO_PYTHON, the path of an interpreter,
 # says where its headers are; when that is empty too, tools/python27 supplies one, for the processor
-# KELVARO_TARGET (empty: this machine's). Stops with a sentence when the interpreter is not a UCS-2
+# KELVARO_TARGET (empty: this machine's), or with KELVARO_DEBUG_PYTHON its debug interpreter. Stops with a sentence when the interpreter is not a UCS-2
 # Python 2.7. Headers of another Python stop the compiler (plugin/src/python/api.h).
 
 # kelvaro_find_headers(VARIABLE): sets VARIABLE to the directory of KELVARO_PYTHON's headers.
@@ -12,6 +12,8 @@ function(kelvaro_find_headers variable)
     set(target "")
     if(KELVARO_TARGET)
       set(target --target "${KELVARO_TARGET}")
+    elseif(KELVARO_DEBUG_PYTHON)
+      set(target --debug)
     endif()
     execute_process(COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/tools/python27" ${target}
                     OUTPUT_VARIABLE KELVARO_PYTHON OUTPUT_STRIP_TRAILING_WHITESPACE

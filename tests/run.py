@@ -1,13 +1,14 @@
 """Runs the tests: python2.7 tests/run.py [--jobs N] [--counts FILE] [PATTERN...]
 
-Each test file has a process of its own: those of tests/receiver run in a sandbox of their own, too
-(tools/sandbox), those of tests/desk on the machine, those of tests/browser there with Debian's
-Python 3, which has the browser's driver. A PATTERN takes the tests whose file, class or
+Each test file has a process of its own: those of tests/receiver and tests/memory run in a sandbox
+of their own, too (tools/sandbox), those of tests/browser on the machine with Debian's Python 3, which
+has the browser's driver, the others there as well. A PATTERN takes the tests whose file, class or
 name it is found in, as text or as a shell pattern ("tests/receiver/test_simulator.py TimerTest.*").
 A file that ends by a signal, or does not end, counts as one failed test, which names the test that
 ran.
 
-Prints a line for each file and, at the end, every failure in full. --counts writes the two numbers
+Prints a line for each file, what the tests have printed behind "figure: " and, at the end, every
+failure in full. --counts writes the two numbers
 "PASSED FAILED" to FILE. Exit status: 0, or 1 when a test failed or none was found.
 """
 from __future__ import print_function
@@ -16,6 +17,7 @@ import argparse
 import fnmatch
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -30,7 +32,8 @@ PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DURATIONS = os.path.join(PROJECT, "build", "test-seconds.json")
 DIRECTORIES = ["tests/receiver", "tests/desk", "tests/browser"]
 ROWS = os.path.join(PROJECT, "build", "test-rows.json")
-TIMEOUT = 300  # seconds for a test file; after that it says where it is, and ends
+# Seconds for a test file; after that it says where it is, and ends.
+TIMEOUT = int(os.environ.get("KELVARO_TIMEOUT", 300))
 GRACE = 15     # more seconds for one that cannot even do that, being stuck in C code
 
 
@@ -149,8 +152,10 @@ def run_file(path, report_path, patterns):
 class TestFile(object):
     """A test file, its process and what has become of it."""
 
-    def __init__(self, path):
+    def __init__(self, path, writable=()):
         self.path = path
+        self.writable = list(writable)  # further directories that its sandbox shows as writable
+        self.figures = []  # lines to be printed
         self.passed = 0
         self.failures = []  # pairs (name, text)
         self.skipped = []  # pairs (name, reason)
@@ -162,8 +167,10 @@ class TestFile(object):
         report = os.path.join(directory, "report")
         command = ["python2.7", "-O", os.path.join(PROJECT, "tests", "run.py"),
                    "--file", self.path, "--report", report, "--"] + patterns
-        if self.path.startswith("tests/receiver/"):
-            command = [os.path.join(PROJECT, "tools", "sandbox"), "--writable", directory] + command
+        if self.path.startswith(("tests/receiver/", "tests/memory/")):
+            writable = [word for path in [directory] + self.writable
+                        for word in ("--writable", path)]
+            command = [os.path.join(PROJECT, "tools", "sandbox")] + writable + command
         elif self.path.startswith("tests/browser/"):
             command[:2] = ["/usr/bin/python3"]
         else:
@@ -180,6 +187,7 @@ class TestFile(object):
             text = output.read().decode("utf-8", "replace")
         self.seconds = time.time() - begin
         self._read(report, ending(status))
+        self.figures = re.findall("^figure: (.*)$", text, re.MULTILINE)
         if self.failures and text:
             self.failures.append(("(its output)", text))
 
@@ -279,6 +287,8 @@ def run_all(files, patterns, jobs):
                     print("%-48s %6.1f s %4d passed%s" % (
                         test_file.path, test_file.seconds, test_file.passed,
                         ", %d failed" % test_file.failed if test_file.failed else ""))
+                    for figure in test_file.figures:
+                        print("    %s" % figure)
                     sys.stdout.flush()
 
     threads = [threading.Thread(target=work) for _ in range(jobs)]
@@ -361,6 +371,8 @@ def main(arguments):
     parser.add_argument("--counts", help="a file for the numbers of passed and failed tests")
     parser.add_argument("--in", dest="directories", action="append", metavar="DIRECTORY",
                         help="a directory of test files, in place of the usual ones")
+    parser.add_argument("--writable", action="append", default=[], metavar="DIRECTORY",
+                        help="a directory that the tests in sandboxes may write to")
     parser.add_argument("--file", help=argparse.SUPPRESS)
     parser.add_argument("--report", help=argparse.SUPPRESS)
     parser.add_argument("patterns", nargs="*", metavar="PATTERN")
@@ -378,7 +390,7 @@ def main(arguments):
     # The longest first, so that none is left alone at the end.
     durations = last_durations()
     paths = find_files(options.directories or DIRECTORIES)
-    files = [TestFile(path) for path in
+    files = [TestFile(path, options.writable) for path in
              sorted(paths, key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, options.patterns, options.jobs)
     keep_rows(files, whole=not options.patterns and not options.directories)

@@ -27,7 +27,9 @@ WATCHED = [None, True, False, (), "", u"", 0, 1, 2, 5.0] + list(range(3, 100)) +
 
 
 def memory():
-    """Return the process's resident memory in bytes."""
+    """Return the process's memory in bytes: what is resident, or what is held if that is known."""
+    if "faults" in sys.builtin_module_names:  # a sanitizer keeps freed memory for a while
+        return __import__("faults").held()
     with open("/proc/self/statm") as stream:
         return int(stream.read().split()[1]) * resource.getpagesize()
 
