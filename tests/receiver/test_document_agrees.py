@@ -191,6 +191,15 @@ class DocumentsAgree(unittest.TestCase):
         outer, inner = result[1][1][0][1]  # entries: type, [title, items, kind]
         self.assertEqual(outer[1][1], inner[1][1])
 
+    def test_hundreds_of_everything_in_a_row(self):
+        for require in ("", " require='x'", " require='x,duo2'"):
+            for name in ("update", "title", "item", "itemtext", "description", "other"):
+                for content in ("<title>t</title>", "t", ""):
+                    many = "<%s%s>%s</%s>" % (name, require, content, name) * 300
+                    document = ("<n><update><title>t</title><item>%s</item>%s</update>%s</n>"
+                                % (many, many, many))
+                    self.agree(document, "duo2", "300 of " + many[:40])
+
     def test_a_model_that_reads_otherwise_is_found_out(self):
         class Other(object):
             module = twins.model().module

@@ -66,8 +66,12 @@ void Call::end(PyObject* object) {
   running_ = running;
 }
 
-void Call::endStatement() {
-  statement_ = line_;
+void Call::beginStatement() {
+  line_ = ~line_;
+  endResults();
+}
+
+void Call::endResults() {
   while (results_ != kept_ + kMostKept) {
     PyObject* ended = *results_++;
     Py_DECREF(ended);
@@ -82,7 +86,7 @@ void Call::release(Mark mark) {
 }
 
 void Call::releaseAll() {
-  endStatement();
+  endResults();
   release(kept_);
 }
 
@@ -177,7 +181,7 @@ void Call::report() noexcept {
                 name_.scope != nullptr ? name_.scope : "", name_.function != nullptr ? "." : "",
                 name_.function != nullptr ? name_.function : "");
   // The line of a traceback entry is worked out from the code object: one that begins at it.
-  PyCodeObject* code = PyCode_NewEmpty(kSource, name, line_);
+  PyCodeObject* code = PyCode_NewEmpty(kSource, name, number());
   PyFrameObject* frame =
       code == nullptr ? nullptr : PyFrame_New(PyThreadState_GET(), code, globals_, nullptr);
   // Also discards a failure to make these two: the exception itself is worth more than its entry.

@@ -41,7 +41,7 @@ class Call {
 
   /// Notes the line of the statement that begins.
   void operator()(int line) { line_ = line; }
-  int number() const { return line_; }
+  int number() const { return line_ < 0 ? ~line_ : line_; }
 
   /// A local variable that is assigned once.
   const Object& local(const Object& value);
@@ -54,8 +54,8 @@ class Call {
   /// The call that an operation belongs to. The results of the statement before end here.
   static Call& running() {
     Call& call = *running_;
-    if (call.statement_ != call.line_) {
-      call.endStatement();
+    if (call.line_ >= 0) {
+      call.beginStatement();
     }
     return call;
   }
@@ -84,15 +84,15 @@ class Call {
  private:
   friend class Caught;
   static constexpr std::size_t kMostKept = 64;
-  void endStatement();
+  void beginStatement();
+  void endResults();
   [[noreturn]] static void refuse(PyObject* fresh);
 
   QualifiedName name_;
   Ref module_;
   PyObject* globals_;
   Ref builtins_;  // found when first needed
-  int line_ = 0;
-  int statement_ = 0;  // the line whose results are kept
+  int line_ = 0;  // its complement once the statement's first operation has begun
   bool reported_ = false;
   bool handled_ = false;
   // What sys.exc_info() gave before the first handler of this call; members may be null.
