@@ -17,9 +17,10 @@ from benchmark import picture, table, translated  # noqa: E402
 
 SANDBOX = os.path.join(PROJECT, "tools", "sandbox")
 IMPLEMENTATIONS = ("python", "cython", "module")
-FLOORS = ("expat_typical", "pickle_typical", "expat_large", "pickle_large")
-ROWS = ("parse_typical", "parse_large", "parse_deep", "create_menu", "menu_rows", "key_yellow",
-        "open_detail", "body_text", "upgradable_list", "judge_listing")
+FLOORS = tuple(name for names in sorted(table.FLOORS.values()) for name in names)
+# The rows that are measured by calling something again and again: those of rows.py.
+ROWS = tuple(name for name, _, _ in table.DESCRIPTIONS
+             if name not in ("import_cost", "import_memory", "peak_large", "size"))
 
 
 class Worker(object):
