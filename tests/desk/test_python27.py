@@ -102,6 +102,7 @@ class Kept(unittest.TestCase):
 # A source that is built in no time. Its configure counts the builds and can be made to fail.
 CONFIGURE = r"""#!/bin/sh
 echo built >>"$KELVARO_MARKS/builds"
+printf '%s\n' "$@" >"$KELVARO_MARKS/options"
 test ! -e "$KELVARO_MARKS/broken" || { echo 'no such luck'; exit 1; }
 for argument; do
   case $argument in --prefix=*) bin='$(DESTDIR)'${argument#*=}/bin ;; esac
@@ -140,8 +141,13 @@ class Made(unittest.TestCase):
                             "XDG_CACHE_HOME": self.here + "/cache",
                             "PATH": self.here + "/bin:" + os.environ["PATH"]}
 
-    def make(self):
-        return run("tools/python27", **self.environment)
+    def make(self, *arguments):
+        return run("tools/python27", *arguments, **self.environment)
+
+    def options(self):
+        """What the last build was configured with."""
+        with open(self.here + "/options") as options:
+            return options.read().splitlines()
 
     def builds(self):
         with open(self.here + "/builds") as marks:
@@ -159,6 +165,21 @@ class Made(unittest.TestCase):
         self.assertEqual(self.make(), (0, result.stdout, ""))
         self.assertEqual(self.builds(), 1)
         self.assertEqual(self.kept(), [result.stdout.split("/")[-3]])
+
+    def test_the_debug_interpreter_is_another_one_beside_it(self):
+        usual = self.make().stdout
+        self.assertNotIn("--with-pydebug", self.options())
+        debug = self.make("--debug").stdout
+        self.assertIn("--with-pydebug", self.options())
+        self.assertIn("--without-pymalloc", self.options())
+        self.assertNotEqual(debug, usual)
+        self.assertEqual([self.make().stdout, self.make("--debug").stdout], [usual, debug])
+        self.assertEqual(self.builds(), 2)
+
+    def test_a_named_interpreter_does_not_stand_in_for_the_debug_one(self):
+        self.environment["KELVARO_PYTHON"] = sys.executable
+        self.assertNotEqual(self.make("--debug").stdout, sys.executable + "\n")
+        self.assertEqual(self.make().stdout, sys.executable + "\n")
 
     def test_its_makers_are_asked_for_the_pinned_file_where_no_mirror_has_it(self):
         self.make()

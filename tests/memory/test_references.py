@@ -18,7 +18,7 @@ from tests.memory import totals
 from tests.receiver import test_import_agrees, test_model_agrees, twins
 
 # So many generated cases are enough where not their answers but their ends are looked at; so many
-# kinds of failure of each operation; and one operation in so many.
+# kinds of failure of each operation; and one operation in so many, and fewer of the names.
 SEEDS = range(int(os.environ.get("KELVARO_SEEDS", 1)))
 KINDS = int(os.environ.get("KELVARO_KINDS", 1))
 STEP = int(os.environ.get("KELVARO_STEP", 1))
@@ -54,13 +54,15 @@ def balanced(case):
     class Balanced(case):
         def setUp(self):
             saved = test_model_agrees.SEEDS, test_model_agrees.ARGUMENT_SEEDS
-            self.addCleanup(self.put_back, saved)
-            self.put_back((SEEDS, SEEDS))
+            names = test_model_agrees.global_names
+            self.addCleanup(self.put_back, saved, names)
+            self.put_back((SEEDS, SEEDS), lambda: names()[::2 * STEP - 1])
             case.setUp(self)
             self.comparison = Balance()
 
-        def put_back(self, seeds):
+        def put_back(self, seeds, names):
             test_model_agrees.SEEDS, test_model_agrees.ARGUMENT_SEEDS = seeds
+            test_model_agrees.global_names = names
     Balanced.__name__ = case.__name__.replace("Agree", "KeepTheTotals")
     return Balanced
 
