@@ -2,8 +2,8 @@
 
 Each test file has a process of its own: those of tests/receiver and tests/memory run in a sandbox
 of their own, too (tools/sandbox), those of tests/browser on the machine with Debian's Python 3,
-which has the browser's driver, the others there as well. A PATTERN takes the tests whose file, class
-or name it is found in, as text or as a shell pattern ("tests/receiver/test_simulator.py
+which has the browser's driver, the others there as well. A PATTERN takes the tests whose file,
+class or name it is found in, as text or as a shell pattern ("tests/receiver/test_simulator.py
 TimerTest.*").
 A file that ends by a signal, or does not end, counts as one failed test, which names the test that
 ran.
