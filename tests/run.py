@@ -164,7 +164,7 @@ class TestFile(object):
         self.seconds = 0.0
 
     def run(self, directory, patterns):
-        """Run it; `directory` is an empty one for its report and output."""
+        """Run it; `directory` is an empty one for its report, its output and what takes room."""
         report = os.path.join(directory, "report")
         command = ["python2.7", "-O", os.path.join(PROJECT, "tests", "run.py"),
                    "--file", self.path, "--report", report, "--"] + patterns
@@ -176,7 +176,8 @@ class TestFile(object):
             command[:2] = ["/usr/bin/python3"]
         else:
             command[0] = sys.executable
-        environment = dict(os.environ, PYTHONDONTWRITEBYTECODE="1")
+        environment = dict(os.environ, PYTHONDONTWRITEBYTECODE="1",
+                           KELVARO_TEST_DIRECTORY=directory)
         begin = time.time()
         with open(os.path.join(directory, "output"), "w+b") as output:
             with open(os.devnull) as nothing:

@@ -24,7 +24,7 @@ counted = {"walks": 0}
 @atexit.register
 def show():
     if counted["walks"]:
-        print("figure: %(walks)d allocations failed in a module in use" % counted)
+        print("figure: allocations failed in a module in use: %(walks)d" % counted)
 
 
 class InUse(unittest.TestCase):

@@ -11,7 +11,6 @@ import atexit
 import imp
 import os
 import shutil
-import tempfile
 import unittest
 
 from tests.memory import totals
@@ -28,7 +27,7 @@ counted = {"operations": 0}
 
 @atexit.register
 def show():
-    print("figure: %(operations)d operations under reference check" % counted)
+    print("figure: operations under reference check: %(operations)d" % counted)
 
 
 class Balance(twins.Comparison):
@@ -79,7 +78,7 @@ class FailedImportsKeepTheTotals(test_import_agrees.ImportsAgree):
     """An import that fails can be repeated; one that succeeds happens once for a file."""
 
     def setUp(self):
-        self.directory = tempfile.mkdtemp()
+        self.directory = twins.directory_for_copies()
         self.addCleanup(shutil.rmtree, self.directory)
         self.files = 0
 

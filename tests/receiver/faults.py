@@ -4,6 +4,8 @@ import os
 import threading
 import time
 
+from tests.receiver.sampling import ONE_IN
+
 
 def descriptors():
     """Return how many files this process has open."""
@@ -44,7 +46,9 @@ class Recording(object):
     def record(self, table, order, *cells):
         """Add a row to one of the document's tables: what was found, not what was hoped for.
 
-        order: a number for the row's place in the table.
+        order: a number for the row's place in the table. Where fewer cases run, nothing is added.
         """
+        if ONE_IN > 1:
+            return
         self.__dict__.setdefault("rows", []).append(
             [table, order] + [str(cell) for cell in cells])

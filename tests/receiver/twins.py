@@ -83,7 +83,7 @@ def load_module():
     """
     if MODULE.endswith(".py"):
         return load_model()
-    directory = tempfile.mkdtemp()
+    directory = directory_for_copies()
     try:
         path = os.path.join(directory, "Kelvaro.so")
         shutil.copy(MODULE, path)
@@ -92,9 +92,18 @@ def load_module():
         shutil.rmtree(directory)
 
 
+def directory_for_copies():
+    """Make a directory for copies of the module.
+
+    A removed copy takes room where it was while the process lives that has loaded it, and there is
+    little in /tmp of the sandbox: so it lies where the process of a test file may write besides.
+    """
+    return tempfile.mkdtemp(dir=os.environ.get("KELVARO_TEST_DIRECTORY"))
+
+
 def load_in_package(load):
     """Import the model or the module, by its loading function, as `plugins.Kelvaro`."""
-    directory = tempfile.mkdtemp()
+    directory = directory_for_copies()
     try:
         package = imp.new_module("plugins")
         package.__path__ = [directory]
