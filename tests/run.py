@@ -1,16 +1,17 @@
-"""Runs the tests: python2.7 tests/run.py [--jobs N] [--counts FILE] [PATTERN...]
+"""Runs the tests: python2.7 tests/run.py [OPTION...] [PATTERN...]
 
-Each test file has a process of its own: those of tests/receiver and tests/memory run in a sandbox
-of their own, too (tools/sandbox), those of tests/browser on the machine with Debian's Python 3,
-which has the browser's driver, the others there as well. A PATTERN takes the tests whose file,
-class or name it is found in, as text or as a shell pattern ("tests/receiver/test_simulator.py
+Each test file has a process of its own: those of SANDBOXED run in a sandbox of their own, too
+(tools/sandbox), those of tests/browser on the machine with Debian's Python 3, which has the
+browser's driver, the others there as well. A PATTERN takes the tests whose file,
+class or name it is found in, as text or as a shell pattern ("tests/simulator/test_simulator.py
 TimerTest.*").
 A file that ends by a signal, or does not end, counts as one failed test, which names the test that
 ran.
 
 Prints a line for each file, what the tests have printed behind "figure: " and, at the end, every
-failure in full. --counts writes the two numbers
-"PASSED FAILED" to FILE. Exit status: 0, or 1 when a test failed or none was found.
+failure in full. --counts FILE writes the two numbers "PASSED FAILED" to FILE, --figures FILE a line
+"WHAT<tab>VALUE" for each printed "figure: WHAT: VALUE". Exit status: 0, or 1 when a test failed or
+none was found.
 """
 from __future__ import print_function
 
@@ -31,7 +32,8 @@ import unittest
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DURATIONS = os.path.join(PROJECT, "build", "test-seconds.json")
-DIRECTORIES = ["tests/receiver", "tests/desk", "tests/browser"]
+DIRECTORIES = ["tests/receiver", "tests/simulator", "tests/model", "tests/desk", "tests/browser"]
+SANDBOXED = ("tests/receiver/", "tests/simulator/", "tests/model/", "tests/memory/")
 ROWS = os.path.join(PROJECT, "build", "test-rows.json")
 # Seconds for a test file; after that it says where it is, and ends.
 TIMEOUT = int(os.environ.get("KELVARO_TIMEOUT", 300))
@@ -120,14 +122,37 @@ def tests_in(suite):
             yield test
 
 
-def chosen(path, name, patterns):
-    """Tell whether a test of the file `path` is among those that `patterns` ask for."""
-    whole = "%s %s" % (path, name)
-    return not patterns or any(pattern in whole or fnmatch.fnmatchcase(whole, pattern)
-                               for pattern in patterns)
+def matches(text, pattern):
+    """Tell whether the pattern is found in the text, or is a shell pattern for all of it."""
+    return pattern in text or fnmatch.fnmatchcase(text, pattern)
 
 
-def run_file(path, report_path, patterns):
+class Choice(object):
+    """Which tests run: those that match one of `patterns`, or all; and none of `without`."""
+
+    def __init__(self, patterns, without):
+        self.patterns = patterns
+        self.without = without
+
+    def arguments(self):
+        """Return the same for the command line."""
+        return ["--without=" + pattern for pattern in self.without] + ["--"] + self.patterns
+
+    def takes(self, path, name):
+        """Tell whether a test of the file `path` runs."""
+        whole = "%s %s" % (path, name)
+        return ((not self.patterns or any(matches(whole, pattern) for pattern in self.patterns)) and
+                not any(matches(whole, pattern) for pattern in self.without))
+
+    def may_take_from(self, path):
+        """Tell whether one may: a pattern that names a file says nothing of others."""
+        files = [pattern.partition(".py") for pattern in self.patterns]
+        return ((not files or any(not ending or matches(path, name + ending)
+                                  for name, ending, _ in files)) and
+                not any(matches(path, pattern) for pattern in self.without))
+
+
+def run_file(path, report_path, choice):
     """Run the tests of one file in this process; what happens goes to the report."""
     sys.path[0] = PROJECT  # this script's own directory until now
     with open(report_path, "w") as stream:
@@ -144,7 +169,7 @@ def run_file(path, report_path, patterns):
         module = path[:-len(".py")].replace("/", ".")
         suite = unittest.defaultTestLoader.loadTestsFromName(module)
         unittest.TestSuite([test for test in tests_in(suite)
-                            if chosen(path, label(test), patterns)]).run(report)
+                            if choice.takes(path, label(test))]).run(report)
         report.note("end")
 
 
@@ -163,12 +188,12 @@ class TestFile(object):
         self.rows = {}  # name of a passed test: what it has recorded
         self.seconds = 0.0
 
-    def run(self, directory, patterns):
+    def run(self, directory, choice):
         """Run it; `directory` is an empty one for its report, its output and what takes room."""
         report = os.path.join(directory, "report")
         command = ["python2.7", "-O", os.path.join(PROJECT, "tests", "run.py"),
-                   "--file", self.path, "--report", report, "--"] + patterns
-        if self.path.startswith(("tests/receiver/", "tests/memory/")):
+                   "--file", self.path, "--report", report] + choice.arguments()
+        if self.path.startswith(SANDBOXED):
             writable = [word for path in [directory] + self.writable
                         for word in ("--writable", path)]
             command = [os.path.join(PROJECT, "tools", "sandbox")] + writable + command
@@ -266,7 +291,7 @@ def ending(status):
     return "it ended with status %d" % status
 
 
-def run_all(files, patterns, jobs):
+def run_all(files, choice, jobs):
     """Run the test files, `jobs` at a time, and print a line for each."""
     waiting = list(reversed(files))
     lock = threading.Lock()
@@ -281,7 +306,7 @@ def run_all(files, patterns, jobs):
             own = os.path.join(directory, test_file.path.replace("/", "."))
             os.mkdir(own)
             try:
-                test_file.run(own, patterns)
+                test_file.run(own, choice)
             except Exception:
                 test_file.failures.append((u"the runner", traceback.format_exc().decode("latin-1")))
             if test_file.passed or test_file.failed or test_file.skipped:
@@ -305,9 +330,6 @@ def run_all(files, patterns, jobs):
         for thread in threads:
             thread.join()
         shutil.rmtree(directory, ignore_errors=True)
-
-
-LONGEST = ["tests/receiver/test_model_agrees.py", "tests/receiver/test_document_agrees.py"]
 
 
 def find_files(directories):
@@ -371,16 +393,20 @@ def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__.split(":")[0])
     parser.add_argument("--jobs", type=int, default=2, help="test files at a time")
     parser.add_argument("--counts", help="a file for the numbers of passed and failed tests")
+    parser.add_argument("--figures", help="a file for the figures that the tests print")
     parser.add_argument("--in", dest="directories", action="append", metavar="DIRECTORY",
                         help="a directory of test files, in place of the usual ones")
     parser.add_argument("--writable", action="append", default=[], metavar="DIRECTORY",
                         help="a directory that the tests in sandboxes may write to")
+    parser.add_argument("--without", action="append", default=[], metavar="PATTERN",
+                        help="leaves out the tests whose file, class or name it is found in")
     parser.add_argument("--file", help=argparse.SUPPRESS)
     parser.add_argument("--report", help=argparse.SUPPRESS)
     parser.add_argument("patterns", nargs="*", metavar="PATTERN")
     options = parser.parse_args(arguments)
+    choice = Choice(options.patterns, options.without)
     if options.file:
-        run_file(options.file, options.report, options.patterns)
+        run_file(options.file, options.report, choice)
         return 0
 
     def end(number, frame):
@@ -391,12 +417,14 @@ def main(arguments):
 
     # The longest first, so that none is left alone at the end.
     durations = last_durations()
-    paths = find_files(options.directories or DIRECTORIES)
+    paths = [path for path in find_files(options.directories or DIRECTORIES)
+             if choice.may_take_from(path)]
     files = [TestFile(path, options.writable) for path in
              sorted(paths, key=lambda path: -durations.get(path, TIMEOUT))]
-    run_all(files, options.patterns, options.jobs)
-    keep_rows(files, whole=not options.patterns and not options.directories)
-    if not options.patterns:
+    run_all(files, choice, options.jobs)
+    whole = not (options.patterns or options.without or options.directories)
+    keep_rows(files, whole)
+    if whole:
         keep_durations(dict((test_file.path, test_file.seconds) for test_file in files))
     for test_file in files:
         for name, reason in test_file.skipped:
@@ -406,11 +434,15 @@ def main(arguments):
     passed = sum(test_file.passed for test_file in files)
     failed = sum(test_file.failed for test_file in files)
     if passed + failed == 0:
-        print("No test matches %s." % " ".join(options.patterns))
+        print("No test is chosen by: %s" % " ".join(choice.arguments()))
         failed = 1
     if options.counts:
         with open(options.counts, "w") as stream:
             stream.write("%d %d\n" % (passed, failed))
+    if options.figures:
+        with open(options.figures, "w") as stream:
+            for figure in sorted(sum((test_file.figures for test_file in files), [])):
+                stream.write("%s\t%s\n" % tuple(figure.rsplit(": ", 1)))
     return 1 if failed else 0
 
 

@@ -1,9 +1,9 @@
-"""Prints the coverage that gcov has counted: python2.7 tools/coverage.py EXPLAINED <COUNTS
+"""Prints the coverage that gcov has counted: python2.7 tools/coverage.py EXPLAINED FIGURES <COUNTS
 
 COUNTS: what `gcov --json-format --stdout --branch-probabilities` prints, one JSON object a line
 (gcov's documentation has the format). EXPLAINED: a file of lines "SOURCE: TEXT: REASON"; it
 explains the lines of plugin/src/SOURCE that contain TEXT. Empty lines and those that begin with #
-explain nothing.
+explain nothing. FIGURES: the file for the sums, lines "WHAT<tab>VALUE".
 
 Exit status: 0; 1 when a line is neither run nor explained, or an explanation is not needed.
 """
@@ -58,12 +58,12 @@ def read_explanations(path):
     return [[source, text, False] for source, text, _ in rows]
 
 
-def main(explained):
+def main(explained, figures):
     counts = read_counts(sys.stdin)
     explanations = read_explanations(explained)
     open_lines = []
     total = [0, 0, 0, 0]
-    print("%-24s %18s %18s" % ("", "lines", "branches"))
+    print("%-24s %20s %20s" % ("", "lines", "branches"))
     for source in sorted(counts):
         text = read_source(source)
         lines = counts[source]
@@ -81,6 +81,10 @@ def main(explained):
             if not reasons:
                 open_lines.append("%s%s:%d: %s" % (SOURCES, source, number, line))
     print_row("in all", total)
+    with open(figures, "w") as stream:
+        stream.write("lines\t%s\nbranches\t%s\n" % (share(*total[:2]), share(*total[2:])))
+        stream.write("lines not run, and why\t%d, in `%s`\n" % (
+            total[1] - total[0], os.path.relpath(explained, PROJECT)))
     unneeded = ["%s: %s" % (one[0], one[1]) for one in explanations if not one[2]]
     print("%d lines that are not run are explained." % (total[1] - total[0] - len(open_lines)))
     for title, found in (("These lines are not run and not explained:", open_lines),
@@ -92,9 +96,12 @@ def main(explained):
 
 
 def print_row(name, row):
-    print("%-24s %5d of %5d %3.0f%% %5d of %5d %3.0f%%" % (
-        name, row[0], row[1], 100.0 * row[0] / max(1, row[1]),
-        row[2], row[3], 100.0 * row[2] / max(1, row[3])))
+    print("%-24s %20s %20s" % (name, share(*row[:2]), share(*row[2:])))
+
+
+def share(part, whole):
+    """Return, say, "9 of 10 (90 %)"; what is not all is not 100 %."""
+    return "%d of %d (%d %%)" % (part, whole, 100 * part // max(1, whole))
 
 
 if __name__ == "__main__":

@@ -2,13 +2,14 @@
 
     "$(tools/python27)" tools/reliability.py                  after ./test: write
     "$(tools/python27)" tools/reliability.py --check COUNTS   tell whether it is current
+    "$(tools/python27)" tools/reliability.py --keep NAME      keep figures for the next writing
 
 Each table stands between two comments that name it. There are three kinds:
 
     rows NAME     what tests have recorded under this name, from build/test-rows.json, which a
                   run of all tests leaves. These are checked.
     soak          build/reliability/soak.json, which tools/soak leaves
-    figures NAME  build/reliability/NAME.json: {"figures": [["what it is", "its value"], ...]}
+    figures NAME  what --keep NAME has read: a line "WHAT<tab>VALUE" for each figure
 
 Tables of the last two kinds are of long runs that came out well; where there was none here they
 stay as they are.
@@ -74,15 +75,28 @@ def recorded():
             None in kept.values())
 
 
+def path_of_figures(name):
+    """Return the path of the file that keeps the figures of this name."""
+    return os.path.join(FIGURES, "%s.json" % name)
+
+
+def keep(name, lines):
+    """Keep the figures of a long run; each line is "WHAT<tab>VALUE"."""
+    if not os.path.isdir(FIGURES):
+        os.makedirs(FIGURES)
+    with open(path_of_figures(name), "w") as stream:
+        json.dump([line.rstrip("\n").split("\t") for line in lines], stream)
+
+
 def figures(kind, name):
     """Return the table of a long run, or None where there was none."""
-    found = load(os.path.join(FIGURES, "%s.json" % (name or kind)))
+    found = load(path_of_figures(name or kind))
     if found is None:
         return None
     if kind == "soak":
         return table([head for _, head in SOAK],
                      [[sample[key] for key, _ in SOAK] for sample in found])
-    return table(["figure", "value"], found["figures"])
+    return table(["figure", "value"], found)
 
 
 def stale(name, found, text, skipped):
@@ -99,7 +113,11 @@ def stale(name, found, text, skipped):
 def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--check", metavar="COUNTS", help="only tell whether it is current")
+    parser.add_argument("--keep", metavar="NAME", help="keep the figures of standard input")
     options = parser.parse_args(arguments)
+    if options.keep:
+        keep(options.keep, sys.stdin)
+        return 0
     with io.open(DOCUMENT, encoding="utf-8") as stream:
         document = stream.read()
     found, skipped = recorded()

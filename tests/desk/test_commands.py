@@ -38,7 +38,7 @@ class Test(unittest.TestCase):
         self.assertTrue(result.stdout.endswith("\n0 passed, 1 failed\n"), result.stdout)
 
     def test_those_that_match_are_counted(self):
-        result = run("./test", "test_model_lines")
+        result = run("./test", "tests/model/test_lines.py")
         self.assertEqual(result.status, 0, result)
         self.assertRegexpMatches(result.stdout, r"\n[1-9]\d* passed, 0 failed\n\Z")
 

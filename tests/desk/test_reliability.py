@@ -33,6 +33,7 @@ class Reliability(unittest.TestCase):
         here = directory()
         self.directory = here.__enter__()
         self.addCleanup(here.__exit__, None, None, None)
+        self.addCleanup(setattr, sys, "stdin", sys.stdin)
         self.tool.DOCUMENT = os.path.join(self.directory, "document.md")
         self.tool.ROWS = os.path.join(self.directory, "rows.json")
         self.tool.FIGURES = self.directory
@@ -79,7 +80,8 @@ class Reliability(unittest.TestCase):
         self.assertEqual(self.check(), ("1 0\n", ""))
 
     def test_writes_the_figures_of_long_runs_that_there_were(self):
-        self.keep("fuzz", {"figures": [["executions", 12345]]})
+        with contextlib.closing(io.BytesIO(b"executions\t12345\n")) as sys.stdin:
+            self.assertEqual(self.run_tool("--keep", "fuzz"), (0, ""))
         sample = dict((key, number) for number, (key, _) in enumerate(self.tool.SOAK))
         self.keep("soak", [sample])
         self.run_tool()

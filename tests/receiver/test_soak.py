@@ -3,7 +3,7 @@
 import os
 import unittest
 
-from tests import soak
+from tests.receiver import soak
 
 # proot makes the start of a command ten times as slow.
 DAYS, OPENINGS = (8, 200) if os.environ["KELVARO_SANDBOX"] == "proot" else (20, 500)
