@@ -332,10 +332,13 @@ class NothingIsLost(unittest.TestCase):
     SHARED = [None, True, False, 0, 1, "", (), "menu", "update", "item", "all"]
 
     def round(self):
-        """Every walk of the module, each operation failing once; what is there afterwards."""
+        """Every walk of the module, each fourth operation failing; what is there afterwards.
+
+        The tests of memory, which count all references, have each of them fail.
+        """
         for scenario in scenarios.FIXED:
             operations = len(twins.run(twins.module(), scenario).log)
-            for fail_at in sampled(range(1, operations + 1)):
+            for fail_at in sampled(range(1, operations + 1, 4)):
                 twins.run(twins.module(), scenario, fail_at=fail_at,
                           error=ERRORS[fail_at % len(ERRORS)])
         gc.collect()
