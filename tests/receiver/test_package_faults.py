@@ -111,7 +111,7 @@ class Opkg(UpdatesTest, Recording):
                    block("enigma2-skin-blue", "3.4-r5", "3.5-r0"), True, ["a"])
 
     def test_megabytes(self):
-        names = sampled(["package%06d" % number for number in range(200000)])
+        names = sampled(["package%05d%s" % (number, "x" * 240) for number in range(20000)])
         listing = "".join("%s - 1 - 2\n" % name for name in names)
         self.install_opkg(listing, NOISE * 50000, listing)
         self.check(6, "5 MB of packages", "".join(block(name, "1", "2") for name in names),
