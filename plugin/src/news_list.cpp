@@ -239,9 +239,11 @@ void collect(const Object& document, const Object& news, Call& at) {
 
 bool collectQuickly(const Object& source, const Object& news, Call& at) {
   Document document;
+  // check(), since the import of expat may wait for other threads.
   if (!nobodyLooks(source) ||
-      !document.read(PyString_AS_STRING(source.borrow()),
-                     static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest())) {
+      at.check(document.read(PyString_AS_STRING(source.borrow()),
+                             static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())),
+                             deepest())) == 0) {
     return false;
   }
   collectFrom(Node{&document, Node::kWhole}, news, at);

@@ -199,7 +199,6 @@ Caught::Caught(Call& at, const PythonError& thrown) : at_(at) {
   at.reported_ = false;
   PythonError error = PythonError::fetch();
   PyErr_NormalizeException(&error.type, &error.value, &error.traceback);
-  Call::running_ = &at;
   type_ = &at.own(error.type);
   value_ = &at.own(error.value);
   // Without memory for its entry an exception may have no traceback.
@@ -215,10 +214,11 @@ Caught::Caught(Call& at, const PythonError& thrown) : at_(at) {
   const PythonError handled{type_->borrow(), value_->borrow(), traceback_->borrow()};
   handled.share();
   setHandled(handled);
+  Call::running_ = &at;
 }
 
 bool Caught::is(const Object& kind) const {
-  return PyErr_GivenExceptionMatches(type_->borrow(), kind.borrow()) != 0;
+  return at_.check(PyErr_GivenExceptionMatches(type_->borrow(), kind.borrow())) != 0;
 }
 
 void Caught::rethrow() {
@@ -243,7 +243,7 @@ void each::advance() {
   at_(header_);
   Call& call = Call::running();
   PyObject* next = PyIter_Next(iterator_.borrow());
-  const bool over = next == nullptr && PyErr_Occurred() == nullptr;
+  const bool over = call.check(next == nullptr && PyErr_Occurred() == nullptr) != 0;
   const Object* kept = over ? nullptr : &call.keep(next);
   at_.release(over ? loop_ : turn_);
   member_ = over ? nullptr : &at_.local(*kept);
