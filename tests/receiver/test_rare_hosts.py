@@ -155,6 +155,23 @@ attempt_with(None)
         self.assertEqual(plain, ["from-import-* object has no __dict__ and no __all__", False])
         self.assertEqual(own, plain)
 
+    def test_that_fails_spares_what_another_has_put_in_its_place(self):
+        own, left = run(self.LOAD + """
+class Names(object):
+    __all__ = ["name"]
+    @property
+    def name(self):
+        sys.modules["Kelvaro"] = other
+other = types.ModuleType("other")
+other.left = 1
+sys.modules["Tools.Directories"] = Names()
+sys.modules["skin"] = None
+attempt_with(None)
+results.append(vars(other).get("left"))
+""")
+        self.assertEqual(own, ["No module named skin", False])
+        self.assertEqual(left, 1)
+
 
 if __name__ == "__main__":
     unittest.main()
