@@ -212,8 +212,8 @@ const Object* lookInto(const Object* module, Name name) {
   return found == nullptr ? nullptr : &Object::of(found);
 }
 
-// Whether the compact tree may stand in for minidom: only where nobody could tell. Not when a part
-// that Python code would go through has been replaced, or the model is anything but plain.
+// Whether the compact tree may stand in for minidom: not when skip_entry or parseString have been
+// replaced, or the model is anything but plain. What is changed inside minidom goes unnoticed.
 bool nobodyLooks(const Object& source) {
   const Object* minidom = lookInto(lookInto(findGlobal("xml"), "dom"), "minidom");
   const Object* parseString = lookInto(minidom, "parseString");

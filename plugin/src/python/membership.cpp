@@ -4,7 +4,7 @@ namespace python {
 
 Membership::Membership(const Object& members, Call& at) : members_(at.local(members)) {
   PyObject* list = members.borrow();
-  // Nobody else may be able to change it: the two references are the statement's and the variable's.
+  // Two references, the statement's and the variable's: nobody else can change the list.
   if (!PyList_CheckExact(list) || Py_REFCNT(list) > 2) {
     return;
   }
