@@ -239,15 +239,15 @@ void collect(const Object& document, const Object& news, Call& at) {
 
 bool collectQuickly(const Object& source, const Object& news, Call& at) {
   Document document;
-  // check(), since the import of expat may wait for other threads.
-  if (!nobodyLooks(source) ||
-      at.check(document.read(PyString_AS_STRING(source.borrow()),
-                             static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())),
-                             deepest())) == 0) {
-    return false;
+  const bool quick =
+      nobodyLooks(source) &&
+      document.read(PyString_AS_STRING(source.borrow()),
+                    static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest());
+  at.resume();  // read() imports expat, and an import may wait for other threads
+  if (quick) {
+    collectFrom(Node{&document, Node::kWhole}, news, at);
   }
-  collectFrom(Node{&document, Node::kWhole}, news, at);
-  return true;
+  return quick;
 }
 
 }  // namespace kelvaro

@@ -76,7 +76,7 @@ void Call::endResults() {
     PyObject* ended = *results_++;
     Py_DECREF(ended);
   }
-  running_ = this;
+  resume();
 }
 
 void Call::release(Mark mark) {
@@ -91,7 +91,7 @@ void Call::releaseAll() {
 }
 
 const Object& Call::keep(PyObject* fresh) {
-  running_ = this;  // it may be another thread's meanwhile
+  resume();
   if (fresh == nullptr || results_ == locals_) {
     refuse(fresh);
   }
@@ -105,7 +105,7 @@ const Object& Call::share(PyObject* lent) {
 }
 
 int Call::check(int status) {
-  running_ = this;
+  resume();
   return require(status);
 }
 
@@ -214,7 +214,7 @@ Caught::Caught(Call& at, const PythonError& thrown) : at_(at) {
   const PythonError handled{type_->borrow(), value_->borrow(), traceback_->borrow()};
   handled.share();
   setHandled(handled);
-  Call::running_ = &at;
+  at.resume();
 }
 
 bool Caught::is(const Object& kind) const {
@@ -243,7 +243,8 @@ void each::advance() {
   at_(header_);
   Call& call = Call::running();
   PyObject* next = PyIter_Next(iterator_.borrow());
-  const bool over = call.check(next == nullptr && PyErr_Occurred() == nullptr) != 0;
+  call.resume();
+  const bool over = next == nullptr && PyErr_Occurred() == nullptr;
   const Object* kept = over ? nullptr : &call.keep(next);
   at_.release(over ? loop_ : turn_);
   member_ = over ? nullptr : &at_.local(*kept);
