@@ -91,17 +91,17 @@ const Object& packageChoice(const Object& record, int category, const Membership
   AT(236) const Object& name = at.local(record.item(0).attr("title")());
   AT(237) Local package(at, literal("enigma2-plugin-"));
   if (category != kNoCategory) {
-    AT(239 + 2 * category) package = package->plus(Name::ofTable(kCategories[category].prefix));
+    AT(239 + 2 * category) package.add(Name::ofTable(kCategories[category].prefix));
   }
-  AT(244) package = package->plus(record.item(0));
+  AT(244) package.add(record.item(0));
   AT(245) const Object& count = at.local(record.item(1));
   AT(246) Local action(at, literal(" - ").plus(global("_")("Remove")));
   AT(247)
   if (!installed.has(package)) {
     AT(248) action = literal(" - ").plus(global("_")("Install"));
-    AT(249) package = package->plus("_install");
+    AT(249) package.add("_install");
   } else {
-    AT(251) package = package->plus("_installed");
+    AT(251) package.add("_installed");
   }
   AT(252)
   return tuple({name.plus("   (").plus(global("str")(count)).plus(")").plus(action), package});

@@ -255,9 +255,6 @@ bool Document::read(const char* bytes, std::size_t size, std::size_t deepest) {
   if (parser == nullptr) {
     return false;
   }
-  if (expat->SetHashSalt != nullptr) {
-    expat->SetHashSalt(parser, static_cast<unsigned long>(_Py_HashSecret.prefix));
-  }
   Reader reader(*this, deepest);
   reader.install(*expat, parser);
   const bool whole = expat->Parse(parser, bytes, static_cast<int>(size), 1) == XML_STATUS_OK;

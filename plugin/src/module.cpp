@@ -100,14 +100,16 @@ void execute(Call& at) {
 }
 
 // Takes a half-built module away again: the interpreter would hand it to the next import as whole.
-void discard(PyObject* name) {
+void discard(PyObject* name, const PyObject* module) {
   const PythonError pending = PythonError::fetch();
   PyObject* modules = PyImport_GetModuleDict();
   PyObject* found = PyDict_GetItem(modules, name);
   if (found != nullptr) {
     Py_INCREF(found);
     PyDict_DelItem(modules, name);
-    _PyModule_Clear(found);  // its functions keep it, so it does not end by itself
+    if (found == module) {
+      _PyModule_Clear(found);  // its functions keep it, so it does not end by itself
+    }
     Py_DECREF(found);
   }
   pending.restore();
@@ -143,7 +145,7 @@ extern "C" __attribute__((visibility("default"))) void initKelvaro() {
   PyObject* module =
       Py_InitModule3("Kelvaro", nullptr, "The image's news and software updates on the screen.");
   if (module == nullptr || !fill(module)) {
-    discard(name);
+    discard(name, module);
   }
   Py_DECREF(name);
 }

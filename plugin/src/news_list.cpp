@@ -212,8 +212,8 @@ const Object* lookInto(const Object* module, Name name) {
   return found == nullptr ? nullptr : &Object::of(found);
 }
 
-// Whether the compact tree may stand in for minidom: only where nobody could tell. Not when a part
-// that Python code would go through has been replaced, or the model is anything but plain.
+// Whether the compact tree may stand in for minidom: not when skip_entry or parseString have been
+// replaced, or the model is anything but plain. What is changed inside minidom goes unnoticed.
 bool nobodyLooks(const Object& source) {
   const Object* minidom = lookInto(lookInto(findGlobal("xml"), "dom"), "minidom");
   const Object* parseString = lookInto(minidom, "parseString");
@@ -239,13 +239,15 @@ void collect(const Object& document, const Object& news, Call& at) {
 
 bool collectQuickly(const Object& source, const Object& news, Call& at) {
   Document document;
-  if (!nobodyLooks(source) ||
-      !document.read(PyString_AS_STRING(source.borrow()),
-                     static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest())) {
-    return false;
+  const bool quick =
+      nobodyLooks(source) &&
+      document.read(PyString_AS_STRING(source.borrow()),
+                    static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest());
+  at.resume();  // read() imports expat, and an import may wait for other threads
+  if (quick) {
+    collectFrom(Node{&document, Node::kWhole}, news, at);
   }
-  collectFrom(Node{&document, Node::kWhole}, news, at);
-  return true;
+  return quick;
 }
 
 }  // namespace kelvaro

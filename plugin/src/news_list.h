@@ -13,7 +13,7 @@ void collect(const python::Object& document, const python::Object& news, python:
 
 /// The same straight from the document's text, some thirty times faster. Returns false, and has
 /// done nothing, where minidom has to be asked: the document is malformed or uses what is rare (see
-/// Document::read), or somebody has replaced a part of the usual way and would miss being called.
+/// Document::read), or somebody has replaced skip_entry or parseString and would miss being called.
 bool collectQuickly(const python::Object& source, const python::Object& news, python::Call& at);
 
 }  // namespace kelvaro

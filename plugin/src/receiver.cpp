@@ -54,7 +54,7 @@ const Object& getHeader(Args /*args*/, Call& at) {
   for (const Model& model : kModels) {
     AT(line)
     if (global("vumodel").equals(Name::ofTable(model.key))) {
-      AT(line + 1) header = header->plus(Name::ofTable(model.text));
+      AT(line + 1) header.add(Name::ofTable(model.text));
       break;
     }
     line += 2;

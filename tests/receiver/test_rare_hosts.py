@@ -7,6 +7,25 @@ from tests.receiver.driving import ReceiverTest
 from tests.receiver.test_import_failures import run
 
 
+class Extended(object):
+    """What a text turns into when it is added to one: it notes what is added to it."""
+
+    def __init__(self):
+        self.parts = []
+
+    def __radd__(self, text):
+        self.parts.append(text)
+        return self
+
+    def __add__(self, text):
+        self.parts.append(text)
+        return self
+
+    def __iadd__(self, text):
+        self.parts.append(("+=", text))
+        return self
+
+
 class Running(ReceiverTest):
 
     def test_the_builtins_may_be_a_module_in_place_of_its_names(self):
@@ -52,6 +71,52 @@ class Running(ReceiverTest):
         self.assertEqual(browser.skins,
                          [("Bar-Hd   (3) - Remove", "enigma2-plugin-skin-bar-hd_installed")])
 
+    def test_installed_packages_may_change_while_the_lists_are_made(self):
+        self.open_news()
+        installed = []
+        self.replace("getInstalled", lambda: installed)
+        self.replace("_", lambda text: installed.append("enigma2-plugin-skin-bar-hd") or text)
+        self.box.press("yellow")
+        self.assertEqual(self.box.stack[0].skins,
+                         [("Bar-Hd   (3) - Remove", "enigma2-plugin-skin-bar-hd_installed")])
+
+    def test_the_text_of_a_thing_may_be_of_a_class_with_a_constructor(self):
+        class Text(str):
+            def __init__(self, thing):
+                made.append(thing)
+
+            def __str__(self):
+                return self
+
+        made = []
+        text = Text("item")
+        screen = self.module.ZirkUpdateInfo.__new__(self.module.ZirkUpdateInfo)
+        screen.infotxt = (u"Title", [(text, [])], u"info")
+        self.assertEqual(screen.getNews(), "* item\n")
+        self.assertEqual(made, ["item", text])
+
+    def test_a_version_may_be_extended_in_place(self):
+        self.replace("getZirkVersionString", Extended)
+        self.assertEqual(self.module.getHeader().parts, ["Zirk ", " (Vu+ ", ("+=", "Duo2)\n")])
+
+    def test_a_short_name_may_be_extended_in_place(self):
+        class Statistics(object):
+            def split(self, separator):
+                return ["SKINS", Record()]
+
+        class Record(object):
+            def split(self, separator):
+                return [name, "3"]
+
+        self.open_news()
+        name = Extended()
+        name.title = lambda: "Bar"
+        self.replace("getInstalled", lambda: [])
+        self.replace("getDownloadStats", Statistics)
+        self.box.press("yellow")
+        self.assertEqual(self.box.stack[0].skins, [("Bar   (3) - Install", name)])
+        self.assertEqual(name.parts, ["enigma2-plugin-skin-", ("+=", "_install")])
+
 
 class Importing(unittest.TestCase):
 
@@ -89,6 +154,23 @@ attempt_with(None)
 """)
         self.assertEqual(plain, ["from-import-* object has no __dict__ and no __all__", False])
         self.assertEqual(own, plain)
+
+    def test_that_fails_spares_what_another_has_put_in_its_place(self):
+        own, left = run(self.LOAD + """
+class Names(object):
+    __all__ = ["name"]
+    @property
+    def name(self):
+        sys.modules["Kelvaro"] = other
+other = types.ModuleType("other")
+other.left = 1
+sys.modules["Tools.Directories"] = Names()
+sys.modules["skin"] = None
+attempt_with(None)
+results.append(vars(other).get("left"))
+""")
+        self.assertEqual(own, ["No module named skin", False])
+        self.assertEqual(left, 1)
 
 
 if __name__ == "__main__":

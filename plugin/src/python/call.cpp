@@ -76,7 +76,7 @@ void Call::endResults() {
     PyObject* ended = *results_++;
     Py_DECREF(ended);
   }
-  running_ = this;
+  resume();
 }
 
 void Call::release(Mark mark) {
@@ -91,7 +91,7 @@ void Call::releaseAll() {
 }
 
 const Object& Call::keep(PyObject* fresh) {
-  running_ = this;  // it may be another thread's meanwhile
+  resume();
   if (fresh == nullptr || results_ == locals_) {
     refuse(fresh);
   }
@@ -105,7 +105,7 @@ const Object& Call::share(PyObject* lent) {
 }
 
 int Call::check(int status) {
-  running_ = this;
+  resume();
   return require(status);
 }
 
@@ -199,7 +199,6 @@ Caught::Caught(Call& at, const PythonError& thrown) : at_(at) {
   at.reported_ = false;
   PythonError error = PythonError::fetch();
   PyErr_NormalizeException(&error.type, &error.value, &error.traceback);
-  Call::running_ = &at;
   type_ = &at.own(error.type);
   value_ = &at.own(error.value);
   // Without memory for its entry an exception may have no traceback.
@@ -215,10 +214,11 @@ Caught::Caught(Call& at, const PythonError& thrown) : at_(at) {
   const PythonError handled{type_->borrow(), value_->borrow(), traceback_->borrow()};
   handled.share();
   setHandled(handled);
+  at.resume();
 }
 
 bool Caught::is(const Object& kind) const {
-  return PyErr_GivenExceptionMatches(type_->borrow(), kind.borrow()) != 0;
+  return at_.check(PyErr_GivenExceptionMatches(type_->borrow(), kind.borrow())) != 0;
 }
 
 void Caught::rethrow() {
@@ -243,6 +243,7 @@ void each::advance() {
   at_(header_);
   Call& call = Call::running();
   PyObject* next = PyIter_Next(iterator_.borrow());
+  call.resume();
   const bool over = next == nullptr && PyErr_Occurred() == nullptr;
   const Object* kept = over ? nullptr : &call.keep(next);
   at_.release(over ? loop_ : turn_);

@@ -63,6 +63,8 @@ class Call {
   const Object& keep(PyObject* fresh);
   const Object& share(PyObject* lent);
   int check(int status);
+  /// To be called where the interpreter has been at work and neither of these two follows.
+  void resume() { running_ = this; }
   PyObject* module() const { return module_.borrow(); }
   /// The dictionaries of names that the function sees; the references are not the caller's.
   PyObject* globals() const { return globals_; }
@@ -103,7 +105,7 @@ class Call {
   PyObject* kept_[kMostKept];
 
   // The call whose operation is at work. While the interpreter is, it may become another thread's:
-  // keep() and check(), which end every operation, put it right.
+  // keep() and check(), which end every operation, put it right, or resume() does.
   static Call* running_;
   Call* caller_ = running_;
 };

@@ -54,14 +54,14 @@ int countRequired(const Function& row) {
   raisePending();
 }
 
-int parameterNamed(const Function& row, PyObject* keyword) {
+int parameterNamed(const Function& row, PyObject* keyword, Call& at) {
   if (!PyString_Check(keyword) && !PyUnicode_Check(keyword)) {
     PyErr_Format(PyExc_TypeError, "%.200s() keywords must be strings", row.name);
     raisePending();
   }
   for (int index = 0; index < count(row); ++index) {
     Name name = Name::ofTable(row.parameters[index].name);
-    if (require(PyObject_RichCompareBool(keyword, name.borrow(), Py_EQ)) != 0) {
+    if (at.check(PyObject_RichCompareBool(keyword, name.borrow(), Py_EQ)) != 0) {
       return index;
     }
   }
@@ -99,7 +99,7 @@ Args match(const Function& row, PyObject* positional, PyObject* keywords, Call& 
     // Kept, since comparing odd keywords may run code that changes the caller's dictionary.
     Ref name = Ref::share(keyword);
     Ref argument = Ref::share(value);
-    PyObject*& arg = args[parameterNamed(row, name.borrow())];
+    PyObject*& arg = args[parameterNamed(row, name.borrow(), at)];
     if (arg != nullptr) {
       raiseWrongKeyword(row, "%.200s() got multiple values for keyword argument '%.400s'",
                         name.borrow());

@@ -94,7 +94,7 @@ void bindAllFrom(const Object& module) {
         raisePending();
       }
       PyErr_Clear();
-      call.check(0);
+      call.resume();
       return;
     }
     Ref name = Ref::take(next);  // more of them than a call keeps

@@ -4,7 +4,8 @@ namespace python {
 
 Membership::Membership(const Object& members, Call& at) : members_(at.local(members)) {
   PyObject* list = members.borrow();
-  if (!PyList_CheckExact(list)) {
+  // Two references, the statement's and the variable's: nobody else can change the list.
+  if (!PyList_CheckExact(list) || Py_REFCNT(list) > 2) {
     return;
   }
   for (Py_ssize_t index = 0; index < PyList_GET_SIZE(list); ++index) {
@@ -12,7 +13,7 @@ Membership::Membership(const Object& members, Call& at) : members_(at.local(memb
       return;
     }
   }
-  set_ = &at.own(require(PyFrozenSet_New(list)));
+  set_ = &at.local(at.keep(PyFrozenSet_New(list)));
 }
 
 bool Membership::has(const Object& member) const {

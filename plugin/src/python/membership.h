@@ -14,7 +14,7 @@ class Membership {
 
  private:
   const Object& members_;
-  const Object* set_ = nullptr;  // of the same members, where these are plain strings in a list
+  const Object* set_ = nullptr;  // of the same members: plain strings in a list that stays as it is
 };
 
 }  // namespace python

@@ -30,7 +30,8 @@ Ref tupleOf(PyObject** members, int count) {
 // Calls as the interpreter itself does, which makes no tuple of arguments for functions written in
 // Python, their bound methods, and C functions that take one argument or none.
 PyObject* callWith(PyObject* callee, PyObject** arguments, int count) {
-  if (callee == reinterpret_cast<PyObject*>(&PyString_Type) && count == 1) {
+  if (callee == reinterpret_cast<PyObject*>(&PyString_Type) && count == 1 &&
+      (PyUnicode_CheckExact(arguments[0]) || PyString_CheckExact(arguments[0]))) {
     return PyObject_Str(arguments[0]);
   }
   if (PyCFunction_Check(callee) &&
