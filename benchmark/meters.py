@@ -11,6 +11,15 @@ COUNTER = 1000000
 EMULATED = 1 << 32
 
 
+def _file_of(line):
+    """Return the file that a line of /proc/self/maps names, or its inode, 0, where it has none."""
+    return line.split()[-1]
+
+
+with open("/proc/self/maps") as _maps:
+    MAPPED_AT_START = frozenset(_file_of(_line) for _line in _maps)
+
+
 def processor_time():
     """Return the microseconds that this process has used; not those of its children."""
     return time.clock() * 1e6
@@ -43,16 +52,19 @@ def fill_holes():
 def private_memory():
     """Return the bytes of memory that are this process's alone; in emulation without QEMU's own.
 
-    Reads line by line: what this itself leaves free would hide what is allocated next.
+    Unchanged pages count of the files only that have been mapped since the start: those of others,
+    the interpreter's say, come and go with what else the machine runs. Reads line by line: what
+    this itself leaves free would hide what is allocated next.
     """
     # The first has, in emulation, the program's own addresses; the second always the machine's.
     shift = _place_of_interpreter("/proc/self/smaps") - _place_of_interpreter("/proc/self/maps")
-    total, ours = 0, False
+    total, ours, new = 0, False, False
     with open("/proc/self/smaps") as stream:
         for line in stream:
-            if line.startswith("Private_"):
-                total += int(line.split()[1]) * 1024 if ours else 0
+            if ours and (line.startswith("Private_Dirty") or new and line.startswith("Private_")):
+                total += int(line.split()[1]) * 1024
             elif not line[0].isupper():
+                new = _file_of(line) not in MAPPED_AT_START
                 ours = shift == 0 or shift <= int(line.split("-")[0], 16) < shift + EMULATED
     return total
 
