@@ -326,8 +326,10 @@ class Ways(NetworkTest):
     def test_a_server_of_ipv6_alone(self):
         try:
             listener = self.listen(lambda path: http(body_of(path)), socket.AF_INET6, "::1")
-        except socket.error:
-            self.skipTest("this machine has no IPv6")
+        except socket.error:  # this machine has no IPv6: then nobody is there
+            self.lead_to("[::1]", self.free_port())
+            self.assertEqual(self.module.parse_xml(), 3)
+            return
         self.lead_to("[::1]", listener.port)
         self.check_success(None)
         # No connection is kept for a next request, so none can be found closed.
