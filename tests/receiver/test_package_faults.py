@@ -199,6 +199,33 @@ class Opkg(UpdatesTest, Recording):
         self.record("opkg", 15, "`opkg list-upgradable` hanging", "waits, and closing ends it",
                     "waits, and no further check comes", "-")
 
+    def test_stopped_within_its_listing(self):
+        # The listing stays as it is then, and counts until the browser closes.
+        for order, fault, output, shown in [
+                (15.1, "`opkg list-upgradable` stopped by closing the view", "", UP_TO_DATE),
+                (15.2, "the same behind its first line", "a - 1 - 2\n", block("a", "1", "2"))]:
+            self.script('[ "$1" = update ] && exit', "printf '%s'" % output, "exec sleep 1000")
+            self.box.press("ok", "blue")
+            self.box.finish("opkg update")
+            deadline = time.time() + 10
+            while not (os.path.exists(LISTING) and os.path.getsize(LISTING) == len(output)):
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.005)
+            self.box.press("red")
+            self.assertEqual((self.box.running, children()), ([], []))
+            del self.box.commands[:]
+            self.box.press("ok", "blue")
+            self.assertEqual((self.box.text("update"), self.box.commands), (shown, []))
+            self.assertEqual(self.flag, shown != UP_TO_DATE)
+            self.box.press("red", "red")
+            self.record("opkg", order, fault,
+                        self.in_words(shown) + " until the browser closes", "-", "-")
+            self.open_browser()
+        self.install_opkg(BLUE)
+        self.box.press("ok", "blue")
+        self.box.settle()
+        self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
+
     def test_hanging_list_of_installed_packages(self):
         self.script("sleep 0.5")
         start = time.time()
@@ -291,6 +318,8 @@ class Opkg(UpdatesTest, Recording):
                                             "opkg list-upgradable > " + LISTING])
         self.box.press("red")  # ends the view's, and nothing else
         self.assertEqual(self.box.running, ["opkg list-upgradable"])
+        if os.path.exists(LISTING):  # the shell may have come so far
+            os.remove(LISTING)
         self.box.press("ok", "blue")
         self.box.finish("opkg list-upgradable")
         self.assertTrue(self.flag)
