@@ -190,11 +190,15 @@ class Listener(object):
                 return  # closed
             request = ""
             while "\r\n\r\n" not in request:
-                request += connection.recv(65536)
-            self.requests.append(request)
-            pieces = self._pieces
-            connection.sendall("".join(
-                pieces(request.split(" ")[1]) if callable(pieces) else pieces))
+                received = connection.recv(65536)
+                if not received:
+                    break
+                request += received
+            else:
+                self.requests.append(request)
+                pieces = self._pieces
+                connection.sendall("".join(
+                    pieces(request.split(" ")[1]) if callable(pieces) else pieces))
             connection.close()
 
     def close(self):
