@@ -213,14 +213,14 @@ class TestFile(object):
             output.seek(0)
             text = output.read().decode("utf-8", "replace")
         self.seconds = time.time() - begin
-        self._read(report, ending(status))
+        self._read(report, status)
         self.figures = re.findall("^figure: (.*)$", text, re.MULTILINE)
         if self.failures and text:
             self.failures.append(("(its output)", text))
 
-    def _read(self, report, end):
-        """Take in the report; `end` says how the process ended."""
-        running, complete = None, False
+    def _read(self, report, status):
+        """Take in the report; `status` is that of the process."""
+        running, complete, end = None, False, ending(status)
         try:
             with open(report) as lines:
                 notes = [json.loads(line) for line in lines]
@@ -247,6 +247,9 @@ class TestFile(object):
             self._fail(running, "the process ended in this test: " + end)
         elif not complete and not self.failures:
             self._fail("the process", "it did not come to its end: " + end)
+        elif complete and status != 0:
+            # A crash of the interpreter's own end, say, or memory that a sanitizer found lost then.
+            self._fail("the process", "all its tests were done, but " + end)
 
     def _fail(self, name, text):
         self.failures.append((name, text))

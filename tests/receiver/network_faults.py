@@ -193,6 +193,8 @@ FAULTS = [
     Fault("unauthorised", "status 401 with a challenge that makes no sense", 2, None,
           status=401, headers=[("WWW-Authenticate", "\xff=")]),
     Fault("no_content", "status 204", 3, "", answer=http("", status="204 No Content")),
+    Fault("part", "status 206 with half of the document", 3, NEWS[:HALF],
+          answer=http(NEWS[:HALF], length=HALF, status="206 Partial Content")),
     harmless("many_continues", "500 times status 100 before the answer",
              lambda body: ["HTTP/1.1 100 Continue\r\n\r\n" * 500] + http(body)),
     broken("long_status_line", "a status line of 100 KB", "httplib.LineTooLong",
@@ -210,6 +212,20 @@ FAULTS = [
     Fault("redirected_to_a_file", "redirection to file:///etc/passwd", 2, None,
           **elsewhere(lambda *_: "file:///etc/passwd")),
     Fault("redirected_to_nowhere", "redirection without an address", 2, None, status=302),
+    Fault("redirected_for_good", "redirection with status 308", 2, None, status=308,
+          headers=lambda *place: [("Location", at(*place))]),
+    Fault("redirected_to_silence", "redirection to a port where nobody listens", 3, None,
+          **elsewhere(lambda *_: "http://127.0.0.1:1/")),
+    # Whether the interpreter has TLS or not: this server has none.
+    Fault("redirected_to_https", "redirection to https", 3, None,
+          **elsewhere(lambda *place: at(*place).replace("http", "https"))),
+    Fault("redirected_to_ftp", "redirection to an FTP server that is not there", 3, None,
+          **elsewhere(lambda *_: "ftp://127.0.0.1:1/zirknews.xml")),
+    Fault("redirected_to_no_address", "redirection to half of an address", "ValueError, line 134",
+          "ValueError, line 122", **elsewhere(lambda *_: "http://[::1/zirknews.xml")),
+    Fault("redirected_to_no_port", "redirection to a port that is no number",
+          "httplib.InvalidURL, line 134", "httplib.InvalidURL, line 122",
+          **elsewhere(lambda *_: "http://127.0.0.1:many/zirknews.xml")),
 
     # The length.
     Fault("too_long_announced", "the whole document, and more announced", 1, NEWS, TITLE,
@@ -242,6 +258,14 @@ FAULTS = [
     Fault("content_encoding", "a compressed body that is said to be one", 3, gzipped(NEWS),
           answer=http(gzipped(NEWS), ["Content-Encoding: gzip"])),
     document("zeros", "20 KB of zero bytes", 3, "\0" * 20000),
+    document("zero_in_a_text", "a zero byte in a title", 3, NEWS.replace("Title", "Ti\0tle")),
+    document("zero_at_the_end", "a zero byte behind the document", 3, NEWS + "\0"),
+    document("byte_order_mark", "a byte order mark before the document", 1,
+             "\xef\xbb\xbf" + NEWS, TITLE),
+    document("carriage_returns", "carriage returns for line ends", 1,
+             NEWS.replace("><", ">\r<").replace("Title", "Ti\rtle\r\n"),
+             [(u"Ti\ntle\n", [], "normal")]),
+    document("twice", "the document twice", 3, NEWS * 2),
     document("no_utf8", "bytes that are no UTF-8", 3, NEWS.replace("T", "\xff")),
     document("utf16", "UTF-16", 1, NEWS.decode("ascii").encode("utf-16"), TITLE),
     document("unknown_encoding", "an encoding that nobody knows", "LookupError, line 140",
@@ -267,6 +291,16 @@ FAULTS = [
     Fault("external_declarations", "declarations in a file of the server", 1, WHOLE, TITLE,
           status=200, body=lambda server, _: '<!DOCTYPE news SYSTEM "%s">%s' % (
               at(server, "/secret"), NEWS)),
+    Fault("external_parameter_entity", "declarations in an entity of the server", 1, WHOLE, TITLE,
+          status=200, body=lambda server, _: with_entity(
+              '<!ENTITY %% p SYSTEM "%s"> %%p;' % at(server, "/secret"), "Title")),
+    Fault("external_parts", "a style sheet, a schema and an inclusion of the server", 1, WHOLE,
+          TITLE, status=200, body=lambda server, _: (
+              '<?xml-stylesheet type="text/xsl" href="%(it)s"?>'
+              '<news xmlns:x="http://www.w3.org/2001/XMLSchema-instance"'
+              ' x:noNamespaceSchemaLocation="%(it)s">'
+              '<i:include xmlns:i="http://www.w3.org/2001/XInclude" href="%(it)s"/>'
+              '<update><title>Title</title></update></news>' % {"it": at(server, "/secret")})),
 ]
 
 #: Names of the faults that neither take time nor much memory.

@@ -21,7 +21,7 @@ import urlparse
 
 from simulator.receiver import Receiver
 from tests.receiver.balance import memory
-from tests.receiver.driving import BLUE, LISTING, NEWS, OPKG, WAIT, write
+from tests.receiver.driving import BLUE, LISTING, OPKG, WAIT, document, entry, write
 from tests.receiver.faults import children, descriptors
 from tests.receiver.network_faults import FAULTS, WITHOUT_WAITING
 
@@ -30,6 +30,13 @@ from Screens.MessageBox import MessageBox
 SAMPLES = 10
 CHECK_HOURS = 1
 TITLES = ["Update now", "Release 3.1", "Meeting"]
+
+#: What is fetched and listed, so long that it shows in the memory when it is kept.
+MUCH = "x" * 4000
+NEWS = document(entry("Update now", "urgent", [("Do it", ["today", MUCH]), ("Thanks", [])]),
+                entry("Release 3.1", None, [("Faster", [])]), entry("Meeting", "info"))
+STATISTICS = "EXTENSIONS\nfoo;12\n" + MUCH + "\n"
+MANY = BLUE * 20
 
 #: How often it is different: each so many-th check or opening.
 UPDATES, NO_OPKG, FAILING_OPKG = 12, 50, 35
@@ -73,7 +80,7 @@ class Soak(object):
         if not os.path.isdir("/tmp/feed"):
             os.mkdir("/tmp/feed")
         write("/tmp/feed/zirknews.xml", NEWS)
-        write("/tmp/feed/zirkdlstat.txt", "EXTENSIONS\nfoo;12\n")
+        write("/tmp/feed/zirkdlstat.txt", STATISTICS)
         server = subprocess.Popen([sys.executable, "-c", _SERVER], stdin=subprocess.PIPE,
                                   stdout=subprocess.PIPE, close_fds=True)
         link = os.readlink(OPKG)
@@ -111,7 +118,7 @@ class Soak(object):
         number = self._checks
         self._checks += 1
         updates = number % UPDATES == 0
-        self._opkg(BLUE if updates else "", number)
+        self._opkg(MANY if updates else "", number)
         there_are = updates and number % NO_OPKG != 0
         self.box.pass_time(60 if number == 0 else CHECK_HOURS * 3600)
         expect(len(self.box.commands) >= 2, "the check has run")

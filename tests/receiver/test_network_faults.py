@@ -6,6 +6,8 @@ import os
 import socket
 import subprocess
 import sys
+import threading
+import time
 import traceback
 import unittest
 import urllib2
@@ -17,9 +19,10 @@ from tests.receiver.balance import MEMORY, LeakTest, memory
 from tests.receiver.described import configure
 from tests.receiver.driving import (
     CACHE, NO_CONNECTION, NOT_ANALYZED, ReceiverTest, SOURCE, WAIT, read, write)
+from tests.receiver import twins
 from tests.receiver.faults import Recording, descriptors
 from tests.receiver.network_faults import (
-    FAULTS, NEWS, WHOLE, bomb, http)
+    FAULTS, NEWS, STATISTICS, TITLE, WHOLE, WITHOUT_WAITING, body_of, bomb, http)
 
 from Screens.MessageBox import MessageBox
 
@@ -81,6 +84,8 @@ class NetworkTest(ReceiverTest, Recording):
 
         statistics = outcome(self.module.getDownloadStats)
         self.assertEqual(statistics, body if fault.statistics is WHOLE else fault.statistics)
+        if fault.name in WITHOUT_WAITING:
+            self.check_model(news, statistics)
 
         self.check_screen(fault, news, statistics)
         self.feed.clear()
@@ -88,6 +93,25 @@ class NetworkTest(ReceiverTest, Recording):
         self.assertEqual([path for path in self.feed.requests if "secret" in path], [])
         self.record("network", FAULTS.index(fault), fault.fault, in_words(news),
                     in_words(statistics))
+
+    def check_model(self, news, statistics):
+        """The model in plain Python comes to the same, in the same lines."""
+        def stored():
+            # What is pickled differs by how many references there are.
+            return repr(self.module.load_cache()) if news == 1 else read(CACHE)
+        before = stored()
+        self.assertEqual(outcome(self.model().parse_xml), news)
+        self.assertEqual(outcome(self.model().getDownloadStats), statistics)
+        self.assertEqual(stored(), before)
+
+    def model(self):
+        """The model, loaded once, where the plug-in has put the module."""
+        if not hasattr(NetworkTest, "_model"):
+            package = self.module.__name__.rpartition(".")[0]
+            sys.modules["UpgradeZirk"] = sys.modules[package + ".UpgradeZirk"]
+            NetworkTest._model = twins.load_model()
+            del sys.modules["Kelvaro"], sys.modules["UpgradeZirk"]
+        return NetworkTest._model
 
     def check_screen(self, fault, news, statistics):
         """The browser opens, shows what it shows for this outcome, and all its keys work."""
@@ -131,26 +155,6 @@ class NetworkTest(ReceiverTest, Recording):
 class Faults(NetworkTest):
     """A test for each of the faults, made below."""
 
-    def test_no_server(self):
-        with open("/etc/opkg/all-feed.conf") as stream:
-            line = stream.read()
-        listener = socket.socket()
-        listener.bind(("127.0.0.1", 0))
-        self.addCleanup(listener.close)  # bound, and nobody listens
-        configure("src/gz Zirk-all http://127.0.0.1:%d/all\n" % listener.getsockname()[1])
-        self.check_unreachable("connection refused", line)
-
-    def test_no_name(self):
-        def unknown(*_):
-            raise socket.gaierror(-2, "Name or service not known")
-        with open("/etc/opkg/all-feed.conf") as stream:
-            line = stream.read()
-        configure("src/gz Zirk-all http://nowhere.example/all\n")
-        original = self.box.patch(socket, "getaddrinfo", unknown)
-        self.addCleanup(setattr, socket, "getaddrinfo", original)
-        self.check_unreachable("a host name without an address", line,
-                               lambda: setattr(socket, "getaddrinfo", original))
-
     def test_redirections_are_followed_until_they_are_too_many(self):
         for fault in FAULTS:
             if fault.name in ("redirected_to_itself", "redirected_in_a_circle"):
@@ -160,16 +164,199 @@ class Faults(NetworkTest):
                 self.assertGreater(len(self.feed.requests), 4)
                 self.assertLess(len(self.feed.requests), 20)
 
-    def check_unreachable(self, fault, line, repair=lambda: None):
+
+class Listener(object):
+    """A server at an address of a family; it answers each request with the same pieces.
+
+    pieces: as of network_faults.http, or a function of the request's address that gives them.
+    requests: the heads of the requests that came, as text.
+    """
+
+    def __init__(self, pieces, family=socket.AF_INET, host="127.0.0.1"):
+        self.requests = []
+        self._pieces = pieces
+        self._socket = socket.socket(family)
+        self._socket.bind((host, 0))
+        self._socket.listen(5)
+        self.port = self._socket.getsockname()[1]
+        self._thread = threading.Thread(target=self._serve)
+        self._thread.start()
+
+    def _serve(self):
+        while True:
+            try:
+                connection = self._socket.accept()[0]
+            except socket.error:
+                return  # closed
+            request = ""
+            while "\r\n\r\n" not in request:
+                received = connection.recv(65536)
+                if not received:
+                    break
+                request += received
+            else:
+                self.requests.append(request)
+                pieces = self._pieces
+                connection.sendall("".join(
+                    pieces(request.split(" ")[1]) if callable(pieces) else pieces))
+            connection.close()
+
+    def close(self):
+        self._socket.shutdown(socket.SHUT_RDWR)
+        self._thread.join()
+        self._socket.close()
+
+
+class Ways(NetworkTest):
+    """Nothing is wrong with the server, but with the way to it: names, addresses, proxies."""
+
+    def setUp(self):
+        NetworkTest.setUp(self)
+        self.own_line = read("/etc/opkg/all-feed.conf")
+        self.resolve = socket.getaddrinfo
+        self.addCleanup(setattr, socket, "getaddrinfo", self.resolve)
+
+    def lead_to(self, host, port):
+        configure("src/gz Zirk-all http://%s:%d/all\n" % (host, port))
+
+    def listen(self, *arguments):
+        listener = Listener(*arguments)
+        self.addCleanup(listener.close)
+        return listener
+
+    def free_port(self):
+        """Return a port that is taken, but where nobody listens."""
+        taken = socket.socket()
+        taken.bind(("127.0.0.1", 0))
+        self.addCleanup(taken.close)
+        return taken.getsockname()[1]
+
+    def resolve_with(self, function):
+        socket.getaddrinfo = function
+
+    def use_proxy(self, address):
+        os.environ["http_proxy"] = address
+        self.addCleanup(os.environ.pop, "http_proxy", None)
+        self.box.patch(urllib2, "_opener", None)  # which has looked at the environment already
+
+    def repair(self):
+        configure(self.own_line)
+        socket.getaddrinfo = self.resolve
+        if os.environ.pop("http_proxy", None) is not None:
+            urllib2._opener = None
+
+    def check_failure(self, fault, status=3):
         write(CACHE, FORMER)
         news, statistics = outcome(self.module.parse_xml), outcome(self.module.getDownloadStats)
-        self.assertEqual((news, statistics), (3, None))
+        self.assertEqual((news, statistics), (status, None))
         self.assertEqual(read(CACHE), FORMER)
+        self.check_model(news, statistics)
         self.check_screen(None, news, statistics)
-        configure(line)
-        repair()
+        self.repair()
         self.check_recovery()
         self.record("network", -1, fault, in_words(news), in_words(statistics))
+
+    def check_success(self, fault, news=TITLE, statistics=STATISTICS):
+        """Check that it is as if nothing were wrong."""
+        write(CACHE, FORMER)
+        self.assertEqual(outcome(self.module.parse_xml), 1)
+        self.assertEqual(self.module.load_cache(), news)
+        self.assertEqual(outcome(self.module.getDownloadStats), statistics)
+        self.check_model(1, statistics)
+        self.repair()
+        self.check_recovery()
+        if fault is not None:
+            self.record("network", -1, fault, in_words(1), in_words(statistics))
+
+    def own_news(self):
+        """Return what the feed's own news are, as a list."""
+        self.module.parse_xml()
+        return self.module.load_cache()
+
+    def test_no_server(self):
+        self.lead_to("127.0.0.1", self.free_port())
+        self.check_failure("connection refused")
+
+    def test_no_name(self):
+        def unknown(*_):
+            raise socket.gaierror(-2, "Name or service not known")
+        self.lead_to("nowhere.example", 80)
+        self.resolve_with(unknown)
+        self.check_failure("a host name without an address")
+
+    def test_no_name_server(self):
+        def silent(*_):
+            time.sleep(0.01)
+            raise socket.gaierror(-3, "Temporary failure in name resolution")
+        self.lead_to("nowhere.example", 80)
+        self.resolve_with(silent)
+        self.check_failure("a name server that does not answer")
+
+    def test_a_slow_name_server(self):
+        seconds = [6.0 / SPEED]  # the time-out is not its concern
+        expected = self.own_news()
+
+        def slow(_, *others):
+            time.sleep(seconds.pop() if seconds else 0)
+            return self.resolve("127.0.0.1", *others)
+        self.lead_to("feed.example", self.feed.port)
+        configure(read("/etc/opkg/all-feed.conf").replace("/all", "/feed/all"))
+        self.resolve_with(slow)
+        start = time.time()
+        self.assertEqual(self.module.parse_xml(), 1)
+        self.assertGreaterEqual(time.time() - start, 6.0 / SPEED)
+        self.check_success("a name server that answers after 6 seconds", expected,
+                           self.statistics)
+
+    def addresses(self, *pairs):
+        """Give a name these addresses, pairs of a family and an address with a port."""
+        self.resolve_with(lambda *_: [(family, socket.SOCK_STREAM, 6, "", address)
+                                      for family, address in pairs])
+
+    def test_an_address_of_ipv6_that_leads_nowhere_and_one_that_does(self):
+        listener = self.listen(lambda path: http(body_of(path)))
+        self.lead_to("feed.example", 80)
+        self.addresses((socket.AF_INET6, ("::1", self.free_port(), 0, 0)),
+                       (socket.AF_INET, ("127.0.0.1", listener.port)))
+        self.check_success("a server out of reach by IPv6, but not by IPv4")
+        self.assertIn("\r\nHost: feed.example", listener.requests[0])
+
+    def test_addresses_that_all_lead_nowhere(self):
+        self.lead_to("feed.example", 80)
+        self.addresses((socket.AF_INET6, ("::1", self.free_port(), 0, 0)),
+                       (socket.AF_INET, ("127.0.0.1", self.free_port())))
+        self.check_failure("a server out of reach by IPv6 and IPv4")
+
+    def test_a_server_of_ipv6_alone(self):
+        try:
+            listener = self.listen(lambda path: http(body_of(path)), socket.AF_INET6, "::1")
+        except socket.error:  # this machine has no IPv6: then nobody is there
+            self.lead_to("[::1]", self.free_port())
+            self.assertEqual(self.module.parse_xml(), 3)
+            return
+        self.lead_to("[::1]", listener.port)
+        self.check_success(None)
+        # No connection is kept for a next request, so none can be found closed.
+        for request in listener.requests:
+            self.assertIn("\r\nConnection: close\r\n", request)
+
+    def test_a_proxy(self):
+        listener = self.listen(lambda path: http(body_of(path)))
+        self.lead_to("nowhere.example", 80)
+        self.use_proxy("http://127.0.0.1:%d/" % listener.port)
+        self.check_success("a proxy named by the environment")
+        self.assertEqual(listener.requests[0].split("\r\n")[0],
+                         "GET http://nowhere.example:80/zirknews.xml HTTP/1.1")
+
+    def test_a_proxy_that_is_not_there(self):
+        self.use_proxy("http://127.0.0.1:%d/" % self.free_port())
+        self.check_failure("a proxy that is not there")
+
+    def test_a_proxy_that_wants_a_password(self):
+        listener = self.listen(http(NEWS, ["Proxy-Authenticate: Basic realm=\"\""],
+                                    "407 Proxy Authentication Required"))
+        self.use_proxy("http://127.0.0.1:%d/" % listener.port)
+        self.check_failure("a proxy that wants a password", 2)
 
 
 def _test_of(fault):

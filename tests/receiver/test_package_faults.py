@@ -2,15 +2,22 @@
 """Whatever opkg does, and whenever the screen that asked it closes: the outcomes are known."""
 
 import collections
+import errno
+import fcntl
 import gc
 import os
 import re
 import select
+import shutil
+import subprocess
 import time
 import unittest
 import weakref
 
-from tests.receiver.driving import BLUE, LISTING, OPKG, SCRATCH, WAIT, write
+from simulator import packages as standin
+from simulator.packages import Package
+from tests.receiver.driving import (
+    BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
 from tests.receiver.faults import Recording, children, descriptors_at_rest
 from tests.receiver.sampling import sampled
 from tests.receiver.test_upgradable_packages import UP_TO_DATE, UpdatesTest, block
@@ -46,7 +53,8 @@ class Opkg(UpdatesTest, Recording):
         self.box.settle()
         self.assertEqual(self.box.text("update"), shown)
         self.box.press("red")
-        os.remove(LISTING)
+        if shown != NO_CONNECTION:
+            os.remove(LISTING)
         self.assertEqual(self.module.getInstalled(), installed)
         self.assertFiles(absent=[SCRATCH])
         self.box.press("red")
@@ -76,8 +84,8 @@ class Opkg(UpdatesTest, Recording):
 
     @staticmethod
     def in_words(shown):
-        if shown == UP_TO_DATE:
-            return "up to date"
+        if shown in (UP_TO_DATE, NO_CONNECTION):
+            return "up to date" if shown == UP_TO_DATE else "no connection"
         return packages(shown.count("\nPackage : "))
 
     def test_missing(self):
@@ -172,6 +180,53 @@ class Opkg(UpdatesTest, Recording):
         self.record("opkg", 15, "`opkg update` hanging", "waits, and closing ends it",
                     "waits, and no further check comes", "-")
 
+    def test_hanging_listing(self):
+        self.install_opkg(hang="list-upgradable")
+        self.box.start_plugin()
+        self.box.hold()
+        self.box.press("ok", "blue")
+        self.box.finish("opkg update")
+        self.assertEqual(self.box.text("update"), WAIT)
+        self.box.press("red")
+        self.assertEqual((self.box.running, children()), ([], []))
+        self.box.pass_time(60)
+        self.box.finish("opkg update")
+        self.box.pass_time(48 * 3600)
+        self.assertEqual((self.box.running, self.box.timers()), (["opkg list-upgradable"], []))
+        self.assertFalse(self.flag)
+        self.box.press("red")
+        self.assertIsNone(self.box.screen)
+        self.assertEqual(self.box.running, ["opkg list-upgradable"])
+        self.record("opkg", 15, "`opkg list-upgradable` hanging", "waits, and closing ends it",
+                    "waits, and no further check comes", "-")
+
+    def test_stopped_within_its_listing(self):
+        # The listing stays as it is then, and counts until the browser closes.
+        for order, fault, output, shown in [
+                (15.1, "`opkg list-upgradable` stopped by closing the view", "", UP_TO_DATE),
+                (15.2, "the same behind its first line", "a - 1 - 2\n", block("a", "1", "2"))]:
+            self.script('[ "$1" = update ] && exit', "printf '%s'" % output, "exec sleep 1000")
+            self.box.press("ok", "blue")
+            self.box.finish("opkg update")
+            deadline = time.time() + 10
+            while not (os.path.exists(LISTING) and os.path.getsize(LISTING) == len(output)):
+                self.assertLess(time.time(), deadline)
+                time.sleep(0.005)
+            self.box.press("red")
+            self.assertEqual((self.box.running, children()), ([], []))
+            del self.box.commands[:]
+            self.box.press("ok", "blue")
+            self.assertEqual((self.box.text("update"), self.box.commands), (shown, []))
+            self.assertEqual(self.flag, shown != UP_TO_DATE)
+            self.box.press("red", "red")
+            self.record("opkg", order, fault,
+                        self.in_words(shown) + " until the browser closes", "-", "-")
+            self.open_browser()
+        self.install_opkg(BLUE)
+        self.box.press("ok", "blue")
+        self.box.settle()
+        self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
+
     def test_hanging_list_of_installed_packages(self):
         self.script("sleep 0.5")
         start = time.time()
@@ -179,6 +234,119 @@ class Opkg(UpdatesTest, Recording):
         self.assertGreaterEqual(time.time() - start, 0.5)
         self.record("opkg", 16, "`opkg list-installed` hanging", "-", "-",
                     "the GUI waits as long")
+
+    def test_in_pieces(self):
+        self.script('for piece in "bl" "\\303" "\\244u" " " "- 1 -" " 2" "\\nb - 3" "\\n"; do',
+                    '  printf "$piece"; sleep 0.01', "done")
+        name = "bl\xc3\xa4u"
+        self.check(17, "its output in pieces that cut lines and letters", block(name, "1", "2"),
+                   True, [name, "b"])
+
+    def test_silent(self):
+        self.script()
+        self.check(18, "nothing printed", UP_TO_DATE, False, [])
+
+    def test_messages_with_separators(self):
+        self.script('echo "Warning - this - that" >&2')
+        self.check(19, "a message with two separators on standard error", UP_TO_DATE, True, [])
+
+    def test_no_process(self):
+        self.install_opkg(BLUE, installed="a - 1\n")
+        popen = self.box.patch(subprocess, "Popen", raising(OSError(errno.EAGAIN, "")))
+        system = self.box.patch(os, "system", lambda command: -1)
+        self.addCleanup(setattr, subprocess, "Popen", popen)
+
+        def recover():
+            subprocess.Popen, os.system = popen, system
+            Opkg.check_recovery(self)
+        self.check_recovery = recover
+        self.check(20, "no process to be had for it", NO_CONNECTION, False, [])
+
+    # With the stand-in, which keeps the state that opkg keeps.
+
+    def offer(self, version=None):
+        """One package is installed, and the feed has a newer one, of which opkg knows."""
+        if version is not None:
+            write("/etc/opkg/version.conf", "option standin_version %s\n" % version)
+            self.addCleanup(os.remove, "/etc/opkg/version.conf")
+        standin.build_feed(self._directory, [Package("a", "2")])
+        standin.install_initial_state([Package("a", "1")])
+        self.addCleanup(standin.install_initial_state, [])
+        self.assertEqual(subprocess.call([OPKG, "update"], stdout=open(os.devnull, "w")), 0)
+
+    def lock(self, path):
+        """Hold opkg's lock, as another one does that runs."""
+        if not os.path.isdir(os.path.dirname(path)):
+            os.makedirs(os.path.dirname(path))
+        stream = open(path, "w")
+        self.addCleanup(os.remove, path)
+        self.addCleanup(stream.close)
+        fcntl.lockf(stream, fcntl.LOCK_EX)
+
+    def test_locked(self):
+        self.offer()
+        self.lock("/run/opkg.lock")
+        self.check(21, "the lock held by another `opkg`", block("a", "1", "2"), True, ["a"])
+
+    def test_locked_in_an_old_version(self):
+        self.offer("0.1.8")
+        self.lock("/usr/lib/opkg/lock")
+        # What it says instead of the list are two lines, the second one begins with a blank.
+        self.check(22, "the same in an old version, which lists nothing then", UP_TO_DATE, False,
+                   ["Collected", ""])
+
+    def test_without_its_lists(self):
+        self.offer()
+        shutil.rmtree("/var/lib/opkg/lists")
+        shutil.rmtree(os.path.join(self._directory, "all"))
+        self.check(23, "its package lists gone, and the feed's", UP_TO_DATE, False, ["a"])
+
+    def test_without_its_state(self):
+        self.offer()
+        shutil.rmtree("/var/lib/opkg")
+        self.check(24, "its whole state gone", UP_TO_DATE, False, [])
+
+    def test_asked_by_check_and_view_at_once(self):
+        self.install_opkg(BLUE)
+        self.box.start_plugin()
+        self.box.hold()
+        self.box.pass_time(60)
+        self.box.press("ok", "blue")
+        self.assertEqual(self.box.running, ["opkg update"] * 2)
+        self.box.finish()
+        self.box.finish("opkg update")
+        self.assertEqual(self.box.running, ["opkg list-upgradable",
+                                            "opkg list-upgradable > " + LISTING])
+        self.box.press("red")  # ends the view's, and nothing else
+        self.assertEqual(self.box.running, ["opkg list-upgradable"])
+        if os.path.exists(LISTING):  # the shell may have come so far
+            os.remove(LISTING)
+        self.box.press("ok", "blue")
+        self.box.finish("opkg list-upgradable")
+        self.assertTrue(self.flag)
+        self.box.release()
+        self.box.settle()
+        shown = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
+        self.assertEqual(self.box.text("update"), shown)
+        self.assertEqual(self.box.notifications, 1)  # waits for the screens
+        self.box.press("red", "red")
+        self.assertIsInstance(self.box.screen, MessageBox)
+        self.box.answer(False)
+        self.assertEqual(self.box.timers(), [HOURS_24])
+        self.record("opkg", 25, "asked by the check and the view at once", self.in_words(shown),
+                    "asks the user, once the screens are closed", "-")
+
+
+class OfTheModel(Opkg):
+    """The model in plain Python makes the same of it."""
+
+    options = {"module": MODEL}
+
+    # These take long, and what is much says nothing else than what is little.
+    test_megabytes = test_one_line_of_megabytes = test_hanging_list_of_installed_packages = None
+
+    def record(self, *_):
+        pass
 
 
 #: When the screen is closed, in the words of the document.

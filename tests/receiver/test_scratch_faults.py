@@ -1,6 +1,7 @@
 # -*- coding: utf-8 -*-
 """/tmp full or not writable; directories, links and worse in place of the module's files."""
 
+import ctypes
 import errno
 import os
 import pickle
@@ -216,6 +217,7 @@ class Unwritable(ScratchTest):
 
     order = 1
     place = "`/tmp` not writable"
+    number = errno.EACCES
 
     def protect(self):
         mode = os.stat("/tmp").st_mode
@@ -228,7 +230,7 @@ class Unwritable(ScratchTest):
     def test_refuses_the_cache(self):
         self.box.press("red")
         self.protect()
-        self.note("storing the news list", self.fetch(IOError, errno.EACCES, 94))
+        self.note("storing the news list", self.fetch(IOError, self.number, 94))
         self.assertFiles(absent=[CACHE])
         self.unprotect()
         self.recovers()
@@ -236,7 +238,7 @@ class Unwritable(ScratchTest):
     def test_takes_a_cache_that_is_there_and_never_lets_it_go(self):
         self.protect()
         self.assertEqual(self.module.parse_xml(), 1)
-        self.note("closing the browser, with a cache there", self.close_fails(errno.EACCES))
+        self.note("closing the browser, with a cache there", self.close_fails(self.number))
         self.unprotect()
         self.recovers()
 
@@ -257,23 +259,130 @@ class Unwritable(ScratchTest):
     def test_fails_the_answer(self):
         self.box.press("red")
         self.protect()
-        self.note("answering yes", self.answer_fails(errno.EACCES, 514))
+        self.note("answering yes", self.answer_fails(self.number, 514))
         self.unprotect()
         self.box.pass_time(24 * 3600)
         self.box.answer(True)
         self.assertEqual(read(LISTING), BLUE)
         self.box.press("red")
 
-    def test_read_only(self):
-        if os.environ["KELVARO_SANDBOX"] != "bwrap":
-            self.skipTest("proot has no read-only file system")
-        place = os.path.join(os.environ["KELVARO_ROOT"], "updatecache")
+
+class ReadOnly(Unwritable):
+    """/tmp mounted read-only."""
+
+    place = "`/tmp` read-only"
+    number = errno.EROFS
+
+    @classmethod
+    def setUpClass(cls):
+        # A process may mount in a user namespace (0x10000000) with mounts of its own (0x20000).
+        # It can go there while it has no threads: before the feed server starts.
+        cls.library = ctypes.CDLL(None)
+        cls.allowed = (os.environ["KELVARO_SANDBOX"] == "bwrap"
+                       and cls.library.unshare(0x10020000) == 0)
+        super(ReadOnly, cls).setUpClass()
+
+    def protect(self):
+        if not self.allowed or not self.mount(read_only=True):
+            self.skipTest("nothing can be mounted in this sandbox")
+        self.addCleanup(self.mount, read_only=False)
+        self.unprotect = lambda: self.mount(read_only=False)
+
+    def mount(self, read_only):
+        """Mount /tmp anew, with what else it has: bind, remount, nodev, nosuid."""
+        return self.library.mount(None, "/tmp", None, 4096 + 32 + 4 + 2 + read_only, None) == 0
+
+    def test_takes_a_cache_that_is_there_and_never_lets_it_go(self):
+        before = read(CACHE)
+        self.protect()
+        self.assertFails(IOError, ["parse_xml:168", "write_cache:94"], self.module.parse_xml)
+        self.assertEqual(read(CACHE), before)
+        self.note("closing the browser, with a cache there", self.close_fails(errno.EROFS))
+        self.unprotect()
+        self.recovers()
+
+    def test_leaves_a_former_listing(self):
+        write(LISTING, "former - 1 - 2\n")
+        self.protect()
+        self.assertEqual(self.listed(), block("former", "1", "2"))
+        self.note("listing the upgradable packages, with a listing there", "the former ones")
+        self.unprotect()
+        os.remove(LISTING)
+        self.recovers()
+
+    def test_leaves_a_former_list_of_installed_packages(self):
+        write(SCRATCH, "former\n")
+        self.protect()
+        self.note("listing the installed packages, with a list there", self.fails(
+            OSError, errno.EROFS, ["getInstalled:48"], self.module.getInstalled))
+        self.unprotect()
+        self.recovers()
+
+
+class Foreign(ScratchTest):
+    """Each of the three files is there already, as somebody else has left it."""
+
+    order = 1.5
+    listing = "former - 1 - 2\n"
+
+    def put(self, path, content, mode):
+        write(path, content)
+        os.chmod(path, mode)
+        if os.access(path, os.W_OK):
+            self.skipTest("root writes everywhere in this sandbox")
+
+    def test_may_only_be_read(self):
+        self.place = "a file there that may only be read"
         self.box.press("red")
-        os.symlink(place, CACHE)
-        self.place = "a link into a read-only file system"
-        self.note("storing the news list", self.fetch(IOError, errno.EROFS, 94))
-        self.assertFiles(absent=[place])
+        self.put(CACHE, pickle.dumps([(u"Former", [(u"text", [])], "normal")]), 0o444)
+        self.note("storing the news list", self.fetch(IOError, errno.EACCES, 94))
+        self.assertEqual(self.module.load_cache()[0][0], "Former")
+        self.box.press("red")  # removing takes the right to the directory only
+        self.assertFiles(absent=[CACHE])
+        self.open_browser()
+
+        self.put(SCRATCH, "former\n", 0o444)
+        self.assertEqual(self.module.getInstalled(), ["former"])
+        self.assertFiles(absent=[SCRATCH])
+        self.note("listing the installed packages", "the former ones")
+
+        self.put(LISTING, self.listing, 0o444)
+        self.assertEqual(self.listed(), block("former", "1", "2"))
+        self.assertEqual(self.box.commands, [])
+        self.note("listing the upgradable packages", "the former ones")
+        self.box.press("red")
+        self.assertFiles(absent=[LISTING])
+
+        self.put(LISTING, self.listing, 0o444)
+        self.note("answering yes", self.answer_fails(errno.EACCES, 514))
+        self.assertEqual(read(LISTING), self.listing)
+        os.remove(LISTING)
+        self.recovers()
+
+    def test_may_not_even_be_read(self):
+        """The host's fileExists says that such a file is not there."""
+        self.place = "a file there that may not even be read"
+        self.box.press("red")
+        self.put(CACHE, "", 0)
+        self.note("storing the news list", self.fetch(IOError, errno.EACCES, 94))
+        self.assertFails(IOError, ["load_cache:99"], self.module.load_cache)
+        self.box.press("red")
+        self.assertFiles(present=[CACHE])
+        self.note("closing the browser", "the file stays")
         os.remove(CACHE)
+        self.open_browser()
+
+        self.put(SCRATCH, "", 0)
+        self.note("listing the installed packages", self.fails(
+            IOError, errno.EACCES, ["AllNews.keyYellow:223", "getInstalled:46"],
+            self.box.press, "yellow"))
+        self.assertIs(self.box.screen, self.browser)
+        os.remove(SCRATCH)
+
+        self.put(LISTING, BLUE, 0)
+        self.assertEqual(self.listed(), NO_CONNECTION)
+        self.note("listing the upgradable packages", "no connection")
+        os.remove(LISTING)
         self.recovers()
 
 
@@ -367,6 +476,18 @@ class Links(ScratchTest):
 
     def test_to_nothing_are_followed(self):
         self.check_followed(4, "a link to a file that is missing")
+
+    def test_into_a_read_only_file_system_fail_as_it_does(self):
+        if os.environ["KELVARO_SANDBOX"] != "bwrap":
+            self.skipTest("proot has no read-only file system")
+        place = os.path.join(os.environ["KELVARO_ROOT"], "updatecache")
+        self.box.press("red")
+        self.link(CACHE, place)
+        self.order, self.place = 1, "a link into a read-only file system"
+        self.note("storing the news list", self.fetch(IOError, errno.EROFS, 94))
+        self.assertFiles(absent=[place])
+        os.remove(CACHE)
+        self.recovers()
 
     def test_to_themselves_are_no_files(self):
         self.order, self.place = 5, "a link to itself"

@@ -165,6 +165,63 @@ class Lists(Top20Test):
             self.assertIs(self.box.screen, self.screen)
 
 
+class OddStatistics(Top20Test):
+    """What a feed could send, through the server and down to the package that is chosen."""
+
+    def check(self, statistics, labels=()):
+        """Check the labels of the extensions (without the action), and what the last installs."""
+        self.serve(statistics, "zirkdlstat.txt")
+        self.box.press("yellow")
+        if labels:
+            self.box.choose("Extensions")
+            self.assertEqual(self.box.rows(), [label + " - Install" for label in labels])
+            self.box.press("cancel")
+        self.box.press("cancel")
+        self.assertIs(self.box.screen, self.screen)
+        if labels:
+            name = statistics.strip("\n").rpartition("\n")[2].split(";")[0]
+            calls = self.note_openings()
+            self.screen.exitChoiceBox(self.screen.extensions[-1])
+            self.assertEqual(calls[0][1]["cmdList"][-1], (
+                IpkgComponent.CMD_INSTALL, {"package": PREFIX + "extensions-" + name}))
+
+    def test_have_counts_that_are_shown_as_they_stand(self):
+        counts = ["-1", "0x7f", str(2 ** 63), str(-2 ** 64), "9" * 5000, "1e400", "nan", " 7 ",
+                  "%s%n", "\xe2\x82\xac", "\0"]
+        self.check("EXTENSIONS\n" + "".join("a;%s\n" % count for count in counts),
+                   ["A   (%s)" % count for count in counts])
+
+    def test_have_a_line_of_a_megabyte(self):
+        name, count = "a" + "b" * 10 ** 6, "1" * 10 ** 6
+        self.check("EXTENSIONS\n%s;%s;%s\n" % (name, count, name),
+                   ["A%s   (%s)" % (name[1:], count)])
+
+    def test_have_a_hundred_thousand_separators_in_a_line(self):
+        self.check("EXTENSIONS\na;1" + ";" * 100000, ["A   (1)"])
+
+    def test_have_very_many_sections(self):
+        sections = ["EXTENSIONS", "SKINS", "SYSTEMPLUGINS"]
+        lines = ["%s\na%d;%d" % (sections[number % 3], number, number) for number in range(30001)]
+        self.check("\n".join(lines),
+                   ["A%d   (%d)" % (number, number) for number in range(0, 30001, 3)])
+        self.assertEqual(len(self.screen.skins), 10000)
+        self.assertEqual(len(self.screen.systemplugins), 10000)
+
+    def test_have_the_same_record_many_times(self):
+        self.check("EXTENSIONS\n" + "a;1\n" * 1000, ["A   (1)"] * 1000)
+
+    def test_have_carriage_returns_for_line_ends(self):
+        # One line, which is no section.
+        self.check("EXTENSIONS\ra;1\rb;2")
+        # Sections with a carriage return behind them are none.
+        self.check("EXTENSIONS\r\na;1\r\n")
+        self.assertEqual(self.screen.c_l, [])
+
+    def test_have_zero_bytes_a_byte_order_mark_and_no_text(self):
+        self.check("\xef\xbb\xbfEXTENSIONS\nEXTENSIONS\0\nx;1\nEXTENSIONS\na\0b;1\n\xff\xfe;2",
+                   ["A\0B   (1)", "\xff\xfe   (2)"])
+
+
 class Choosing(Top20Test):
 
     def test_a_category_then_a_package(self):

@@ -202,6 +202,20 @@ class Cycle(NotifierTest):
         self.assertEqual(self.box.running, ["opkg update"])
         self.assertEqual(self.box.timers(), [])
 
+    def test_comes_once_after_a_jump_of_the_clock_and_late_after_one_back(self):
+        year, month = 365 * 24 * HOUR, 30 * 24 * HOUR
+        self.check()
+        self.box.loop.now += year
+        self.box.settle()
+        self.assertEqual(self.box.commands, COMMANDS * 2)
+        self.assertEqual(self.box.timers(), [24 * HOUR])
+        self.box.loop.now -= month
+        self.box.settle()
+        self.assertEqual(self.box.timers(), [24 * HOUR + month])
+        self.box.pass_time(31 * 24 * 3600)
+        self.assertEqual(self.box.commands, COMMANDS * 3)
+        self.assertEqual(self.box.timers(), [24 * HOUR])
+
     def test_finds_the_flag_to_lower_and_does_not_save_it(self):
         self.usage.update_available.value = True
         self.usage.update_available.saved_value = True
