@@ -31,7 +31,9 @@ import traceback
 import unittest
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-DURATIONS = os.path.join(PROJECT, "build", "test-seconds.json")
+BUILD = os.path.dirname(os.environ.get(
+    "KELVARO_MODULE", os.path.join(PROJECT, "build", "native", "Kelvaro.so")))
+DURATIONS = os.path.join(BUILD, "test-seconds.json")
 DIRECTORIES = ["tests/receiver", "tests/simulator", "tests/model", "tests/desk", "tests/browser"]
 SANDBOXED = ("tests/receiver/", "tests/simulator/", "tests/model/", "tests/memory/")
 ROWS = os.path.join(PROJECT, "build", "test-rows.json")
@@ -344,7 +346,7 @@ def find_files(directories):
 
 
 def last_durations():
-    """Return {path: seconds} as the last runs took; empty where there was none."""
+    """Return {path: seconds} as the last runs of this module took; empty where there was none."""
     try:
         with open(DURATIONS) as stream:
             return json.load(stream)
@@ -425,10 +427,10 @@ def main(arguments):
     files = [TestFile(path, options.writable) for path in
              sorted(paths, key=lambda path: -durations.get(path, TIMEOUT))]
     run_all(files, choice, options.jobs)
-    whole = not (options.patterns or options.without or options.directories)
-    keep_rows(files, whole)
-    if whole:
-        keep_durations(dict((test_file.path, test_file.seconds) for test_file in files))
+    keep_rows(files, whole=not (options.patterns or options.without or options.directories))
+    if not options.patterns:
+        durations.update((test_file.path, test_file.seconds) for test_file in files)
+        keep_durations(durations)
     for test_file in files:
         for name, reason in test_file.skipped:
             show(u"%s: %s: skipped: %s" % (test_file.path, name, reason))

@@ -14,13 +14,15 @@ import shutil
 import unittest
 
 from tests.memory import totals
-from tests.receiver import test_import_agrees, test_model_agrees, twins
+from tests.receiver import sampling, test_import_agrees, test_model_agrees, twins
 
 # So many generated cases are enough where not their answers but their ends are looked at; so many
 # kinds of failure of each operation; and one operation in so many, and fewer of the names.
 SEEDS = range(int(os.environ.get("KELVARO_SEEDS", 1)))
 KINDS = int(os.environ.get("KELVARO_KINDS", 1))
 STEP = int(os.environ.get("KELVARO_STEP", 1))
+# These alone say how many.
+sampling.ONE_IN = 1
 
 counted = {"operations": 0}
 

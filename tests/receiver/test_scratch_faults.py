@@ -1,7 +1,6 @@
 # -*- coding: utf-8 -*-
 """/tmp full or not writable; directories, links and worse in place of the module's files."""
 
-import ctypes
 import errno
 import os
 import pickle
@@ -276,8 +275,13 @@ class ReadOnly(Unwritable):
     @classmethod
     def setUpClass(cls):
         # A process may mount in a user namespace (0x10000000) with mounts of its own (0x20000).
-        # It can go there while it has no threads: before the feed server starts.
+        # It can go there while it has one thread: when the threads of the feed server before have
+        # ended, and before the next one starts.
+        import ctypes  # which the interpreters of receivers need not have
         cls.library = ctypes.CDLL(None)
+        deadline = time.time() + 10
+        while len(os.listdir("/proc/self/task")) > 1 and time.time() < deadline:
+            time.sleep(0.01)
         cls.allowed = (os.environ["KELVARO_SANDBOX"] == "bwrap"
                        and cls.library.unshare(0x10020000) == 0)
         super(ReadOnly, cls).setUpClass()
