@@ -101,8 +101,8 @@ def figures(kind, name):
 
 def stale(name, found, text, skipped):
     """Tell in what a table of the document is not current; "" when it is."""
-    wanted = set(table(HEADS[name], found.get(name, [])).splitlines())
-    present = set(text.splitlines())
+    wanted = collections.Counter(table(HEADS[name], found.get(name, [])).splitlines())
+    present = collections.Counter(text.splitlines())
     missing = wanted - present
     # The rows of a test that could not run here can't be told from rows of no test.
     extra = () if skipped else present - wanted

@@ -98,6 +98,12 @@ class Reliability(unittest.TestCase):
         self.assertIn("not there: | second | status 2 | None |", printed)
         self.assertIn("not so: | second | status 3 | None |", printed)
 
+    def test_finds_a_row_that_stands_there_twice(self):
+        self.run_tool()
+        row = u"| second | status 3 | None |\n"
+        self.write("document.md", self.document().replace(row, row * 2))
+        self.assertEqual(self.check()[0], "0 1\n")
+
     def test_finds_a_table_that_is_missing(self):
         self.write("document.md", u"nothing\n")
         self.assertEqual(self.check()[0], "0 1\n")
