@@ -1,5 +1,5 @@
 # Installing: the plug-in's directory with the module, the icons, the skin parts and the German
-# catalogue; and CPack's settings, with which ./package makes of it a package for opkg.
+# catalogue; and CPack's settings, with which packaging/package makes of it a package for opkg.
 #
 # KELVARO_PLUGIN_DIRECTORY      the plug-in's directory, below the installation prefix
 # KELVARO_PACKAGE_ARCHITECTURE  what the image's feed calls the receiver's architecture; opkg
@@ -19,8 +19,8 @@ if(KELVARO_MSGFMT)
   add_custom_command(
     OUTPUT "${catalogue}"
     COMMAND "${KELVARO_MSGFMT}" --check-format --endianness=little "--output-file=${catalogue}"
-            "${CMAKE_CURRENT_SOURCE_DIR}/po/de.po"
-    DEPENDS po/de.po VERBATIM)
+            "${CMAKE_CURRENT_SOURCE_DIR}/plugin/po/de.po"
+    DEPENDS plugin/po/de.po VERBATIM)
   add_custom_target(catalogue ALL DEPENDS "${catalogue}")
 else()
   install(CODE "message(FATAL_ERROR \"The catalogue needs msgfmt: install gettext, then configure \
@@ -30,9 +30,11 @@ endif()
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 install(TARGETS Kelvaro LIBRARY DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
-install(FILES pictures/update_normal.png pictures/update_info.png pictures/update_urgent.png
+install(FILES plugin/pictures/update_normal.png plugin/pictures/update_info.png
+              plugin/pictures/update_urgent.png
         DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/pictures")
-install(FILES skin/skin_1280.xml skin/skin_1920.xml DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
+install(FILES plugin/skin/skin_1280.xml plugin/skin/skin_1920.xml
+        DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
 install(FILES "${catalogue}" DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/locale/de/LC_MESSAGES"
         RENAME Kelvaro.mo)
 

@@ -11,7 +11,7 @@ It is served below the path /feed. The base address that the package manager kno
 "/all"; whoever wants another file of the feed replaces "all" in that address by the file's
 name, everywhere it occurs, so nothing else in the address may contain these letters.
 
-    server = FeedServer("sample-feed").start()
+    server = FeedServer("simulator/sample-feed").start()
     open("/etc/opkg/all-feed.conf", "w").write(server.conf_line())
     ...
     server.fault("zirknews.xml", status=404)

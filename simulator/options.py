@@ -22,11 +22,11 @@ def add_receiver_options(parser):
                         help="the receiver's model key (default: duo2): " + ", ".join(MODELS))
     parser.add_argument("--feed", default=packages.SAMPLE_FEED, metavar="DIR",
                         help="a folder with zirknews.xml, zirkdlstat.txt and all/, read anew at "
-                             "each opening (default: sample-feed)")
+                             "each opening (default: simulator/sample-feed)")
     parser.add_argument("--image-version", default="3.1.0", metavar="TEXT",
                         help="the image's version (default: 3.1.0)")
     parser.add_argument("--language", default="en", metavar="KEY",
-                        help="a catalogue of po/ (%s); en leaves the texts as they are "
+                        help="a catalogue of plugin/po/ (%s); en leaves the texts as they are "
                              "(default: en)" % ", ".join(_languages()))
     parser.add_argument("--interval", type=_hours, default=24, metavar="HOURS",
                         help="between two checks for updates, 0 for no second one (default: 24)")
@@ -41,7 +41,7 @@ def receiver_arguments(parser, options):
     if not os.path.isdir(options.feed):
         parser.error("there is no feed folder '%s'" % options.feed)
     if options.language not in ["en"] + _languages():
-        parser.error("there is no catalogue 'po/%s.po'" % options.language)
+        parser.error("there is no catalogue 'plugin/po/%s.po'" % options.language)
     return {
         "model": options.model,
         "image_version": options.image_version,
@@ -56,7 +56,7 @@ def catalogue(language):
 
 
 def _languages():
-    return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(PROJECT, "po"))
+    return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(PROJECT, "plugin", "po"))
                   if name.endswith(".po"))
 
 

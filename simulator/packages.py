@@ -17,8 +17,7 @@ import sys
 
 from simulator.opkg import database
 
-SAMPLE_FEED = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
-                           "sample-feed")
+SAMPLE_FEED = os.path.join(os.path.dirname(os.path.abspath(__file__)), "sample-feed")
 
 #: What is installed on a receiver of the sample feed: kept up to date, and long neglected.
 RECENT = "installed-recent.txt"

@@ -1,6 +1,6 @@
 """python2.7 -O -m simulator.remote: the receiver for a program at the other end of a pipe.
 
-viewer/PROTOCOL.md describes what goes through standard input and output.
+simulator/page/PROTOCOL.md describes what goes through standard input and output.
 """
 from __future__ import print_function
 

@@ -34,8 +34,8 @@ PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 BUILD = os.path.dirname(os.environ.get(
     "KELVARO_MODULE", os.path.join(PROJECT, "build", "native", "Kelvaro.so")))
 DURATIONS = os.path.join(BUILD, "test-seconds.json")
-DIRECTORIES = ["tests/receiver", "tests/simulator", "tests/model", "tests/desk", "tests/browser"]
-SANDBOXED = ("tests/receiver/", "tests/simulator/", "tests/model/", "tests/memory/")
+DIRECTORIES = ["tests/plugin", "tests/simulator", "tests/tools", "tests/page"]
+SANDBOXED = ("tests/plugin/", "tests/simulator/")
 ROWS = os.path.join(PROJECT, "build", "test-rows.json")
 # Seconds for a test file; after that it says where it is, and ends.
 TIMEOUT = int(os.environ.get("KELVARO_TIMEOUT", 300))
@@ -199,7 +199,7 @@ class TestFile(object):
             writable = [word for path in [directory] + self.writable
                         for word in ("--writable", path)]
             command = [os.path.join(PROJECT, "tools", "sandbox")] + writable + command
-        elif self.path.startswith("tests/browser/"):
+        elif self.path.startswith("tests/page/"):
             command[:2] = ["/usr/bin/python3"]
         else:
             command[0] = sys.executable

@@ -8,7 +8,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
 # build_module PROJECT [PACKAGE...]
 #
 # Installs what is missing of the packages that building and running need, and of the PACKAGEs;
-# makes the interpreter; builds PROJECT/build/native/Kelvaro.so, and the catalogues of po/ into
+# makes the interpreter; builds PROJECT/build/native/Kelvaro.so, and the catalogues of plugin/po/ into
 # PROJECT/build/locale/. Sets and exports KELVARO_PYTHON, the path of the interpreter. Says on
 # standard error what takes long. Exits with status 2 when a tool can't be had, with 1 and the
 # compiler's words when the module can't be built.
@@ -32,7 +32,7 @@ build_module() {
   rm -f "$log"
 
   mkdir -p "$project/build/locale"
-  for catalogue in "$project"/po/*.po; do
+  for catalogue in "$project"/plugin/po/*.po; do
     msgfmt --output-file="$project/build/locale/$(basename "$catalogue" .po).mo" "$catalogue"
   done
 }

@@ -14,8 +14,8 @@ from simulator import check, feed_problems
 from simulator.feedserver import FeedServer
 from simulator.models import MODELS
 from simulator.receiver import Receiver
-from tests.receiver import documents
-from tests.receiver.driving import NEWS, NOT_ANALYZED, document
+from tests.support import documents
+from tests.support.driving import NEWS, NOT_ANALYZED, document
 
 STATISTICS = "EXTENSIONS\nfoo;12\nSYSTEMPLUGINS\nbar;7\nSKINS\nclear-hd;3\n"
 

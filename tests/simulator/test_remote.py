@@ -13,7 +13,7 @@ import unittest
 
 from simulator import packages
 from simulator.models import MODELS
-from tests.receiver.driving import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
+from tests.support.driving import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
 
 PATIENCE = 15  # real seconds until an expected event must have come
 QUESTION = "There are updates available.\nDo you want to open Software Update menu ?"
@@ -266,7 +266,7 @@ class RequestTest(RemoteTest):
         for options, sentence in [
                 (["--model", "abacus"], "there is no model 'abacus'"),
                 (["--feed", "/nowhere"], "there is no feed folder '/nowhere'"),
-                (["--language", "xx"], "there is no catalogue 'po/xx.po'"),
+                (["--language", "xx"], "there is no catalogue 'plugin/po/xx.po'"),
                 (["--interval", "-1"], "argument --interval: '-1' is not a whole number of hours"),
                 (["--speed", "nan"],
                  "argument --speed: 'nan' is not a factor above 0, at most 10000")]:

@@ -1,4 +1,0 @@
-"""Compares the module with the model in plain Python, and with that model compiled by Cython.
-
-What `./bench` runs: compare.py on the machine, worker.py in the sandbox. Nothing here is a test.
-"""

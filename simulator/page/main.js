@@ -1,0 +1,283 @@
+// The page: hands the receiver's screens to the drawing, and keys and wishes to the receiver.
+
+import {drawScreen} from "./picture.js";
+import {Skin} from "./skin.js";
+
+const find = (id) => document.getElementById(id);
+
+// The receiver, over one WebSocket. simulator/page/PROTOCOL.md describes what goes through it.
+
+const socket = new WebSocket(new URL("socket", location.href.replace(/^http/, "ws")));
+let lastId = 0;
+
+/** Asks the receiver for something: {do: what, and what that takes}. */
+function ask(request) {
+  if (socket.readyState === WebSocket.OPEN) {
+    tell("");
+    socket.send(JSON.stringify({id: ++lastId, ...request}));
+  }
+}
+
+socket.addEventListener("message", ({data}) => {
+  const message = JSON.parse(data);
+  if (message.error) {
+    tell(message.error);
+  }
+  EVENTS[message.event]?.(message);
+});
+socket.addEventListener("close", () => {
+  tell("The receiver has gone. Start ./run again and load this page anew.");
+});
+
+/** Shows a sentence over the picture, until something is asked for. */
+function tell(sentence) {
+  find("notice").textContent = sentence;
+  find("notice").hidden = !sentence;
+}
+
+const EVENTS = {
+  screen({screens}) {
+    shown = screens;
+    draw();
+  },
+  log: addToLog,
+  clock({time, speed}) {
+    find("clock").textContent = clockText(time);
+    find("speed").textContent = speed === 1 ? "" : `${speed} times as fast`;
+  },
+  receiver({model, models, faults}) {
+    fillModels(models, model);
+    fillFaults(faults);
+  },
+  busy({since}) {
+    busySince = performance.now() - (since ? 1000 * since : 0);
+    showBusy();
+  },
+  idle() {
+    busySince = null;
+    showBusy();
+  },
+};
+
+// The picture.
+
+const skins = new Map(); // width of the picture: its Skin
+let shown = []; // the open screens, from the bottom
+
+async function text(address) {
+  const answer = await fetch(address);
+  if (!answer.ok) {
+    throw new Error(`${address}: ${answer.status}`);
+  }
+  return answer.text();
+}
+
+/** The host's skin with the plug-in's part for this width. */
+async function skinFor(width) {
+  if (!skins.has(width)) {
+    const skin = new Skin();
+    skin.add(await text("host/skin.xml"), width);
+    skin.add(await text(`skin/skin_${width}.xml`), width);
+    skins.set(width, skin);
+  }
+  return skins.get(width);
+}
+
+async function draw() {
+  const width = Number(find("picture-size").value);
+  const without = find("fallback").checked ? ["AllNews"] : [];
+  const skin = await skinFor(width);
+  const screens = shown.map((screen) => (
+    drawScreen(screen, skin, skin.find(screen.skinName, without), width)));
+  screens.slice(0, -1).forEach((below) => below.setAttribute("aria-hidden", "true"));
+  const picture = find("screens");
+  picture.style.width = width + "px";
+  picture.style.height = width * 9 / 16 + "px";
+  picture.replaceChildren(...screens);
+  fit();
+  say(shown.at(-1));
+}
+
+/** Scales the skin's pixels to the room that the page has. */
+function fit() {
+  const picture = find("screens");
+  picture.style.transform = `scale(${find("picture").clientWidth / picture.offsetWidth})`;
+}
+
+/** Tells screen readers what is new in the picture: the title, and the selected row. */
+function say(screen) {
+  const list = screen?.elements.find((element) => element.kind === "list");
+  const row = list?.rows[list.index]?.text ?? "";
+  find("said").textContent = screen ? `${screen.title}. ${row}` : "Television picture";
+}
+
+new ResizeObserver(fit).observe(find("picture"));
+find("picture-size").addEventListener("change", draw);
+find("fallback").addEventListener("change", draw);
+
+// The indication that the receiver does not answer just now.
+
+let busySince = null;
+
+function showBusy() {
+  const busy = busySince !== null;
+  find("busy").hidden = !busy;
+  find("picture").setAttribute("aria-busy", busy);
+  if (busy) {
+    const seconds = (performance.now() - busySince) / 1000;
+    find("busy-text").textContent = `The receiver waits, ${seconds.toFixed(0)} s`;
+    setTimeout(showBusy, 1000);
+  }
+}
+
+// The remote control. Each key: what it says, its name for ears, its key on the keyboard.
+
+const KEYS = {
+  up: ["▲", "Up", "ArrowUp"], down: ["▼", "Down", "ArrowDown"],
+  left: ["◀", "Left", "ArrowLeft"], right: ["▶", "Right", "ArrowRight"],
+  ok: ["OK", "OK", "Enter"], cancel: ["Exit", "Exit", "Escape"],
+  menu: ["Menu", "Menu", "m"], info: ["Info", "Info", "i"],
+  pageUp: ["P+", "Page up", "PageUp"], pageDown: ["P−", "Page down", "PageDown"],
+  red: ["", "Red", "r"], green: ["", "Green", "g"],
+  yellow: ["", "Yellow", "y"], blue: ["", "Blue", "b"],
+};
+for (const digit of "1234567890") {
+  KEYS[digit] = [digit, digit, digit];
+}
+const LEGENDS = {
+  ArrowUp: "↑", ArrowDown: "↓", ArrowLeft: "←", ArrowRight: "→", Enter: "↵", Escape: "Esc",
+  PageUp: "PgUp", PageDown: "PgDn",
+};
+const ROWS = [
+  ["1", "2", "3"], ["4", "5", "6"], ["7", "8", "9"], ["menu", "0", "info"],
+  ["pageUp", "up", "cancel"], ["left", "ok", "right"], ["pageDown", "down", "news"],
+  ["red", "green", "yellow", "blue"],
+];
+const PASSES = [["10 s", 10, "t"], ["1 h", 3600, "h"], ["24 h", 86400, "d"]];
+const shortcuts = new Map(); // key of the keyboard: what it does
+
+function button(label, name, shortcut, action) {
+  const element = document.createElement("button");
+  element.type = "button";
+  element.textContent = label;
+  element.setAttribute("aria-label", name);
+  element.setAttribute("aria-keyshortcuts", shortcut);
+  const legend = document.createElement("kbd");
+  legend.textContent = LEGENDS[shortcut] ?? shortcut;
+  if (legend.textContent !== label) {
+    element.append(legend);
+  }
+  element.addEventListener("click", action);
+  // A click leaves the focus where it is: Enter stays OK.
+  element.addEventListener("mousedown", (event) => event.preventDefault());
+  shortcuts.set(shortcut, action);
+  return element;
+}
+
+function remoteKey(key) {
+  const [label, name, shortcut] = KEYS[key] ?? [];
+  const element = key === "news"
+    ? button("News", "News, the entry in the plug-in menu", "n", () => ask({do: "open"}))
+    : button(label, name, shortcut, () => ask({do: "press", key}));
+  element.dataset.key = key;
+  return element;
+}
+
+for (const keys of ROWS) {
+  const row = document.createElement("div");
+  row.append(...keys.map(remoteKey));
+  find("keys").append(row);
+}
+find("passes").append(...PASSES.map(([label, seconds, shortcut]) => (
+  button(`+ ${label}`, `${label} pass`, shortcut, () => ask({do: "pass", seconds})))));
+
+document.addEventListener("keydown", (event) => {
+  const {target, key} = event;
+  // What has the focus keeps its own keys.
+  const kept = target.matches("button") && key === "Enter"
+    || target.matches("#entries") && /^(Arrow|Page)/.test(key) || target.matches("select");
+  const action = shortcuts.get(key);
+  if (action && find("keyboard").checked && !kept
+      && !event.ctrlKey && !event.altKey && !event.metaKey) {
+    event.preventDefault();
+    action();
+  }
+});
+
+// Time, faults, the model.
+
+function clockText(seconds) {
+  const whole = Math.floor(seconds);
+  const two = (number) => String(number).padStart(2, "0");
+  const days = Math.floor(whole / 86400);
+  return (days ? `${days} d ` : "") + Math.floor(whole / 3600) % 24
+    + `:${two(Math.floor(whole / 60) % 60)}:${two(whole % 60)}`;
+}
+
+const FAULTS = {
+  "down": "Feed server down",
+  "not-found": "Answers 404",
+  "malformed": "News not well-formed",
+  "stalled": "Feed server stalls",
+  "no-opkg": "No opkg",
+  "failing-package": "Package fails to install",
+};
+
+/** Shows which faults there are: made once, so that the focus stays where it is. */
+function fillFaults(faults) {
+  const list = find("fault-list");
+  for (const name of Object.keys({...FAULTS, ...faults}).filter((one) => one in faults)) {
+    if (!list.querySelector(`[name="${name}"]`)) {
+      list.append(faultBox(name));
+    }
+    list.querySelector(`[name="${name}"]`).checked = faults[name];
+  }
+}
+
+function faultBox(name) {
+  const label = document.createElement("label");
+  label.className = "check";
+  const box = document.createElement("input");
+  box.type = "checkbox";
+  box.name = name;
+  box.addEventListener("change", () => ask({do: "fault", name, on: box.checked}));
+  label.append(box, " " + (FAULTS[name] ?? name));
+  return label;
+}
+
+function fillModels(models, model) {
+  if (!find("model").options.length) {
+    find("model").append(...models.map((key) => new Option(key, key)));
+  }
+  find("model").value = model;
+}
+
+find("model").addEventListener("change", ({target}) => ask({do: "model", key: target.value}));
+
+// The log.
+
+const MOST_ENTRIES = 500;
+
+function addToLog({time, kind, text: words}) {
+  const entries = find("entries");
+  const atEnd = entries.scrollTop + entries.clientHeight >= entries.scrollHeight - 8;
+  const entry = document.createElement("p");
+  entry.dataset.kind = kind;
+  for (const [name, content] of [["time", clockText(time)], ["b", kind], ["span", words]]) {
+    const part = document.createElement(name);
+    part.textContent = content;
+    entry.append(part);
+  }
+  entries.append(entry);
+  while (entries.children.length > MOST_ENTRIES) {
+    entries.firstChild.remove();
+  }
+  if (atEnd) {
+    entries.scrollTop = entries.scrollHeight;
+  }
+  if (kind === "exception") {
+    tell("An exception: see the log. A receiver would restart its GUI here.");
+  }
+}
+
+find("clear").addEventListener("click", () => find("entries").replaceChildren());

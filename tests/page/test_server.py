@@ -1,0 +1,147 @@
+"""The server behind the page: what it serves, to whom, and how it starts and ends. Python 3."""
+
+import fcntl
+import json
+import os
+import pty
+import select
+import subprocess
+import termios
+import time
+import unittest
+import urllib.error
+import urllib.request
+
+import aiohttp
+
+from tests.support.page import PATIENCE, PROJECT, Server
+
+
+class ServerTest(unittest.IsolatedAsyncioTestCase):
+
+    def setUp(self):
+        self.server = Server()
+        self.addCleanup(self.server.close)
+
+    async def asyncSetUp(self):
+        self.session = aiohttp.ClientSession()
+        self.addAsyncCleanup(self.session.close)
+
+    async def connect(self, **headers):
+        page = await self.session.ws_connect(self.server.address + "socket", headers=headers)
+        self.addAsyncCleanup(page.close)
+        return page
+
+    async def receive(self, page, found):
+        """Return the messages until the first for which found(message) is true."""
+        messages = []
+        while not messages or not found(messages[-1]):
+            messages.append(json.loads(await page.receive_str(timeout=PATIENCE)))
+        return messages
+
+    def get(self, path):
+        with urllib.request.urlopen(self.server.address + path) as answer:
+            return answer.read()
+
+    async def test_skins_pictures_and_page_are_the_project_s_own(self):
+        for path, source in (("", "simulator/page/index.html"), ("main.js", "simulator/page/main.js"),
+                             ("plugin/skin/skin_1280.xml", "plugin/skin/skin_1280.xml"),
+                             ("host/skin.xml", "simulator/host/skin.xml"),
+                             ("pictures/update_info.png", "pictures/update_info.png")):
+            with open(os.path.join(PROJECT, source), "rb") as stream:
+                self.assertEqual(stream.read(), self.get(path))
+        with self.assertRaises(urllib.error.HTTPError) as caught:
+            self.get("skin/..%2fREADME.md")
+        caught.exception.close()
+        self.assertEqual(404, caught.exception.code)
+
+    async def test_answers_and_events_go_to_the_page_unchanged(self):
+        page = await self.connect()
+        await page.send_str('{"id": "x", "do": "press",\n "key": "eject"}')
+        answer = (await self.receive(page, lambda message: "id" in message))[-1]
+        self.assertEqual(
+            {"id": "x", "error": "There is no key 'eject' on the remote control."}, answer)
+
+    async def test_a_page_that_comes_later_is_told_what_is_shown_and_what_was_done(self):
+        await self.receive(await self.connect(), lambda message: message.get("kind") == "request")
+        told = await self.receive(await self.connect(),
+                                  lambda message: message.get("kind") == "request")
+        self.assertEqual(["clock", "receiver", "screen"],
+                         [message["event"] for message in told[:3]])
+        self.assertEqual(["timer", "timer", "request"], [message["kind"] for message in told[3:]])
+
+    async def test_pages_of_other_sites_are_refused(self):
+        with self.assertRaises(aiohttp.WSServerHandshakeError) as caught:
+            await self.connect(Origin="http://elsewhere.example")
+        self.assertEqual(403, caught.exception.status)
+
+    async def test_a_receiver_that_is_blocked_is_busy_until_it_is_heard_again(self):
+        page = await self.connect()
+        await self.receive(page, lambda message: message.get("kind") == "request")
+        for request in ({"do": "fault", "name": "stalled", "on": True},
+                        {"do": "press", "key": "cancel"}, {"do": "open"}):
+            await page.send_str(json.dumps(dict(request, id=1)))
+        await self.receive(page, lambda message: message.get("event") == "busy")
+        began = time.time()
+        await self.receive(page, lambda message: message.get("event") == "idle")
+        self.assertLess(4, time.time() - began)
+
+    async def test_it_ends_with_0_and_takes_the_receiver_with_it(self):
+        number = self.server.process.pid
+        with open("/proc/%d/task/%d/children" % (number, number)) as stream:
+            children = stream.read().split()
+        self.assertEqual(1, len(children))
+        self.assertEqual(0, self.server.close())
+        self.assertFalse(os.path.exists("/proc/" + children[0]))
+
+    async def test_a_port_that_is_taken_is_one_sentence(self):
+        port = self.server.address.split(":")[2].rstrip("/")
+        self.assertEqual((2, "", "run: the port %s can't be had: Address already in use.\n" % port),
+                         start("--port", port))
+
+
+def start(*options):
+    """Run the server with options with which it can't start: status, output and errors."""
+    result = subprocess.run(
+        ["/usr/bin/python3", os.path.join(PROJECT, "simulator", "page", "server.py")] + list(options),
+        stdin=subprocess.DEVNULL, capture_output=True, text=True)
+    return result.returncode, result.stdout, result.stderr
+
+
+def control(terminal):
+    """Make a terminal that of this process, so that its keys interrupt it."""
+    os.setsid()
+    fcntl.ioctl(terminal, termios.TIOCSCTTY, 0)
+
+
+class CommandTest(unittest.TestCase):
+
+    def test_a_wrong_value_is_one_sentence(self):
+        for options, sentence in [
+                (["--port", "x"], "argument --port: 'x' is not a port from 0 to 65535"),
+                (["--port", "65536"], "argument --port: '65536' is not a port from 0 to 65535"),
+                (["--model", "abacus"], "there is no model 'abacus'"),
+                (["--feed"], "argument --feed: expected one argument")]:
+            self.assertEqual((2, "", "run: %s; see --help.\n" % sentence), start(*options))
+
+    def test_run_at_a_terminal_serves_the_page_until_ctrl_c(self):
+        terminal, end = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        process = subprocess.Popen([os.path.join(PROJECT, "run"), "--feed=simulator/sample-feed"],
+                                   cwd=PROJECT, stdin=end, stdout=end, stderr=end,
+                                   preexec_fn=lambda: control(end))
+        os.close(end)
+        self.addCleanup(process.wait)
+        text = ""
+        while "until Ctrl-C" not in text:
+            self.assertTrue(select.select([terminal], [], [], 60)[0], text)
+            text += os.read(terminal, 4096).decode()
+        address, = [word for word in text.split() if word.startswith("http://127.0.0.1:")]
+        with urllib.request.urlopen(address) as page:
+            self.assertIn(b"<h1>Kelvaro", page.read())
+        os.write(terminal, b"\x03")
+        self.assertEqual(0, process.wait(PATIENCE))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,444 @@
+"""The module and its model agree: operation by operation, failure by failure, name by name.
+
+Both run the same scenarios on a host that notes every operation (`recording`). A difference
+prints the scenario with its seed and failure; `twins.run` repeats it.
+"""
+
+import __builtin__
+import gc
+import inspect
+import itertools
+import os
+import random
+import re
+import shutil
+import sys
+import tempfile
+import types
+import unittest
+
+from tests.support import recording, scenarios, twins
+from tests.support.recording import function
+from tests.support.sampling import sampled
+from tests.support.twins import Comparison, ERRORS, default_encoding
+
+SEEDS = sampled(range(150))
+ARGUMENT_SEEDS = sampled(range(60))
+
+
+class Agreement(unittest.TestCase):
+    """Base: each test works with a comparison of its own and may not find a difference."""
+
+    def setUp(self):
+        self.comparison = Comparison(twins.model(), twins.module())
+
+        self.addCleanup(lambda: self.agree(self.comparison.leak()))
+
+    def agree(self, text):
+        if text is not None:
+            self.fail(text)
+
+
+def add_tests(case, name, scenario_list, body):
+    """Give the test case a test `name % scenario` for each scenario."""
+    for scenario in scenario_list:
+        def test(self, scenario=scenario):
+            body(self, scenario)
+        test.__name__ = name % re.sub(r"\W+", "_", scenario.__name__)
+        setattr(case, test.__name__, test)
+
+
+class FailuresAgree(Agreement):
+    """Every operation of every walk fails in turn, with errors of changing kinds."""
+
+
+def every_operation_fails(self, scenario):
+    self.agree(self.comparison.failures(scenario))
+
+
+def whole_walk(self, scenario):
+    self.agree(self.comparison.case(scenario))
+    self.agree(self.comparison.case(scenario, in_handler=True))
+
+
+add_tests(FailuresAgree, "test_%s", scenarios.STATUSES, whole_walk)
+add_tests(FailuresAgree, "test_each_failing_operation_of_%s", scenarios.FIXED,
+          every_operation_fails)
+
+
+class GeneratedAgree(Agreement):
+    """Generated inputs, host answers and call orders, in both default encodings."""
+
+
+def generated_cases(self, scenario):
+    for encoding in ("ascii", "utf-8"):
+        with default_encoding(encoding):
+            for seed in SEEDS:
+                self.agree(self.comparison.case(scenario, seed=seed))
+                self.agree(self.comparison.case(
+                    scenario, seed=seed, fail_at=1 + seed * 7 % 90,
+                    error=ERRORS[seed % len(ERRORS)], in_handler=bool(seed % 2)))
+
+
+add_tests(GeneratedAgree, "test_%s", scenarios.GENERATED, generated_cases)
+
+
+def global_names():
+    """The names that the model's functions look up in the module and the builtins."""
+    names = set()
+    for function_ in model_functions().values():
+        names.update(function_.__code__.co_names)
+    known = set(twins.model().pristine) | set(recording.SUBSTITUTES) | set(vars(__builtin__))
+    # True and False are looked up too, but no one replaces them.
+    return sorted(name for name in names & known
+                  if name not in ("True", "False") and not name.startswith("__"))
+
+
+def model_functions():
+    """Full name -> function of everything that the model defines."""
+    found = {}
+    for name, thing in twins.model().pristine.items():
+        if isinstance(thing, types.FunctionType) and thing.__module__ == "Kelvaro":
+            found[name] = thing
+        elif isinstance(thing, (type, types.ClassType)) and thing.__module__ == "Kelvaro":
+            for method_name, method in vars(thing).items():
+                if isinstance(method, types.FunctionType):
+                    found[name + "." + method_name] = method
+    return dict((name, thing) for name, thing in found.items() if not name.startswith("__os"))
+
+
+class NamesAgree(Agreement):
+    """Any name can be missing or replaced, in the module's namespace and in the builtins."""
+
+    def test_missing_names(self):
+        for name, scenario in sampled(itertools.product(global_names(), scenarios.FIXED)):
+            self.agree(self.comparison.case(scenario, without=name))
+
+    def test_a_missing_translation(self):
+        for scenario in scenarios.FIXED:
+            self.agree(self.comparison.case(scenario, without="_", translation=None))
+
+    def test_names_bound_to_something_that_cannot_be_used(self):
+        for name, scenario in sampled(itertools.product(global_names(), scenarios.FIXED)):
+            self.agree(self.comparison.case(scenario, replaced=name, by=None))
+
+    def test_builtins_replaced_in_the_module(self):
+        for name, replacement in (
+                ("str", function("str", lambda thing: u"[%s]" % (thing,))),
+                ("len", function("len", lambda thing: len(thing) + 1))):
+            for scenario in scenarios.FIXED:
+                self.agree(self.comparison.case(scenario, replaced=name, by=replacement))
+
+    def test_exceptions_replaced_in_the_module(self):
+        for scenario, name, replacement in (
+                (scenarios.detail_opens_with_updates, "Exception", KeyError),
+                (scenarios.detail_opens_with_updates, "Exception", None),
+                (scenarios.cache_is_written_to_a_new_directory, "OSError", "no class"),
+                (scenarios.cache_is_written_to_a_new_directory, "OSError",
+                 (RuntimeError, KeyboardInterrupt))):
+            self.agree(self.comparison.failures(
+                scenario, kinds=5, replaced=name, by=replacement))
+
+    def test_names_of_the_module_itself_replaced(self):
+        replacements = {
+            "header": u"unicode ", "vumodel": u"uno4kse", "cache_file": u"/tmp/.updatecache",
+            "packagetmpfile": u"/tmp/.package.tmp", "packageinstalledfile": u"/tmp/.installed",
+            "AllNews": "another", "ZirkUpdateInfo": "another",
+            "newsURL": function("newsURL", u"http://other/"),
+            "getInstalled": function("getInstalled", ("a",)),
+            "skip_entry": function("skip_entry", lambda entry: 0),
+            "write_cache": function("write_cache"),
+            "load_cache": function("load_cache", lambda: list(scenarios.NEWS)),
+            "getDownloadStats": function("getDownloadStats", "SKINS\na;1"),
+            "parse_xml": function("parse_xml", 3),
+            "_": function("_", lambda text: unicode(text)),
+        }
+        for name, scenario in sampled(itertools.product(sorted(replacements), scenarios.FIXED)):
+            self.agree(self.comparison.case(scenario, replaced=name, by=replacements[name]))
+
+    def test_builtins_replaced_among_the_builtins(self):
+        saved = open
+        for replacement in (recording.recorded_open, None, function("open")):
+            __builtin__.open = replacement
+            try:
+                for scenario in scenarios.FIXED:
+                    self.agree(self.comparison.case(scenario, without="open"))
+            finally:
+                __builtin__.open = saved
+
+    def test_system_and_mkdir_come_from_os_when_no_name_is_bound(self):
+        saved = os.system, os.mkdir
+        os.system = recording.run_recorded_command
+        os.mkdir = recording.make_recorded_directory
+        try:
+            for name in ("system", "mkdir"):
+                for scenario in scenarios.FIXED[:7]:
+                    self.agree(self.comparison.failures(scenario, kinds=3, without=name))
+        finally:
+            os.system, os.mkdir = saved
+
+
+class ArgumentsAgree(Agreement):
+    """Too few, too many, doubled, unknown and odd arguments, however a function is reached."""
+
+    def arguments(self, rng, names):
+        """Random positional and keyword arguments for a function with these parameters."""
+        positional = [rng.choice([None, 0, "", "text", ("x", "skins")])
+                      for _ in range(rng.randint(0, len(names) + 2))]
+        keywords = {}
+        for _ in range(rng.choice([0, 0, 1, 1, 2, 3])):
+            keywords[rng.choice(names + ["unknown", u"f_name", u"\xe4", 1, None])] = rng.choice(
+                [None, 0, "text"])
+        return positional, keywords
+
+    def compare(self, reach, name, seed):
+        def scenario(case):
+            names = inspect.getargspec(model_functions()[name]).args
+            positional, keywords = self.arguments(random.Random(seed), names)
+            function_ = reach(case)
+            case.do(lambda: function_(*positional, **keywords))
+        scenario.__name__ = "%s with arguments of seed %d" % (name, seed)
+        self.agree(self.comparison.case(scenario))
+
+    def test_of_module_functions(self):
+        for name in sorted(model_functions()):
+            if "." not in name:
+                for seed in ARGUMENT_SEEDS:
+                    self.compare(lambda case: getattr(case.module, name), name, seed)
+
+    def test_of_methods_of_an_object(self):
+        def reach(case):
+            class_ = getattr(case.module, class_name)
+            thing = class_.__new__(class_) if isinstance(class_, type) else class_()
+            return getattr(thing, method_name)
+        for name in sorted(model_functions()):
+            if "." in name:
+                class_name, method_name = name.split(".")
+                for seed in ARGUMENT_SEEDS:
+                    self.compare(reach, name, seed)
+
+    def test_of_constructors(self):
+        for class_name in ("AllNews", "ZirkUpdateInfo"):
+            for seed in ARGUMENT_SEEDS:
+                self.compare(lambda case: getattr(case.module, class_name),
+                             class_name + ".__init__", seed)
+        for arguments in ((), (1,), (1, 2)):
+            self.agree(self.comparison.case(
+                lambda case: case.do(case.module.UpdateNotification, *arguments)))
+
+    def test_of_methods_of_a_class(self):
+        def reach(case):
+            class_ = getattr(case.module, class_name)
+            method = getattr(class_, method_name)
+            first = random.Random(seed).choice(["own", "none", "other"])
+            if first == "own":
+                thing = class_.__new__(class_) if isinstance(class_, type) else class_()
+                return lambda *args, **kwargs: method(thing, *args, **kwargs)
+            if first == "other":
+                return lambda *args, **kwargs: method("other", *args, **kwargs)
+            return method
+        for name in sorted(model_functions()):
+            if "." in name:
+                class_name, method_name = name.split(".")
+                for seed in ARGUMENT_SEEDS:
+                    self.compare(reach, name, seed)
+
+
+class ClassesAgree(Agreement):
+    """What can be seen of functions and classes, and how subclasses take part."""
+
+    def test_functions_and_classes_look_alike(self):
+        def scenario(case):
+            for name in sorted(vars(case.module)):
+                if not name.startswith("__"):
+                    case.do(lambda: (name, getattr(case.module, name)))
+            for class_ in (case.module.AllNews, case.module.ZirkUpdateInfo,
+                           case.module.UpdateNotification):
+                case.do(lambda: (class_.__name__, class_.__module__, class_.__bases__,
+                                 type(class_)))
+                names = sorted(name for name, value in vars(class_).items()
+                               if callable(value) or not name.startswith("__"))
+                case.do(lambda: names)
+                for name in names:
+                    method = getattr(class_, name)
+                    case.do(lambda: (name, type(method).__name__, method.__name__,
+                                     method.im_class, method.im_self, method.__module__,
+                                     callable(method), re.sub("0x[0-9a-f]+", "", repr(method))))
+            for name in ("getHeader", "newsURL", "parse_xml"):
+                function_ = getattr(case.module, name)
+                case.do(lambda: (function_.__name__, function_.__module__))
+        self.agree(self.comparison.case(scenario))
+
+    def test_bound_methods_are_equal_and_hash_alike(self):
+        def scenario(case):
+            one, other = case.module.UpdateNotification(), case.module.UpdateNotification()
+            case.do(lambda: one.init_timer == one.init_timer)
+            case.do(lambda: one.init_timer == other.init_timer)
+            case.do(lambda: one.init_timer == one.check_updates)
+            case.do(lambda: hash(one.init_timer) == hash(one.init_timer))
+            case.do(lambda: one.init_timer.im_self is one)
+            case.do(lambda: one.init_timer.im_func is other.init_timer.im_func)
+            case.do(lambda: re.sub("0x[0-9a-f]+", "", repr(one.init_timer)))
+        self.agree(self.comparison.case(scenario))
+
+    def test_endless_recursion_is_an_error_and_no_crash(self):
+        def scenario(case):
+            class_ = case.module.AllNews
+            again = vars(class_)["ipkg_action_finished"]
+            screen = type("Sub", (class_,), {"keyYellow": again})(recording.Session(), "/plugin")
+            try:
+                screen.keyYellow()
+            except RuntimeError as e:
+                case.recorder.outcomes.append(str(e)[:32])
+        self.agree(self.comparison.case(scenario))
+
+    def test_methods_can_be_borrowed_by_other_classes(self):
+        def scenario(case):
+            class New(object):
+                plain = case.module.__dict__["newsURL"]
+                borrowed = vars(case.module.AllNews)["setMenuIndex"]
+
+            class Old:
+                borrowed = vars(case.module.ZirkUpdateInfo)["nextUpdate"]
+            case.do(lambda: New().borrowed(3))
+            case.do(lambda: New().plain())
+            case.do(lambda: New.borrowed())
+            case.do(lambda: Old().borrowed())
+            case.do(lambda: Old.borrowed())
+        self.agree(self.comparison.case(scenario))
+
+    def test_every_overridden_method_is_honoured(self):
+        walks = [("AllNews", scenarios.browser_shows_news),
+                 ("AllNews", scenarios.popular_packages),
+                 ("ZirkUpdateInfo", scenarios.detail_shows_news),
+                 ("ZirkUpdateInfo", scenarios.detail_opens_with_updates),
+                 ("ZirkUpdateInfo", scenarios.detail_lists_updates)]
+        for class_name, walk in walks:
+            names = [name.split(".")[1] for name in model_functions()
+                     if name.startswith(class_name) and "__init__" not in name]
+            for name in sampled(sorted(names)):
+                def scenario(case):
+                    class_ = getattr(case.module, class_name)
+                    override = recording.operation(name, "overridden")
+                    case.replace(**{class_name: type("Sub", (class_,), {name: override})})
+                    walk(case)
+                scenario.__name__ = "%s with %s overridden" % (walk.__name__, name)
+                self.agree(self.comparison.failures(scenario, kinds=1, step=23))
+
+
+class NothingIsLost(unittest.TestCase):
+    """The module keeps no container and no shared object, whatever fails (see also `leaked`)."""
+
+    SHARED = [None, True, False, 0, 1, "", (), "menu", "update", "item", "all"]
+
+    def round(self):
+        """Every walk of the module, each fourth operation failing; what is there afterwards.
+
+        The tests of memory, which count all references, have each of them fail.
+        """
+        for scenario in scenarios.FIXED:
+            operations = len(twins.run(twins.module(), scenario).log)
+            for fail_at in sampled(range(1, operations + 1, 4)):
+                twins.run(twins.module(), scenario, fail_at=fail_at,
+                          error=ERRORS[fail_at % len(ERRORS)])
+        gc.collect()
+        return (len(gc.get_objects()),) + tuple(map(sys.getrefcount, self.SHARED))
+
+    def test_rounds_of_failures_leave_as_much_as_they_found(self):
+        self.round()
+        before = self.round()
+        after = self.round()
+        self.assertEqual(after, before)
+
+
+class RealFilesAgree(Agreement):
+    """With the interpreter's own files, pickles and os functions, in a directory of the test."""
+
+    def setUp(self):
+        Agreement.setUp(self)
+        self.directory = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.directory)
+
+    def case(self, body):
+        """Compare a scenario in which the module's files lie in an empty directory."""
+        def scenario(case):
+            shutil.rmtree(self.directory)
+            os.mkdir(self.directory)
+            for name in ("open", "remove", "os_path", "system", "mkdir", "dump", "load"):
+                vars(case.module).pop(name, None)
+            for name in ("remove", "os_path", "dump", "load"):
+                vars(case.module)[name] = case.pristine[name]
+            for name in ("cache_file", "packagetmpfile", "packageinstalledfile"):
+                vars(case.module)[name] = os.path.join(self.directory, name)
+            recorder = case.recorder
+            recorder.answers["fileExists"] = os.path.exists
+            body(case)
+            recorder.outcomes.append(sorted(os.listdir(self.directory)))
+            for name in sorted(os.listdir(self.directory)):
+                path = os.path.join(self.directory, name)
+                if os.path.isfile(path):
+                    with open(path, "rb") as result:
+                        recorder.outcomes.append((name, result.read()))
+        self.agree(self.comparison.case(scenario))
+
+    def test_cache_bytes_are_equal(self):
+        for seed in SEEDS:
+            def body(case):
+                case.call("write_cache", scenarios.news_list(random.Random(seed)))
+                case.call("load_cache")
+            self.case(body)
+
+    def test_cache_in_a_new_directory_and_below_a_missing_one(self):
+        for place in (("new", "cache"), ("new", "er", "cache"), ("",), ("file", "cache")):
+            def body(case):
+                with open(os.path.join(self.directory, "file"), "w"):
+                    pass
+                case.replace(cache_file=os.path.join(self.directory, *place))
+                case.call("write_cache", scenarios.NEWS)
+                case.call("load_cache")
+            self.case(body)
+
+    def test_cache_that_is_no_pickle(self):
+        for content in ("", "x", "\x80\x02]q\x01.", "\x80\x02", "cos\nsystem\n.", "N.rest"):
+            def body(case):
+                with open(os.path.join(self.directory, "cache_file"), "wb") as cache:
+                    cache.write(content)
+                case.call("load_cache")
+            self.case(body)
+
+    def test_cache_that_cannot_be_pickled(self):
+        for data in (lambda: None, [u"a", os], [object, (i for i in "ab")]):
+            self.case(lambda case: case.call("write_cache", data))
+
+    def test_installed_packages(self):
+        for content in ("a\nb\n", "", "a", "a\r\n\nb\0c\n"):
+            def body(case):
+                with open(os.path.join(self.directory, "list"), "wb") as packages:
+                    packages.write(content)
+                listing = os.path.join(self.directory, "list")
+                case.replace(system=lambda command: os.rename(
+                    listing, case.module.packageinstalledfile))
+                case.call("getInstalled")
+            self.case(body)
+
+    def test_listings(self):
+        for seed in SEEDS:
+            def body(case):
+                rng = random.Random(seed)
+                with open(os.path.join(self.directory, "packagetmpfile"), "wb") as packages:
+                    packages.write(scenarios.listing(rng))
+                case.call("write_cache", scenarios.NEWS)
+                screen = case.call("ZirkUpdateInfo", recording.Session(), 0)
+                case.press(screen, "getUpdates")
+                watcher = case.notifier()
+                case.press(watcher, "setSession", recording.Session(), "/plugin")
+                case.press(watcher, "init_timer")
+                case.press(watcher, "opkg_upgrade_finished", scenarios.listing(rng), 0)
+                case.press(watcher, "show_Kelvaro", rng.choice([True, False]))
+                browser = case.call("AllNews", recording.Session(), "/plugin")
+                case.press(browser, "keyCancel")
+            self.case(body)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,210 @@
+"""The page of a simulated receiver in headless Chromium, for the tests and the screenshots."""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+from selenium import webdriver
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.support.ui import Select
+
+PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SAMPLE_FEED = os.path.join(PROJECT, "simulator/sample-feed")
+PATIENCE = 15  # real seconds until the page must show what is expected
+
+# What the front screen shows, as plain data; null for the television picture.
+FRONT = """
+const front = document.querySelector("#screens > :last-child");
+if (!front) {
+  return null;
+}
+const text = (element) => element.textContent;
+const rows = [...front.querySelectorAll("[role=option]")];
+return {
+  screen: front.dataset.screen ?? null,
+  layout: front.dataset.layout ?? null,
+  title: front.querySelector(".window-title")?.textContent ?? null,
+  texts: Object.fromEntries([...front.querySelectorAll("[data-name]")]
+    .map((element) => [element.dataset.name, text(element)])),
+  rows: rows.map(text),
+  icons: rows.map((row) => row.querySelector("img")?.alt ?? null),
+  selected: rows.filter((row) => row.ariaSelected === "true").map(text),
+};
+"""
+
+
+def start_browser(width=1440, height=900):
+    """Start a headless Chromium whose pages are `width` by `height` pixels; return its driver."""
+    options = webdriver.ChromeOptions()
+    options.binary_location = "/usr/bin/chromium"
+    for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu",
+                     "--hide-scrollbars", "--no-first-run", "--disable-background-networking",
+                     "--disable-component-update", "--force-color-profile=srgb",
+                     # The page needs no network but loopback.
+                     "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1"):
+        options.add_argument(argument)
+    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
+    service = webdriver.chrome.service.Service("/usr/bin/chromedriver", log_path=os.devnull)
+    driver = webdriver.Chrome(service=service, options=options)
+    set_size(driver, width, height)
+    return driver
+
+
+def set_size(driver, width, height):
+    """Make the page `width` by `height` pixels."""
+    driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
+        "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+
+
+class Server(object):
+    """The server behind the page, with options of ./run: its process and its address."""
+
+    def __init__(self, *options):
+        self.process = subprocess.Popen(
+            ["/usr/bin/python3", os.path.join(PROJECT, "simulator", "page", "server.py")] + list(options),
+            cwd=PROJECT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        line = self.process.stdout.readline()
+        addresses = [word for word in line.split() if word.startswith("http://127.0.0.1:")]
+        if not addresses:
+            self.close()
+            raise RuntimeError("the server has given no address: %r" % line)
+        self.address = addresses[0]
+
+    def close(self):
+        """End it, unless it has ended; return its exit status."""
+        self.process.terminate()
+        self.process.stdout.close()
+        return self.process.wait()
+
+
+class Viewer(object):
+    """A receiver behind its server, and the page that shows it in `driver`.
+
+    options: those of ./run. close() ends the server.
+    """
+
+    def __init__(self, driver, *options):
+        self.driver = driver
+        self.server = Server(*options)
+        driver.get(self.server.address)
+        self.wait("the model", lambda: self.find("#model").get_attribute("value"))
+        self.wait("the picture", lambda: self.find("#screens").get_attribute("style"))
+
+    def close(self):
+        self.server.close()
+
+    # Driving.
+
+    def press(self, *keys):
+        """Click keys of the remote control, one after the other."""
+        for key in keys:
+            self.find("[data-key=%s]" % key).click()
+
+    def open_news(self):
+        """Open the news browser if nothing is open, and wait until the news have come."""
+        if self.front() is None:
+            self.press("news")
+        self.wait("the list", lambda: len(self.rows()) > 1)
+
+    def pass_time(self, label):
+        """Click one of the buttons that let time pass, such as "+ 1 h"."""
+        button, = [one for one in self.find_all("#passes button") if one.text.startswith(label)]
+        button.click()
+
+    def type(self, *keys):
+        """Press keys of the keyboard, wherever the focus is."""
+        ActionChains(self.driver).send_keys(*keys).perform()
+
+    def select(self, name, value):
+        """Choose in the list with the id `name`."""
+        Select(self.find("#" + name)).select_by_value(value)
+
+    def toggle(self, selector):
+        self.find(selector).click()
+
+    # Looking.
+
+    def find(self, selector):
+        return self.driver.find_element(By.CSS_SELECTOR, selector)
+
+    def find_all(self, selector):
+        return self.driver.find_elements(By.CSS_SELECTOR, selector)
+
+    def front(self):
+        """What the front screen shows (see FRONT), None for the television picture."""
+        return self.driver.execute_script(FRONT)
+
+    def rows(self):
+        """The texts of the list in front."""
+        return (self.front() or {"rows": []})["rows"]
+
+    def log(self, kind=None):
+        """The texts in the log, of one kind or of all."""
+        selector = "#entries p" + ("[data-kind=%s]" % kind if kind else "")
+        return self.driver.execute_script(
+            "return [...document.querySelectorAll(arguments[0] + ' span')]"
+            ".map((one) => one.textContent)", selector)
+
+    def wait(self, what, value, expected=None):
+        """Wait until value() is true, or `expected` where that is given; return it."""
+        deadline = time.time() + PATIENCE
+        while True:
+            found = value()
+            if found == expected if expected is not None else found:
+                return found
+            if time.time() > deadline:
+                raise AssertionError("%s: %r has not become %r"
+                                     % (what, found, "true" if expected is None else expected))
+            time.sleep(0.02)
+
+
+class ViewerTest(unittest.TestCase):
+    """Tests that share a browser; each starts a receiver of its own.
+
+    At its end the page must not have complained in the browser's console.
+    """
+
+    @classmethod
+    def setUpClass(cls):
+        cls.driver = start_browser()
+        cls.addClassCleanup(cls.driver.quit)
+
+    def start(self, *options):
+        """Start a receiver with a page; return its Viewer, which the test's end closes."""
+        viewer = Viewer(self.driver, *options)
+        self.addCleanup(self._end, viewer)
+        return viewer
+
+    def _end(self, viewer):
+        complaints = self.driver.get_log("browser")
+        self.driver.get("about:blank")
+        viewer.close()
+        self.assertEqual([], complaints)
+
+    def assert_shows(self, viewer, **expected):
+        """The front screen soon shows this: its parts as in FRONT, "texts" as far as named."""
+
+        def shown():
+            front = viewer.front() or {"screen": None}
+            found = dict((name, front.get(name)) for name in expected)
+            if "texts" in expected and found["texts"] is not None:
+                found["texts"] = dict((name, found["texts"].get(name))
+                                      for name in expected["texts"])
+            return found
+
+        viewer.wait("the picture", shown, expected)
+
+    def feed(self, **files):
+        """Copy the sample feed, with other news or statistics; return the copy's directory."""
+        directory = tempfile.mkdtemp(prefix="kelvaro-browser.")
+        self.addCleanup(shutil.rmtree, directory)
+        copy = os.path.join(directory, "feed")
+        shutil.copytree(SAMPLE_FEED, copy)
+        for name, text in files.items():
+            with open(os.path.join(copy, name.replace("_", ".")), "w", encoding="utf-8") as stream:
+                stream.write(text)
+        return copy
