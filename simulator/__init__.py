@@ -4,6 +4,7 @@ import os
 import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+SAMPLE_FEED = os.path.join(ROOT, "simulator", "sample-feed")
 HOST = os.path.join(ROOT, "simulator", "host")
 
 if HOST not in sys.path:

@@ -8,7 +8,8 @@ import sys
 
 from simulator import packages
 from simulator.feedserver import FeedServer
-from simulator.options import OneSentence, add_receiver_options, receiver_arguments
+from simulator.options import (OneSentence, add_receiver_options, receiver_arguments,
+                               tcp_port)
 from simulator.receiver import Receiver
 from simulator.terminal import Terminal
 from simulator.tour import Tour
@@ -23,7 +24,7 @@ def main(arguments):
                         help="show the television picture as text, in the terminal")
     parser.add_argument("--tour", action="store_true",
                         help="walk a fixed tour and check it; so too without a terminal")
-    parser.add_argument("--port", metavar="N",
+    parser.add_argument("--port", metavar="N", type=tcp_port,
                         help="of the page, on 127.0.0.1 (default: a free one)")
     add_receiver_options(parser)
     options = parser.parse_args(arguments)

@@ -21,7 +21,7 @@ from simulator.feed_problems import ERROR, NEWS, STATISTICS, WARNING, Problem
 from simulator.feedserver import FeedServer
 from simulator.models import MODELS
 from simulator.opkg import database
-from simulator.options import OneSentence
+from simulator.options import OneSentence, check_model_and_feed
 from simulator.receiver import Receiver
 
 #: What one model shows. rows: pairs (kind, text), byte strings; kind is that of the icon.
@@ -184,10 +184,7 @@ def main(arguments):
                         help="show the rows of this receiver model alone: all (the default), "
                              + ", ".join(MODELS))
     options = parser.parse_args(arguments)
-    if options.model not in MODELS + ("all",):
-        parser.error("there is no model '%s'" % options.model)
-    if not os.path.isdir(options.feed):
-        parser.error("there is no feed folder '%s'" % options.feed)
+    check_model_and_feed(parser, options, MODELS + ("all",))
     try:
         with Feed(options.feed) as feed:
             return report(feed, MODELS if options.model == "all" else (options.model,))

@@ -61,9 +61,6 @@ class Loop(object):
     def disarm(self, timer):
         self._timers.discard(timer)
 
-    def is_armed(self, timer):
-        return timer in self._timers
-
     def armed_timers(self):
         """The live, armed timers in the order in which they will fire."""
         return sorted(self._timers, key=lambda timer: (timer.due, timer.order))

@@ -1,12 +1,10 @@
-"""What the project's Python command lines have in common."""
+"""What the command lines have in common. Python 3 can import this, too."""
 
 import argparse
 import os
 
-from simulator import packages
+from simulator import ROOT, SAMPLE_FEED
 from simulator.models import MODELS
-
-PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
 
 class OneSentence(argparse.ArgumentParser):
@@ -16,18 +14,25 @@ class OneSentence(argparse.ArgumentParser):
         self.exit(2, "%s: %s; see --help.\n" % (self.prog, message))
 
 
+def tcp_port(text):
+    """The type of an option that is a TCP port, 0 for a free one."""
+    if not text.isdigit() or int(text) > 65535:
+        raise argparse.ArgumentTypeError("'%s' is not a port from 0 to 65535" % text)
+    return int(text)
+
+
 def add_receiver_options(parser):
     """Add the options that describe a receiver and its feed, common to all its views."""
     parser.add_argument("--model", default="duo2", metavar="KEY",
                         help="the receiver's model key (default: duo2): " + ", ".join(MODELS))
-    parser.add_argument("--feed", default=packages.SAMPLE_FEED, metavar="DIR",
+    parser.add_argument("--feed", default=SAMPLE_FEED, metavar="DIR",
                         help="a folder with zirknews.xml, zirkdlstat.txt and all/, read anew at "
                              "each opening (default: simulator/sample-feed)")
     parser.add_argument("--image-version", default="3.1.0", metavar="TEXT",
                         help="the image's version (default: 3.1.0)")
     parser.add_argument("--language", default="en", metavar="KEY",
-                        help="a catalogue of plugin/po/ (%s); en leaves the texts as they are "
-                             "(default: en)" % ", ".join(_languages()))
+                        help="the language of the module's texts: %s (default: en)"
+                             % ", ".join(["en"] + _languages()))
     parser.add_argument("--interval", type=_hours, default=24, metavar="HOURS",
                         help="between two checks for updates, 0 for no second one (default: 24)")
     parser.add_argument("--speed", type=_factor, default=1.0, metavar="FACTOR",
@@ -36,27 +41,27 @@ def add_receiver_options(parser):
 
 def receiver_arguments(parser, options):
     """Return what Receiver() takes of these options; a wrong value ends the program."""
-    if options.model not in MODELS:
-        parser.error("there is no model '%s'" % options.model)
-    if not os.path.isdir(options.feed):
-        parser.error("there is no feed folder '%s'" % options.feed)
+    check_model_and_feed(parser, options, MODELS)
     if options.language not in ["en"] + _languages():
         parser.error("there is no catalogue 'plugin/po/%s.po'" % options.language)
     return {
         "model": options.model,
         "image_version": options.image_version,
         "check_for_updates": options.interval,
-        "language": None if options.language == "en" else catalogue(options.language),
+        "language": options.language,
     }
 
 
-def catalogue(language):
-    """The path of a language's compiled catalogue, which ./run and ./test make."""
-    return os.path.join(PROJECT, "build", "locale", language + ".mo")
+def check_model_and_feed(parser, options, models):
+    """End the program where --model is none of `models`, or the feed is no folder."""
+    if options.model not in models:
+        parser.error("there is no model '%s'" % options.model)
+    if not os.path.isdir(options.feed):
+        parser.error("there is no feed folder '%s'" % options.feed)
 
 
 def _languages():
-    return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(PROJECT, "plugin", "po"))
+    return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(ROOT, "plugin", "po"))
                   if name.endswith(".po"))
 
 

@@ -15,9 +15,8 @@ A package file here is a stand-in: the package's control paragraph as plain text
 import os
 import sys
 
+from simulator import SAMPLE_FEED
 from simulator.opkg import database
-
-SAMPLE_FEED = os.path.join(os.path.dirname(os.path.abspath(__file__)), "sample-feed")
 
 #: What is installed on a receiver of the sample feed: kept up to date, and long neglected.
 RECENT = "installed-recent.txt"

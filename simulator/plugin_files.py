@@ -3,17 +3,14 @@
 import glob
 import os
 import shutil
-import struct
 import sys
 import types
-import zlib
 
 from simulator import ROOT
 
 PYTHON_ROOT = "/usr/lib/enigma2/python"
 PACKAGE = "Plugins.SystemPlugins.ZIRKPanel"
 DIRECTORY = os.path.join(PYTHON_ROOT, *PACKAGE.split("."))
-ICONS = {"normal": (90, 90, 90), "info": (40, 90, 200), "urgent": (200, 30, 30)}
 
 _instances = []  # in the order of making; their number is part of their path
 
@@ -93,27 +90,26 @@ def _import(name):
 
 
 def _lay_out_plugin():
-    """Make the plug-in's directory and the packages above it."""
+    """Make the plug-in's directory, as the package and the image fill it, but for the module."""
     if os.path.isdir(DIRECTORY):
         return
-    os.makedirs(os.path.join(DIRECTORY, "pictures"))
+    os.makedirs(DIRECTORY)
     path = PYTHON_ROOT
     for part in PACKAGE.split("."):
         path = os.path.join(path, part)
         open(os.path.join(path, "__init__.py"), "w").close()
-    for name in ("plugin.py", "UpgradeZirk.py"):
-        os.symlink(os.path.join(ROOT, "simulator", "plugin", name), os.path.join(DIRECTORY, name))
-    for kind, colour in ICONS.items():
-        with open(os.path.join(DIRECTORY, "pictures", "update_%s.png" % kind), "wb") as picture:
-            picture.write(_one_colour_png(*colour))
+    _copy("simulator/plugin/*.py", "")
+    _copy("plugin/pictures/*.png", "pictures")
+    _copy("plugin/skin/skin_*.xml", "")
+    for catalogue in glob.glob(os.path.join(ROOT, "build/locale/*.mo")):
+        language = os.path.splitext(os.path.basename(catalogue))[0]
+        _copy(catalogue, os.path.join("locale", language, "LC_MESSAGES"), "Kelvaro.mo")
 
 
-def _one_colour_png(red, green, blue, size=16):
-    def chunk(name, content):
-        check = zlib.crc32(name + content) & 0xffffffff
-        return struct.pack(">I", len(content)) + name + content + struct.pack(">I", check)
-
-    rows = (b"\0" + bytearray([red, green, blue]) * size) * size
-    return (b"\x89PNG\r\n\x1a\n"
-            + chunk(b"IHDR", struct.pack(">IIBBBBB", size, size, 8, 2, 0, 0, 0))
-            + chunk(b"IDAT", zlib.compress(bytes(rows))) + chunk(b"IEND", b""))
+def _copy(files, directory, name=""):
+    """Copy the project's files of this pattern into a directory of the plug-in."""
+    directory = os.path.join(DIRECTORY, directory)
+    if not os.path.isdir(directory):
+        os.makedirs(directory)
+    for path in glob.glob(os.path.join(ROOT, files)):
+        shutil.copyfile(path, os.path.join(directory, name or os.path.basename(path)))

@@ -2,11 +2,11 @@
 
 import __builtin__
 import collections
-import gettext
 import os
 import subprocess
 import sys
 
+import Components.Language
 import Components.config
 import Screens.Ipkg
 import Tools.HardwareInfoVu
@@ -32,7 +32,7 @@ class Receiver(object):
 
     def __init__(self, model="duo2", image_version="3.1.0", feed_url=None, encoding="utf-8",
                  screens=PLUGIN_SCREENS, check_for_updates=24, show_notification=True,
-                 language=None, module=None, plugin_package=True, fresh=False, load=True,
+                 language="en_EN", module=None, plugin_package=True, fresh=False, load=True,
                  raise_errors=True, late_callbacks=False, ipkg_result=True):
         _require_sandbox()
         for other in _current:
@@ -52,7 +52,8 @@ class Receiver(object):
         enigma.eConsoleAppContainer.late_callbacks = late_callbacks
         Screens.Ipkg.Ipkg.closes_with_value = ipkg_result
         _set_default_encoding(encoding)
-        _set_language(language)
+        __builtin__._ = lambda text: text
+        Components.Language.language.key = language
         _write_feed_configuration(feed_url)
         for name in MODULE_FILES:
             if os.path.lexists(name):
@@ -150,9 +151,12 @@ class Receiver(object):
     def live(self, seconds):
         """Let virtual time pass while commands run: what they bring now is delivered first."""
         self.loop.poll()
+        held = self.loop.held
         self.hold()
-        self.pass_time(seconds)
-        self.release()
+        try:
+            self.pass_time(seconds)
+        finally:
+            self.loop.held = held
 
     def settle(self):
         self.loop.settle()
@@ -287,14 +291,6 @@ def _set_default_encoding(encoding):
         reload(sys)
         sys.stdin, sys.stdout, sys.stderr = streams
     sys.setdefaultencoding(encoding)
-
-
-def _set_language(catalogue):
-    if catalogue is None:
-        __builtin__._ = lambda text: text
-    else:
-        with open(catalogue, "rb") as content:
-            __builtin__._ = gettext.GNUTranslations(content).gettext
 
 
 def _write_feed_configuration(url):

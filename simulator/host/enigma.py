@@ -7,11 +7,29 @@ import subprocess
 from simulator.loop import main_loop
 
 zirk_version = "3.1.0"
+desktop_width = 1280  # pixels of the picture
 
 
 def getZirkVersionString():
     """The version of the image."""
     return zirk_version
+
+
+class eSize(object):
+
+    def width(self):
+        return desktop_width
+
+
+class eDesktop(object):
+
+    def size(self):
+        return eSize()
+
+
+def getDesktop(number):
+    """The picture, number 0."""
+    return eDesktop()
 
 
 class eTimer(object):
@@ -26,14 +44,8 @@ class eTimer(object):
         self._interval = None if singleshot else msec
         main_loop.arm(self, msec)
 
-    def startLongTimer(self, seconds):
-        self.start(seconds * 1000, True)
-
     def stop(self):
         main_loop.disarm(self)
-
-    def isActive(self):
-        return main_loop.is_armed(self)
 
     def fire(self):
         """The loop's: the time has come."""
@@ -81,10 +93,6 @@ class eConsoleAppContainer(object):
             else:
                 self.abandon()
 
-    def sendCtrlC(self):
-        if self.running():
-            self._signal(signal.SIGINT)
-
     # For the loop.
 
     def fileno(self):
@@ -106,9 +114,9 @@ class eConsoleAppContainer(object):
         self.appClosed = []
         self._end(None)
 
-    def _signal(self, number=signal.SIGKILL):
+    def _signal(self):
         try:
-            os.killpg(self._process.pid, number)
+            os.killpg(self._process.pid, signal.SIGKILL)
         except OSError:
             pass  # has just ended
 
@@ -149,16 +157,6 @@ class eLabel(object):
 
     def getText(self):
         return self._text
-
-
-class ePixmap(object):
-    """A compiled picture widget."""
-
-    def __init__(self):
-        self.pixmap = None
-
-    def setPixmap(self, pixmap):
-        self.pixmap = pixmap
 
 
 class eListbox(object):

@@ -3,7 +3,6 @@
 CONTEXTS = {
     "ColorActions": {"red": "red", "green": "green", "yellow": "yellow", "blue": "blue"},
     "OkCancelActions": {"ok": "ok", "cancel": "cancel"},
-    "DirectionActions": {"up": "up", "down": "down", "left": "left", "right": "right"},
     "SetupActions": {"ok": "ok", "cancel": "cancel", "red": "cancel", "green": "save",
                      "left": "left", "right": "right"},
     "EventViewActions": {"ok": "ok", "cancel": "cancel", "left": "prevEvent",
@@ -12,15 +11,10 @@ CONTEXTS = {
     "MsgBoxActions": {"ok": "ok", "cancel": "cancel", "up": "up", "down": "down"},
     "ListboxActions": {"up": "moveUp", "down": "moveDown", "left": "pageUp",
                        "right": "pageDown", "pageUp": "pageUp", "pageDown": "pageDown"},
-    "MenuActions": {"menu": "menu"},
-    "NumberActions": {},
+    "NumberActions": dict(zip("1234567890", "1234567890")),
 }
 KEYS = ["ok", "cancel", "red", "green", "yellow", "blue", "up", "down", "left", "right",
         "pageUp", "pageDown", "info", "menu"] + list("1234567890")
-
-for _key in "1234567890":
-    CONTEXTS["NumberActions"][_key] = _key
-    CONTEXTS["SetupActions"][_key] = _key
 
 _bound = []  # what listens now: objects with `prio`, `order`, `contexts` and action()
 

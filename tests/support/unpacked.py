@@ -4,13 +4,12 @@
 
 Unpacks the package in the sandbox, whose root is empty but for the host and the plug-in's own
 Python code, and lets that code import the module from there. WIDTH (1280 or 1920) is that of the
-screen. The plug-in lends the module the package's German texts.
+screen, whose skin lacks the plug-in's screens. The language is German.
 """
 from __future__ import print_function
 
-import gettext
 import io
-import os
+import subprocess
 import sys
 import tarfile
 
@@ -20,7 +19,7 @@ from simulator.plugin_files import DIRECTORY
 from simulator.receiver import Receiver
 from tests.support.desk_packages import archive_members
 
-import skin
+import enigma
 
 
 def main(package, width):
@@ -29,10 +28,11 @@ def main(package, width):
     with tarfile.open(fileobj=io.BytesIO(members["data.tar.gz"]), mode="r:gz") as archive:
         archive.extractall("/tmp/unpacked")
         with FeedServer(packages.SAMPLE_FEED) as server:
-            box = Receiver(feed_url=server.url, load=False, screens=(),
+            box = Receiver(feed_url=server.url, load=False, screens=(), language="de_DE",
                            module="/tmp/unpacked" + DIRECTORY + "/Kelvaro.so")
-            # The plug-in's own files are in place; now the package comes, as opkg lays it out.
-            os.remove(DIRECTORY + "/Kelvaro.so")
+            # The image's own files stay; all others come with the package, as opkg lays it out.
+            subprocess.check_call("rm -r Kelvaro.so locale pictures skin_*.xml", shell=True,
+                                  cwd=DIRECTORY)
             archive.extractall("/")
             use(box, width)
             box.close()
@@ -40,11 +40,11 @@ def main(package, width):
 
 def use(box, width):
     """Start the plug-in with the screens of that width, and walk through them."""
-    skin.loadSkin("%s/skin_%s.xml" % (DIRECTORY, width))
+    enigma.desktop_width = int(width)
     box.load()
     print(box.module.__name__)
     print(box.module.__file__)
-    box.module._ = gettext.translation("Kelvaro", DIRECTORY + "/locale", ["de"]).gettext
+    box.start_plugin()
     box.open_news()
     print(box.layout, box.rows(), box.icons())
     box.pass_time(0.1)

@@ -7,7 +7,6 @@ class GUIComponent(object):
 
     def __init__(self):
         self.instance = None
-        self.visible = True
 
     def GUIcreate(self):
         """The skin renders this element: make its compiled widget."""
@@ -16,12 +15,6 @@ class GUIComponent(object):
 
     def postWidgetCreate(self, instance):
         pass
-
-    def show(self):
-        self.visible = True
-
-    def hide(self):
-        self.visible = False
 
     def execBegin(self):
         pass

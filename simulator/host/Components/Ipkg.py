@@ -6,7 +6,7 @@ import enigma
 class IpkgComponent(object):
 
     EVENT_OUTPUT, EVENT_DONE, EVENT_ERROR = range(3)
-    CMD_INSTALL, CMD_LIST, CMD_REMOVE, CMD_UPDATE, CMD_UPGRADE = range(5)
+    CMD_INSTALL, CMD_REMOVE, CMD_UPDATE = 0, 2, 3
 
     def __init__(self):
         self.callbackList = []  # functions that take (event, parameter)
@@ -16,10 +16,8 @@ class IpkgComponent(object):
         """Run `cmd`, one of the CMD_ codes; args["package"] may have options in front."""
         self._run({
             self.CMD_INSTALL: "opkg install %(package)s",
-            self.CMD_LIST: "opkg list",
             self.CMD_REMOVE: "opkg remove %(package)s",
             self.CMD_UPDATE: "opkg update",
-            self.CMD_UPGRADE: "opkg upgrade",
         }[cmd] % (args or {}))
 
     def addCallback(self, callback):
@@ -27,11 +25,6 @@ class IpkgComponent(object):
 
     def isRunning(self):
         return self._container is not None
-
-    def stop(self):
-        if self._container is not None:
-            self._container.kill()
-            self._container = None
 
     def _run(self, command):
         self._container = enigma.eConsoleAppContainer()

@@ -20,7 +20,5 @@ class Label(GUIComponent):
     def getText(self):
         return self.message
 
-    text = property(lambda self: self.getText(), lambda self, text: self.setText(text))
-
     def postWidgetCreate(self, instance):
         instance.setText(self.message)

@@ -4,15 +4,11 @@
 class ConfigElement(object):
 
     def __init__(self, default):
-        self.default = default
         self.value = default
         self.saved_value = default
 
     def save(self):
         self.saved_value = self.value
-
-    def cancel(self):
-        self.value = self.saved_value
 
 
 class ConfigSubsection(object):

@@ -11,7 +11,7 @@ class ChoiceBox(Screen):
     keys: the quick keys of the rows, in order; None for the digits, False for none.
     """
 
-    def __init__(self, session, title="", list=[], keys=None, selection=0):
+    def __init__(self, session, title="", list=[], keys=None):
         Screen.__init__(self, session)
         self.skinName = "ChoiceBox"
         self.title = title
@@ -21,7 +21,6 @@ class ChoiceBox(Screen):
         self["actions"] = ActionMap(["OkCancelActions"], {"ok": self.go, "cancel": self.cancel})
         self["quick"] = ActionMap(["NumberActions", "ColorActions"], dict(
             (key, lambda row=row: self.close(row)) for key, row in zip(keys or [], list)), -1)
-        self.onLayoutFinish.append(lambda: self["list"].setIndex(selection))
 
     def go(self):
         self.close(self["list"].getCurrent())

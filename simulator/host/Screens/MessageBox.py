@@ -12,7 +12,7 @@ class MessageBox(Screen):
 
     TYPE_YESNO, TYPE_INFO, TYPE_WARNING, TYPE_ERROR = range(4)
 
-    def __init__(self, session, text, type=TYPE_YESNO, timeout=-1, default=True):
+    def __init__(self, session, text, type=TYPE_YESNO, timeout=-1):
         Screen.__init__(self, session)
         self.skinName = "MessageBox"
         self.type = type
@@ -23,8 +23,6 @@ class MessageBox(Screen):
         rows = []
         if type == self.TYPE_YESNO:
             rows = [(_("yes"), True), (_("no"), False)]
-            if not default:
-                rows.reverse()
         self["text"] = Label(text)
         self["list"] = List(rows)
         self["actions"] = ActionMap(["MsgBoxActions"], {

@@ -3,10 +3,9 @@
 
 class Screen(dict):
 
-    def __init__(self, session, parent=None):
+    def __init__(self, session):
         dict.__init__(self)
         self.session = session
-        self.parent = parent
         self.skinName = self.__class__.__name__
         self.layout = None  # the name of the skin's screen that was found
         self.renderers = []  # (name of the element, what draws it) in the skin's order
@@ -16,10 +15,6 @@ class Screen(dict):
         self._was_shown = False
         self.onLayoutFinish = []
         self.onFirstExecBegin = []
-        self.onExecBegin = []
-        self.onExecEnd = []
-        self.onShown = []
-        self.onClose = []
 
     def setTitle(self, title):
         self._window_title = title
@@ -51,20 +46,16 @@ class Screen(dict):
             element.execBegin()
         first = [] if self._was_shown else self.onFirstExecBegin
         self._was_shown = True
-        for function in first + self.onExecBegin + self.onShown:
+        for function in first:
             function()
 
     def execEnd(self):
         self.execing = False
         for element in self.values():
             element.execEnd()
-        for function in self.onExecEnd[:]:
-            function()
 
     def doClose(self):
         """Free the screen: its elements and all its attributes go."""
-        for function in self.onClose[:]:
-            function()
         for element in self.values():
             element.destroy()
         self.clear()

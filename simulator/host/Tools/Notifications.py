@@ -1,11 +1,7 @@
 """Screens that wait until no other is open."""
 
-notifications = []  # (callback or None, screen class, arguments, keyword arguments)
+notifications = []  # (callback, screen class, arguments, keyword arguments)
 notificationAdded = []  # functions to call after one was put in
-
-
-def AddNotification(screen, *args, **kwargs):
-    AddNotificationWithCallback(None, screen, *args, **kwargs)
 
 
 def AddNotificationWithCallback(fnc, screen, *args, **kwargs):

@@ -36,18 +36,11 @@ class List(Source):
             self.master.setIndex(index)
             self.selectionChanged()
 
-    index = property(lambda self: self.getIndex(), lambda self, index: self.setIndex(index))
-
     def getCurrent(self):
         index = self.getIndex()
         if index is None or index >= len(self._list):
             return None
         return self._list[index]
-
-    current = property(lambda self: self.getCurrent())
-
-    def count(self):
-        return len(self._list)
 
     def selectionChanged(self):
         for function in self.onSelectionChanged[:]:
