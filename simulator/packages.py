@@ -13,14 +13,11 @@ index all/Packages is made of them by
 A package file here is a stand-in: the package's control paragraph as plain text.
 """
 import os
+import shutil
 import sys
 
 from simulator import SAMPLE_FEED
 from simulator.opkg import database
-
-#: What is installed on a receiver of the sample feed: kept up to date, and long neglected.
-RECENT = "installed-recent.txt"
-NEGLECTED = "installed-neglected.txt"
 
 
 class Package(object):
@@ -29,18 +26,16 @@ class Package(object):
     name, version: byte strings, such as "enigma2-skin-blue" and "3.4-r5".
     depends: dependencies as strings, such as "libfoo (>= 1.2)".
     architecture: "all", or another one, which a receiver passes over unless it is configured.
-    description: one line.
     postinst, prerm: shell commands that run when the package has come, and when it goes.
     automatic: as an installed package, there only because others depend on it.
     """
 
-    def __init__(self, name, version, depends=(), architecture="all", description=None,
-                 postinst=None, prerm=None, automatic=False):
+    def __init__(self, name, version, depends=(), architecture="all", postinst=None,
+                 prerm=None, automatic=False):
         self.name = name
         self.version = version
         self.depends = tuple(depends)
         self.architecture = architecture
-        self.description = description
         self.postinst = postinst
         self.prerm = prerm
         self.automatic = automatic
@@ -55,7 +50,6 @@ class Package(object):
         fields = {"Package": self.name, "Version": self.version,
                   "Architecture": self.architecture}
         for name, value in (("Depends", ", ".join(self.depends)),
-                            ("Description", self.description),
                             ("Postinst", self.postinst), ("Prerm", self.prerm)):
             if value:
                 fields[name] = value
@@ -90,49 +84,43 @@ def index_feed(directory):
     _write_index(place, _package_files(place))
 
 
-def install_initial_state(packages=None, root="/"):
+def install_initial_state(packages=None):
     """Lay out what the package manager has installed; what it knew before is gone.
 
     packages: the Packages installed; None takes those of sample_installed().
-    root: the directory that stands for "/".
     """
-    state = os.path.join(root, "var/lib/opkg")
-    for directory in ("lists", "info"):
-        place = database.make_directory(os.path.join(state, directory))
-        for name in os.listdir(place):
-            os.unlink(os.path.join(place, name))
+    shutil.rmtree(database.STATE, ignore_errors=True)
     paragraphs = []
     for package in sample_installed() if packages is None else packages:
         fields = package.fields()
         fields.pop("Postinst", None)
         prerm = fields.pop("Prerm", None)
         if prerm:
-            database.write(os.path.join(state, "info", package.name + ".prerm"), prerm + "\n")
+            database.write(database.script_file(package.name, "prerm"), prerm + "\n")
         fields["Status"] = "install %s installed" % ("ok" if package.automatic else "user")
         if package.automatic:
             fields["Auto-Installed"] = "yes"
         paragraphs.append(database.paragraph(fields))
-    database.write(os.path.join(state, "status"), "".join(paragraphs))
+    database.write(database.STATUS, "".join(paragraphs))
 
 
-def installed_packages(root="/"):
+def installed_packages():
     """Return name to version of what the package manager has installed."""
-    status = database.read(os.path.join(root, "var/lib/opkg/status")) or ""
-    return dict((fields["Package"], fields["Version"]) for fields in database.parse(status))
+    return dict((fields["Package"], fields["Version"])
+                for fields in database.parse(database.read(database.STATUS) or ""))
 
 
-def sample_installed(state=RECENT):
+def sample_installed():
     """Return the Packages installed at first on a receiver of the sample feed.
 
-    state: RECENT, three packages behind the feed, or NEGLECTED, more than ten behind.
-    A file of this kind has a line "NAME VERSION" for each package, and "auto" behind it where
-    only a dependency brought the package; "#" begins a comment. The dependencies are those of
-    the package in the feed.
+    installed.txt has a line "NAME VERSION" for each, and "auto" after it where only a dependency
+    brought the package; "#" begins a comment. The dependencies are those of the package in the
+    feed.
     """
     index = database.read(os.path.join(SAMPLE_FEED, "all", "Packages")) or ""
     offered = dict((fields["Package"], fields) for fields in database.parse(index))
     packages = []
-    for line in database.read(os.path.join(SAMPLE_FEED, state)).split("\n"):
+    for line in database.read(os.path.join(SAMPLE_FEED, "installed.txt")).split("\n"):
         words = line.partition("#")[0].split()
         if words:
             depends = ["|".join(alternatives) for alternatives

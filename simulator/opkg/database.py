@@ -3,8 +3,8 @@
     /etc/opkg/*.conf            configuration
     /var/lib/opkg/lists/NAME    the index of the source NAME, as of the last update
     /var/lib/opkg/status        the installed packages
-    /var/lib/opkg/info/NAME.prerm
-                                the command that an installed package runs when it goes
+    /var/lib/opkg/info/NAME.postinst, NAME.prerm
+                                the commands that a package runs when it has come, when it goes
 
 Index and status are control files: paragraphs of "Field: value" lines, a blank line after
 each. A package is a dictionary of its paragraph's fields.
@@ -21,9 +21,16 @@ ARCHITECTURES = ("all", "any", "noarch")
 #: Buckets of the package table, in whose order opkg walks through its packages.
 _BUCKETS = 1024
 
+STATE = "/var/lib/opkg"
+STATUS = os.path.join(STATE, "status")
+
 _FIELD_ORDER = ("Package", "Version", "Depends", "Status", "Section", "Architecture",
                 "Maintainer", "Filename", "Size", "Description", "Postinst", "Prerm",
                 "Auto-Installed")
+
+
+class Failure(Exception):
+    """The run ends here; its arguments are those of Output.error."""
 
 
 def parse(text):
@@ -97,27 +104,33 @@ def make_directory(path):
 
 
 class Configuration(object):
-    """The configuration: sources, architectures and options.
+    """The configuration: its sources and architectures.
+
+    output: takes the errors. Raises Failure when a file cannot be read.
 
     sources: (name, base address, gzipped index) of each source, in order.
     architectures: the names of those that this receiver takes.
-    options: name to value.
-    invalid_lines: (file, line number, line) of each line that means nothing.
-
-    Raises IOError when a file cannot be read.
     """
 
-    def __init__(self, files):
+    def __init__(self, output):
         self.sources = []
         self.architectures = set(ARCHITECTURES)
-        self.options = {}
-        self.invalid_lines = []
-        for name in files:
-            with open(name) as stream:
-                for number, line in enumerate(stream, 1):
-                    line = line.strip()
-                    if line and not line.startswith("#") and not self._take(line.split()):
-                        self.invalid_lines.append((name, number, line))
+        for name in sorted(glob.glob("/etc/opkg/*.conf")):
+            if not os.path.isdir(name):
+                self._read(name, output)
+
+    def _read(self, name, output):
+        try:
+            lines = open(name).read().split("\n")
+        except IOError as e:
+            raise Failure("opkg_conf_parse_file", "Failed to open %s: %s." % (name, e.strerror))
+        for number, line in enumerate(lines, 1):
+            place = "%s:%d: Ignoring " % (name, number)
+            if line.endswith("\r"):
+                output.error("opkg_conf_parse_file", "%sconfig line with trailing garbage: `%s'"
+                             % (place, line.rstrip()))
+            elif line.strip() and not line.startswith("#") and not self._take(line.split()):
+                output.error("opkg_conf_parse_file", "%sinvalid line: `%s'" % (place, line))
 
     def _take(self, words):
         kind = words[0]
@@ -125,62 +138,43 @@ class Configuration(object):
             self.sources.append((words[1], words[2], kind == "src/gz"))
         elif kind == "arch" and len(words) >= 2:
             self.architectures.add(words[1])
-        elif kind == "option" and len(words) >= 2:
-            self.options[words[1]] = " ".join(words[2:])
         else:
-            return kind in ("dest", "lists_dir") and len(words) >= 3
+            return kind in ("option", "dest", "lists_dir") and len(words) >= 2
         return True
 
 
 class Database(object):
-    """The packages known and installed below a root directory.
+    """The packages known and installed.
 
-    root: the directory that stands for "/".
-    configuration: a Configuration.
+    configuration: a Configuration. output: takes the errors.
 
     installed: name to package, of what is installed; save() after a change.
     """
 
-    def __init__(self, root, configuration):
+    def __init__(self, configuration, output):
         self.configuration = configuration
-        self._state = os.path.join(root, "var/lib/opkg")
-        self.installed = {}
-        for package in parse(read(os.path.join(self._state, "status")) or ""):
-            self.installed[package["Package"]] = package
+        self._output = output
+        self.installed = dict((package["Package"], package) for package in self._parsed(STATUS))
 
     def save(self):
         """Write the list of installed packages."""
-        write(os.path.join(self._state, "status"),
-              "".join(paragraph(self.installed[name]) for name in table_order(self.installed)))
+        write(STATUS, "".join(paragraph(self.installed[name])
+                              for name in table_order(self.installed)))
 
     def save_list(self, source, index):
         """Keep a source's new index, a byte string."""
-        write(os.path.join(self._state, "lists", source), index)
-
-    def script_file(self, name, script):
-        """Return the path where an installed package's script is kept."""
-        return os.path.join(self._state, "info", "%s.%s" % (name, script))
-
-    def listed(self):
-        """Return the packages of all indexes, foreign ones too, each with its "URL" added."""
-        packages = []
-        for source, url, _ in self.configuration.sources:
-            for package in parse(read(os.path.join(self._state, "lists", source)) or ""):
-                package["URL"] = "%s/%s" % (url, package.get("Filename", ""))
-                packages.append(package)
-        return packages
-
-    def is_foreign(self, package):
-        """Say whether a package is for another architecture."""
-        return package.get("Architecture", "all") not in self.configuration.architectures
+        write(os.path.join(STATE, "lists", source), index)
 
     def available(self):
-        """Return name to package: the newest one of each name in the indexes."""
+        """Return name to package: the newest one of each name in the indexes, with its "URL"."""
         newest = {}
-        for package in self.listed():
-            known = newest.get(package["Package"])
-            if not self.is_foreign(package) and (known is None or is_newer(package, known)):
-                newest[package["Package"]] = package
+        for source, url, _ in self.configuration.sources:
+            for package in self._parsed(os.path.join(STATE, "lists", source)):
+                package["URL"] = "%s/%s" % (url, package.get("Filename", ""))
+                known = newest.get(package["Package"])
+                if (package.get("Architecture", "all") in self.configuration.architectures
+                        and (known is None or is_newer(package, known))):
+                    newest[package["Package"]] = package
         return newest
 
     def upgradable(self, available):
@@ -188,12 +182,19 @@ class Database(object):
         return [(self.installed[name], available[name]) for name in table_order(self.installed)
                 if name in available and is_newer(available[name], self.installed[name])]
 
+    def _parsed(self, path):
+        text = read(path) or ""
+        if text and not text.endswith("\n"):
+            self._output.error("parse_from_stream_nomalloc",
+                               "Missing new line character at end of file!")
+        return parse(text)
+
+
+def script_file(name, script):
+    """Return the path where an installed package's script is kept."""
+    return os.path.join(STATE, "info", "%s.%s" % (name, script))
+
 
 def is_newer(package, other):
     """Say whether a package has a higher version than another one."""
     return versions.key(package["Version"]) > versions.key(other["Version"])
-
-
-def configuration_files(root):
-    """Return the paths of the configuration files below a root directory."""
-    return sorted(glob.glob(os.path.join(root, "etc/opkg/*.conf")))

@@ -4,44 +4,41 @@ import socket
 import urlparse
 
 
-class DownloadError(Exception):
-    """A download failed. Its text is that of the library that opkg downloads with.
+class HeadersError(Exception):
+    """There is no good answer; the text is that of the library that opkg downloads with."""
 
-    in_headers says whether it failed before the body.
-    """
 
-    def __init__(self, text, in_headers=True):
-        Exception.__init__(self, text)
-        self.in_headers = in_headers
+class BodyError(Exception):
+    """The answer's body breaks off; the text is as above."""
 
 
 def fetch(url):
-    """Return what lies at an http address, a byte string. Raises DownloadError."""
+    """Return what lies at an http address, a byte string; a redirection is not followed."""
     parts = urlparse.urlsplit(url)
     if parts.scheme != "http" or not parts.hostname:
-        raise DownloadError("Unsupported protocol")
+        raise HeadersError("URL using bad/illegal format or missing URL")
     connection = httplib.HTTPConnection(parts.hostname, parts.port)
     try:
         try:
             connection.connect()
         except socket.gaierror:
-            raise DownloadError("Couldn't resolve host name")
+            raise HeadersError("Couldn't resolve host name")
         except socket.error:
-            raise DownloadError("Couldn't connect to server")
+            raise HeadersError("Couldn't connect to server")
         try:
             connection.request("GET", parts.path)
             response = connection.getresponse()
         except httplib.BadStatusLine:
-            raise DownloadError("Server returned nothing (no headers, no data)")
+            raise HeadersError("Server returned nothing (no headers, no data)")
         except (socket.error, httplib.HTTPException):
-            raise DownloadError("Failure when receiving data from the peer")
-        if response.status != 200:
-            raise DownloadError("HTTP response code said error")
+            raise HeadersError("Failure when receiving data from the peer")
+        if response.status >= 400:
+            raise HeadersError("HTTP response code said error")
         try:
             return response.read()
         except httplib.IncompleteRead:
-            raise DownloadError("Transferred a partial file", in_headers=False)
+            raise BodyError("Transferred a partial file")
         except socket.error:
-            raise DownloadError("Failure when receiving data from the peer", in_headers=False)
+            raise BodyError("Failure when receiving data from the peer")
     finally:
         connection.close()

@@ -12,44 +12,39 @@ import download
 import versions
 
 FAILED = 255
+SCRIPTS = ("postinst", "prerm")
 
 
 def update(known, output):
-    """Fetch the index of every source. Returns the exit status, 1 when any of them failed.
-
-    known: a Database. output: an Output.
-    """
-    status = 0
+    """Fetch the index of every source. Returns the exit status: how many of them failed."""
+    failed = 0
     for name, address, gzipped in known.configuration.sources:
         url = address + ("/Packages.gz" if gzipped else "/Packages")
         index = _download(url, output)
-        if index is not None and gzipped:
+        if index is not None and index.startswith("\x1f\x8b"):  # what is no gzip is kept as it is
             try:
                 index = zlib.decompress(index, 16 + zlib.MAX_WBITS)  # 16: with a gzip header
             except zlib.error:
                 output.error("opkg_update_cmd", "Couldn't decompress %s." % url)
                 index = None
         if index is None:
-            status = 1
+            failed += 1
         else:
             known.save_list(name, index)
             output.say("Updated source '%s'." % name)
-    return status
+    return failed
 
 
 class Transaction(object):
     """One run that changes what is installed.
 
-    known: a Database. output: an Output. full_versions: show versions with their revision.
-    Each public method returns the exit status.
+    known: a Database. output: an Output. Each public method returns the exit status.
     """
 
-    def __init__(self, known, output, full_versions):
+    def __init__(self, known, output):
         self._known = known
         self._output = output
-        self._full_versions = full_versions
         self._available = known.available()
-        self._unconfigured = []
 
     def install(self, names):
         """Install packages, or upgrade those that are installed, with what they depend on."""
@@ -90,12 +85,14 @@ class Transaction(object):
                 continue
             doomed = [name]
             if autoremove:
-                if self._lacks_dependency(self._known.installed[name]):
+                if not self._has_dependencies(self._known.installed[name]):
                     status = FAILED  # and not a word why: opkg does the same
                 self._add_orphans(doomed)
             for goner in doomed:
-                self._remove_one(goner)
-            removed = True
+                if self._remove_one(goner):
+                    removed = True
+                else:
+                    status = FAILED
         if not removed:
             self._output.say("No packages removed.")
         return status
@@ -111,10 +108,7 @@ class Transaction(object):
             elif not self._bring_with_dependencies(package, verb):
                 self._output.error("opkg_solver_install", "Cannot install package %s." % name)
                 status = FAILED
-        for package in self._unconfigured:
-            if not self._configure(package):
-                status = FAILED
-        return status
+        return status if self._configure_all() else FAILED
 
     def _bring_with_dependencies(self, package, verb):
         plan, missing = [], []
@@ -124,13 +118,10 @@ class Transaction(object):
                                "Cannot satisfy the following dependencies for %s:"
                                % package["Package"])
             for dependency in missing:
-                self._output.error(None, " * \t%s *" % dependency)
+                self._output.error(None, " * \t%s * " % dependency)
             return False
-        for step in plan:
-            if not self._unpack(step, verb if step is package else "Installing",
-                                automatic=step is not package):
-                return False
-        return True
+        return all(self._unpack(step, verb if step is package else "Installing",
+                                automatic=step is not package) for step in plan)
 
     def _plan(self, package, plan, missing, seen):
         """Append to plan what must be installed for a package, dependencies first."""
@@ -153,64 +144,84 @@ class Transaction(object):
         if installed:
             self._output.say("Upgrading %s from %s to %s on root."
                              % (name, installed["Version"], package["Version"]))
-        self._output.say("%s %s (%s) on root." % (verb, name, self._shown_version(package)))
-        content = _download(package["URL"], self._output)
-        if content is None:
+        self._output.say("%s %s (%s) on root."
+                         % (verb, name, versions.upstream(package["Version"])))
+        found = database.parse(_download(package["URL"], self._output) or "")
+        if [(each["Package"], each["Version"]) for each in found] != [(name, package["Version"])]:
             self._output.error("opkg_install_pkg", "Failed to download %s. Perhaps you need to "
                                "run 'opkg update'?" % name)
             return False
-        found = database.parse(content)
-        if [(each["Package"], each["Version"]) for each in found] != [(name, package["Version"])]:
-            self._output.error("pkg_extract_control_file_to_stream",
-                               "%s is not package %s %s." % (package["URL"], name,
-                                                             package["Version"]))
-            return False
         if installed:
-            self._run_prerm(name)
+            self._run_script(name, "prerm")
             automatic = "Auto-Installed" in installed
-        self._unconfigured.append(found[0])
-        self._record(found[0], "unpacked", automatic)
-        if "Prerm" in found[0]:
-            database.write(self._known.script_file(name, "prerm"), found[0]["Prerm"] + "\n")
-        return True
-
-    def _configure(self, package):
-        name = package["Package"]
-        self._output.say("Configuring %s." % name)
-        if "Postinst" in package:
-            self._output.before_script()
-            status = os.system(package["Postinst"])
-            if status:
-                self._output.error("pkg_run_script", "package \"%s\" postinst script returned "
-                                   "status %d." % (name, os.WEXITSTATUS(status)))
-                return False
-        self._record(package, "installed",
-                     "Auto-Installed" in self._known.installed[name])
-        return True
-
-    def _record(self, package, state, automatic):
-        fields = dict((name, value) for name, value in package.items()
-                      if name in ("Package", "Version", "Depends", "Architecture"))
-        fields["Status"] = "install %s %s" % ("ok" if automatic else "user", state)
+        for script in SCRIPTS:
+            if script.title() in found[0]:
+                database.write(database.script_file(name, script), found[0][script.title()] + "\n")
+        fields = dict((field, value) for field, value in found[0].items()
+                      if field in ("Package", "Version", "Depends", "Architecture"))
         if automatic:
             fields["Auto-Installed"] = "yes"
-        self._known.installed[package["Package"]] = fields
+        self._known.installed[name] = fields
+        self._set_state(name, "unpacked")
+        return True
+
+    def _set_state(self, name, state):
+        package = self._known.installed[name]
+        package["Status"] = "install %s %s" % ("ok" if "Auto-Installed" in package else "user",
+                                               state)
         self._known.save()
+
+    def _configure_all(self):
+        """Configure what is unpacked, of earlier runs too; return whether all scripts ran well."""
+        unpacked = [name for name in database.table_order(self._known.installed)
+                    if self._known.installed[name].get("Status", "").endswith(" unpacked")]
+        ok = True
+        while unpacked:
+            ok = self._configure(unpacked[0], unpacked) and ok
+        return ok
+
+    def _configure(self, name, unpacked):
+        """Configure a package after those that it depends on; take it from the list `unpacked`."""
+        unpacked.remove(name)
+        ok = True
+        for alternatives in database.dependencies(self._known.installed[name]):
+            for dependency, _ in _named(alternatives):
+                if dependency in unpacked:
+                    ok = self._configure(dependency, unpacked) and ok
+        self._output.say("Configuring %s." % name)
+        status = self._run_script(name, "postinst")
+        if status:
+            self._output.error("opkg_configure", "%s.postinst returned %d." % (name, status))
+            return False
+        self._set_state(name, "installed")
+        return ok
 
     def _remove_one(self, name):
-        package = self._known.installed[name]
-        self._output.say("Removing %s (%s) from root..." % (name, self._shown_version(package)))
-        self._run_prerm(name)
+        """Remove a package; return whether its script allows it."""
+        self._output.say("Removing %s (%s) from root..."
+                         % (name, versions.upstream(self._known.installed[name]["Version"])))
+        if self._run_script(name, "prerm"):
+            self._output.error("opkg_remove_pkg",
+                               "not removing package \"%s\", prerm script failed" % name)
+            self._output.say("You can force removal of packages with failed prerm scripts with "
+                             "the option: ")
+            self._output.say("\t--force-remove")
+            return False
+        for path in [database.script_file(name, script) for script in SCRIPTS]:
+            if os.path.exists(path):
+                os.unlink(path)
         del self._known.installed[name]
         self._known.save()
+        return True
 
-    def _run_prerm(self, name):
-        path = self._known.script_file(name, "prerm")
-        command = database.read(path)
-        if command is not None:
-            self._output.before_script()
-            os.system(command)
-            os.unlink(path)
+    def _run_script(self, name, script):
+        """Run a script of a package, if it has it; return its exit status."""
+        command = database.read(database.script_file(name, script))
+        status = 0 if command is None else os.WEXITSTATUS(os.system(command))
+        if status:
+            self._output.error("pkg_run_script", "package \"%s\" %s script returned status %d."
+                               % (name, script, status))
+        return status
 
     def _dependents(self, name):
         """Return the names of the installed packages that need a package."""
@@ -223,28 +234,25 @@ class Transaction(object):
         return names == [name]
 
     def _add_orphans(self, doomed):
+        """Add what came by itself and only one of the doomed needs."""
         for name in doomed:  # grows on the way: an orphan leaves orphans of its own
             for alternatives in database.dependencies(self._known.installed[name]):
                 for orphan, _ in _named(alternatives):
                     package = self._known.installed.get(orphan, {})
-                    if (orphan not in doomed and "Auto-Installed" in package and
-                            set(self._dependents(orphan)) <= set(doomed)):
+                    if (orphan not in doomed and "Auto-Installed" in package
+                            and self._dependents(orphan) == [name]):
                         self._output.say("%s was autoinstalled and is now orphaned, will remove."
                                          % orphan)
                         doomed.append(orphan)
 
-    def _lacks_dependency(self, package):
-        return not all(self._satisfied(alternatives)
-                       for alternatives in database.dependencies(package))
+    def _has_dependencies(self, package):
+        return all(self._satisfied(alternatives)
+                   for alternatives in database.dependencies(package))
 
     def _satisfied(self, alternatives):
         return any(name in self._known.installed and
                    versions.satisfies(self._known.installed[name]["Version"], dependency)
                    for name, dependency in _named(alternatives))
-
-    def _shown_version(self, package):
-        version = package["Version"]
-        return version if self._full_versions else versions.without_revision(version)
 
     def _warn_of_dependents(self, name, dependents):
         def warn(text):
@@ -265,10 +273,12 @@ def _named(alternatives):
 
 
 def _download(url, output):
+    """Return what lies at an address, None after an error that is reported."""
     output.say("Downloading %s." % url)
     try:
         return download.fetch(url)
-    except download.DownloadError as e:
-        output.error("opkg_validate_cached_file", "Failed to download %s%s: %s."
-                     % (url, " headers" if e.in_headers else "", e))
-        return None
+    except download.HeadersError as e:
+        output.error("opkg_validate_cached_file", "Failed to download %s headers: %s." % (url, e))
+    except download.BodyError as e:
+        output.error("opkg_download_backend", "Failed to download %s: %s." % (url, e))
+    return None

@@ -17,15 +17,13 @@ _DEPENDENCY = re.compile(r"^([^\s(]+)\s*(?:\(\s*([<>=]+)\s*([^\s)]+)\s*\))?$")
 
 def key(version):
     """Return a key that sorts version strings in their order."""
-    epoch, colon, rest = version.partition(":")
-    if not (colon and epoch.isdigit()):
-        epoch, rest = "0", version
-    return int(epoch), _part_key(without_revision(rest)), _part_key(_revision(rest))
+    epoch, upstream, revision = _split(version)
+    return int(epoch), _part_key(upstream), _part_key(revision)
 
 
-def without_revision(version):
-    """Return a version string as far as its last hyphen: "3.4" of "3.4-r5"."""
-    return version.rpartition("-")[0] or version
+def upstream(version):
+    """Return the version without epoch and revision: "3.4" of "1:3.4-r5"."""
+    return _split(version)[1]
 
 
 def satisfies(version, dependency):
@@ -45,8 +43,12 @@ def split_dependency(dependency):
     return match.groups()
 
 
-def _revision(version):
-    return version.rpartition("-")[2] if "-" in version else ""
+def _split(version):
+    epoch, colon, rest = version.partition(":")
+    if not (colon and epoch.isdigit()):
+        epoch, rest = "0", version
+    upstream, hyphen, revision = rest.rpartition("-")
+    return (epoch, upstream, revision) if hyphen else (epoch, rest, "")
 
 
 def _part_key(part):
