@@ -7,29 +7,11 @@ import subprocess
 from simulator.loop import main_loop
 
 zirk_version = "3.1.0"
-desktop_width = 1280  # pixels of the picture
 
 
 def getZirkVersionString():
     """The version of the image."""
     return zirk_version
-
-
-class eSize(object):
-
-    def width(self):
-        return desktop_width
-
-
-class eDesktop(object):
-
-    def size(self):
-        return eSize()
-
-
-def getDesktop(number):
-    """The picture, number 0."""
-    return eDesktop()
 
 
 class eTimer(object):
@@ -189,6 +171,41 @@ class eListbox(object):
         else:
             index += self.PAGE if action == "pageDown" else -self.PAGE
         self.moveSelectionTo(index)
+
+
+class eSize(object):
+
+    def __init__(self, width, height):
+        self._width, self._height = width, height
+
+    def width(self):
+        return self._width
+
+    def height(self):
+        return self._height
+
+
+class eDesktop(object):
+    """The picture that the GUI draws."""
+
+    def __init__(self):
+        self.resize(1280)
+
+    def resize(self, width):
+        """Make the picture this wide: one of PICTURES."""
+        self._size = eSize(width, PICTURES[width])
+
+    def size(self):
+        return self._size
+
+
+PICTURES = {1280: 720, 1920: 1080}  # width: height
+_desktop = eDesktop()
+
+
+def getDesktop(which):
+    """The television's picture; a receiver may have a display of its own besides."""
+    return _desktop
 
 
 class gPixmap(object):

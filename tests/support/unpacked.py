@@ -40,7 +40,7 @@ def main(package, width):
 
 def use(box, width):
     """Start the plug-in with the screens of that width, and walk through them."""
-    enigma.desktop_width = int(width)
+    enigma.getDesktop(0).resize(int(width))
     box.load()
     print(box.module.__name__)
     print(box.module.__file__)
