@@ -436,9 +436,9 @@ def main(arguments):
         return 2
     signal.signal(signal.SIGTERM, signal.default_int_handler)
     with FeedServer(arguments[0], *[int(port) for port in arguments[1:]]) as server:
-        sys.stdout.write(server.conf_line())
-        sys.stdout.flush()
         try:
+            sys.stdout.write(server.conf_line())
+            sys.stdout.flush()
             while True:
                 signal.pause()
         except KeyboardInterrupt:
