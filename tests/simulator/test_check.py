@@ -71,14 +71,12 @@ class CheckTest(unittest.TestCase):
             self.problems.append((name + (":" + line if line else ""), severity, sentence))
             self.assertRegexpMatches(sentence, r"\A[^:].*: [a-z].*[^.]\.\Z")
 
-    def only(self, place, severity, *words, **files):
-        """Check a feed that has one problem, with these words in its sentence.
+    def problem(self, place, severity, *words, **files):
+        """Check a feed that has one problem, with these words in its sentence, on one model.
 
-        place: a line of the news, or the file's name and the line. shown: what is shown of the
-        feed, besides.
+        place: a line of the news, or the file's name and the line. shown: what is shown besides.
         """
         shown = files.pop("shown", "")
-        # One model is as good as all, and faster.
         self.check("--model", "duo2", **files)
         self.assertEqual([problem[:2] for problem in self.problems],
                          [("zirknews.xml:%d" % place if isinstance(place, int) else place,
@@ -160,70 +158,58 @@ No errors and no warnings on 15 models.
         self.assertEqual(self.status, 1)
 
 
-class ElementTest(CheckTest):
+class NewsTest(CheckTest):
 
     def test_elements_are_numbered_within_the_one_around_them(self):
         one = "<update><title>1</title><item><itemtext>a</itemtext></item>"
-        self.only(1, "error", "description 2 of item 2 of update 2 ", news=(
+        self.problem(1, "error", "description 2 of item 2 of update 2 ", news=(
             "<n>%s</update>%s<wrap><item><itemtext>a</itemtext><description/><description require"
             "=''/></item></wrap></update></n>" % (one, one)))
 
-    def test_titles_without_a_text_restart_the_menus(self):
-        for line, content, words, error in [
-                (2, "<item><itemtext>a</itemtext></item>", "update 1 has no <title>", "IndexError"),
-                (3, "<title/>", "title 1 of update 1 is empty", "AttributeError"),
-                (3, "<title><b>a</b></title>", "title 1 of update 1 begins with <b>",
+    def test_what_restarts_the_menus(self):
+        broken = "itemtext 1 of item 1 of update 1"
+        for line, words, news, error in [
+                (2, "update 1 has no <title>", update("<item><itemtext>a</itemtext></item>"),
+                 "IndexError"),
+                (3, "title 1 of update 1 is empty", update("<title/>"), "AttributeError"),
+                (3, "title 1 of update 1 begins with <b>", update("<title><b>a</b></title>"),
+                 "AttributeError"),
+                (4, broken, item("<itemtext><b>a</b></itemtext>"), "AttributeError"),
+                (4, broken.replace("itemtext", "description"),
+                 item("<itemtext>a</itemtext><description><b>a</b></description>"),
                  "AttributeError")]:
-            self.only(line, "error", words, "restart", news=update(content),
-                      shown="  the menus restart (" + error)
-
-    def test_texts_that_begin_with_an_element_restart_the_menus(self):
-        for before, name in [("", "itemtext"), ("<itemtext>a</itemtext>", "description")]:
-            self.only(4, "error", "%s 1 of item 1 of update 1" % name, "restart",
-                      news=item("{0}<{1}><b>a</b></{1}>".format(before, name)),
-                      shown="  the menus restart (AttributeError")
+            self.problem(line, "error", words, "restart", news=news,
+                         shown="  the menus restart (" + error)
 
     def test_texts_that_are_not_shown_as_they_stand(self):
-        title, text = "title 1 of update 1", "itemtext 1 of item 1 of update 1"
-        for content in ("<!-- c -->Text", "<?p i?>Text"):
-            self.only(3, "error", title, "begins with a comment",
-                      news=update("<title>%s</title>" % content))
-        for content in ("a <b>b</b>", "a<!-- c -->b", "a<![CDATA[b]]>", "<![CDATA[a]]>b"):
-            self.only(4, "error", text, "only up to",
-                      news=item("<itemtext>%s</itemtext>" % content))
-        for content in ("a<b/>", "a<!-- c -->", "a<!-- c -->\n", "a &amp; b", "<![CDATA[a <b>]]>"):
-            self.none(news=item("<itemtext>%s</itemtext>" % content))
+        for text, severity, words in [
+                ("<!-- c -->Text", "error", "begins with a comment"),
+                ("<?p i?>Text", "error", "begins with a comment"),
+                ("a <b>b</b>", "error", "only up to"), ("a<!-- c -->b", "error", "only up to"),
+                ("a<![CDATA[b]]>", "error", "only up to"),
+                ("<![CDATA[a]]>b", "error", "only up to"), ("  ", "warning", "white space"),
+                ("\na", "warning", "white space"), ("a ", "warning", "white space"),
+                ("a\nb", "warning", "white space")]:
+            self.problem(4, severity, "itemtext 1 of item 1 of update 1", words,
+                         news=item("<itemtext>%s</itemtext>" % text))
+        self.problem(3, "error", "title 1 of update 1", news=update("<title>  </title>"))
+        for text in ("a<b/>", "a<!-- c -->", "a<!-- c -->\n", "a &amp; b", "<![CDATA[a <b>]]>"):
+            self.none(news=item("<itemtext>%s</itemtext>" % text))
 
-    def test_white_space(self):
-        for content, severity in [("  ", "error"), ("\na", "warning"), ("a ", "warning"),
-                                  ("a\nb", "warning")]:
-            self.only(3, severity, "title 1 of update 1", "white space",
-                      news=update("<title>%s</title>" % content))
+    def test_elements_that_do_not_count_or_are_lacking(self):
+        for place, words, news in [
+                (4, "title 2 of update 1 is not shown", update("<title>a</title>\n<title/>")),
+                (4, "itemtext 1 of item 1 of update 1 is not shown",
+                 item("<itemtext>a</itemtext>\n<itemtext>b</itemtext><itemtext/>")),
+                (4, 'item 1 of update 1 has no text and reads "* None"', item("<itemtext/>")),
+                ("zirknews.xml", "no <update>", "<news/>"),
+                (4, "update 2 stands in update 1",
+                 update("<title>a</title>\n<update><title>b</title></update>")),
+                (5, "item 2 of update 1 stands in item 1 of update 1",
+                 item("\n<item><itemtext>a</itemtext></item><itemtext>b</itemtext>"))]:
+            self.problem(place, "warning", words, news=news)
 
-    def test_texts_that_do_not_count_or_are_lacking(self):
-        self.only(4, "warning", "title 2 of update 1 is not shown",
-                  news=update("<title>a</title>\n<title/>"))
-        self.only(4, "warning", "itemtext 1 of item 1 of update 1 is not shown",
-                  news=item("<itemtext>a</itemtext>\n<itemtext>b</itemtext><itemtext/>"))
-        for content in ("", "<itemtext/>", "<description>a</description>"):
-            self.only(4, "warning", "item 1 of update 1", '"* None"', news=item(content))
-        self.only("zirknews.xml", "warning", "no <update>", news="<news/>")
-
-    def test_elements_in_the_wrong_place(self):
-        self.only(4, "warning", "update 2 stands in update 1",
-                  news=update("<title>a</title>\n<update><title>b</title></update>"),
-                  shown="  normal  a\n  normal  b\n")
-        self.only(5, "warning", "item 2 of update 1 stands in item 1 of update 1",
-                  news=item("\n<item><itemtext>a</itemtext></item><itemtext>b</itemtext>"))
-        for name, place in (("title", "update"), ("item", "update"), ("itemtext", "item"),
-                            ("description", "item")):
-            text = "<{0}>a</{0}>".format(name)
-            if place == "item":
-                text = "<update><title>a</title>%s</update>" % text
-            self.only(3, "error", "%s 1 " % name, "outside <%s>" % place,
-                      news="<news><update><title>a</title></update>\n\n%s</news>" % text)
-
-    def test_names_with_capitals_and_attributes_without_effect(self):
+    def test_elements_and_attributes_that_have_no_effect(self):
         title, text = "<title>a</title>", "<itemtext>a</itemtext>"
         for line, words, news in [
                 (4, ["Item 1 is passed over", "<item>"], update(title + "\n<Item><b/></Item>")),
@@ -232,77 +218,67 @@ class ElementTest(CheckTest):
                  update("<title require='duo'>a</title>")),
                 (4, ["require", "itemtext 1 of item 1", "to the <item>"],
                  item("<itemtext require='duo'>a</itemtext>")),
-                (4, ["type", "item 1 of update 1", "to the <update>"], item(text, " type='info'"))]:
-            self.only(line, "error", *words, news=news)
-
-    def test_an_unknown_kind(self):
-        for kind in ("Urgent", "event", ""):
-            self.only(2, "error", '"%s"' % kind, "update 1", "normal icon",
-                      news=update("<title>a</title>", " type='%s'" % kind), shown="  normal  a\n")
-
-    def test_elements_and_attributes_of_others_are_passed_over(self):
+                (4, ["type", "item 1 of update 1", "to the <update>"], item(text, " type='info'")),
+                (2, ['"Urgent"', "update 1", "normal icon"], update(title, " type='Urgent'")),
+                (2, ['""', "update 1", "normal icon"], update(title, " type=''"))]:
+            self.problem(line, "error", *words, news=news)
+        for name, place in (("title", "update"), ("item", "update"), ("itemtext", "item"),
+                            ("description", "item")):
+            content = "<{0}>a</{0}>".format(name)
+            if place == "item":
+                content = "<update>%s%s</update>" % (title, content)
+            self.problem(3, "error", "%s 1 " % name, "outside <%s>" % place,
+                         news="<news><update>%s</update>\n\n%s</news>" % (title, content))
         self.none(news="<r><u/><update xmlns='u' date='x'><p><title id='1' xml:lang='de'>a</title>"
                        "</p><date>1</date></update></r>")
 
     def test_models_that_no_receiver_answers_to(self):
         for require, fault, words in [
-                ("duo5", "duo5", ["duo4kse"]), ("duo,duo5", "duo5", []), ("duo5,duo", "duo5", []),
-                ("solo,Duo2", "Duo2", ["capitals", 'write "duo2"']), ("solo,", "", []),
-                ("solo, duo", " duo", ["blanks", 'write "duo"']),
+                ("duo,duo5", "duo5", ["duo4kse"]), ("duo5,duo", "duo5", []), ("solo,", "", []),
+                ("solo,Duo2", "Duo2", ["capitals", 'write "duo2"']),
                 ("solo ,duo", "solo ", ["blanks", 'write "solo"']),
                 ("solo, Duo", " Duo", ["blanks", 'write "duo"'])]:
-            self.only(4, "error", "item 1 of update 1", '"%s"' % fault, *words,
-                      news=item("<itemtext>a</itemtext>", " require='%s'" % require))
-        self.only(5, "error", "description 1 of item 1 of update 1", "every receiver", news=item(
+            self.problem(4, "error", "item 1 of update 1", '"%s"' % fault, *words,
+                         news=item("<itemtext>a</itemtext>", " require='%s'" % require))
+        self.problem(5, "error", "description 1 of item 1 of update 1", "every receiver", news=item(
             "<itemtext>a</itemtext>\n<description require=''>b</description>"))
         self.check(news=update("<title>a</title>", " require='duo, solo,SOLO,x'"))
         self.assertEqual([re.search('requires "(.*?)"', problem[2]).group(1)
                           for problem in self.problems], [" solo", "SOLO", "x"])
 
-
-class CharactersTest(CheckTest):
-
-    def test_those_outside_ascii_are_warned_of(self):
-        self.only(3, "warning", "title 1 of update 1", '"\xc3\xbc"', "ASCII",
-                  "when the browser opens", news=update("<title>f\xc3\xbcr</title>"),
-                  shown="  normal  f\xc3\xbcr\n")
-        for before, name in [("", "itemtext"), ("<itemtext>a</itemtext>", "description")]:
-            self.only(4, "warning", "%s 1 of item 1 of update 1" % name, '"\xf0\x9f\x93\xba"',
-                      "when the entry opens",
-                      news=item("{0}<{1}>\xf0\x9f\x93\xba</{1}>".format(before, name)))
+    def test_characters_that_an_encoding_lacks(self):
+        texts = [(3, "title 1 of update 1", "browser", update("<title>f\xc3\xbcr</title>")),
+                 (4, "itemtext 1 of item 1", "entry", item("<itemtext>f\xc3\xbcr</itemtext>")),
+                 (4, "description 1 of item 1", "entry",
+                  item("<itemtext>a</itemtext><description>\xc3\xbc</description>"))]
+        for line, words, place, news in texts:
+            self.problem(line, "warning", words, '"\xc3\xbc"', "ASCII", "when the " + place,
+                         news=news)
         self.none(news=update("<title>a</title><!-- \xc3\xbc --><p n='\xc3\xbc'>\xc3\xbc</p>"))
-
-    def test_those_that_the_platforms_encoding_lacks_are_errors(self):
         # UTF-8 has them all. A platform with another default encoding would not:
         self.addCleanup(setattr, feed_problems, "ENCODINGS", feed_problems.ENCODINGS)
         feed_problems.ENCODINGS = [("ascii", "error")]
-        self.only(3, "error", "title 1 of update 1", '"\xc3\xbc"', "restart",
-                  news=update("<title>f\xc3\xbcr</title>"),
-                  shown="  the menus restart (UnicodeEncodeError")
-        self.only(4, "error", "itemtext 1 of item 1 of update 1", "restart",
-                  news=item("<itemtext>f\xc3\xbcr</itemtext>"),
-                  shown="  normal  News\n  the menus restart (UnicodeEncodeError")
+        for line, words, _, news in texts:
+            self.problem(line, "error", words, "restart", news=news,
+                         shown="  the menus restart (UnicodeEncodeError")
 
-
-class DocumentTest(CheckTest):
-
-    def test_one_that_is_not_well_formed(self):
-        self.only(3, "error", "not well-formed (mismatched tag)", "column",
-                  news="<news>\n<update>\n</news>", shown='  nothing but the message "The news '
-                  'file can not be analyzed, please be patient and try again later"\n')
-        for content in ("", "\n", "Nothing here", "<html><br></html>", "<n>\xfc</n>"):
+    def test_documents_that_are_not_well_formed(self):
+        self.problem(3, "error", "not well-formed (mismatched tag)", "column",
+                     news="<news>\n<update>\n</news>", shown='  nothing but the message "The news '
+                     'file can not be analyzed, please be patient and try again later"\n')
+        for content in ("", "Nothing here", "<html><br></html>", "<n>\xfc</n>"):
             self.check("--model", "duo2", news=content)
             self.assertEqual([problem[1] for problem in self.problems], ["error"])
             self.assertIn("not well-formed", self.problems[0][2])
 
-    def test_one_that_the_interpreter_does_not_read(self):
-        for name, error in (("bogus", "LookupError"), ("shift_jis", "ValueError")):
-            self.only("zirknews.xml", "error", error, "save it as UTF-8",
-                      news="<?xml version='1.0' encoding='%s'?>%s" % (name, NEWS),
-                      shown="  the menus restart (" + error)
-        deep = "<a>" * 400 + "</a>" * 400
-        self.only("zirknews.xml", "error", "RuntimeError", "less deeply",
-                  news=NEWS.replace("</news>", deep + "</news>"))
+    def test_documents_that_the_interpreter_does_not_read(self):
+        xml, deep = "<?xml version='1.0' encoding='%s'?>" + NEWS, "<a>" * 400 + "</a>" * 400
+        for error, remedy, news in [
+                ("LookupError", "save it as UTF-8", xml % "bogus"),
+                ("ValueError", "save it as UTF-8", xml % "shift_jis"),
+                ("RuntimeError", "less deeply", NEWS.replace("</news>", deep + "</news>"))]:
+            self.problem("zirknews.xml", "error", error, remedy, news=news,
+                         shown="  the menus restart (" + error)
         self.check("--model", "duo2",
                    news=NEWS.replace("</news>", "<title>%s</title></news>" % (deep * 3)))
         self.assertEqual(self.status, 1)
@@ -310,12 +286,12 @@ class DocumentTest(CheckTest):
     def test_other_encodings_are_read_as_receivers_read_them(self):
         text = u"<?xml version='1.0' encoding='%s'?><n>\n<update><title>f\xfcr</title></update></n>"
         for name in ("iso-8859-1", "utf-16"):
-            self.only(2, "warning", "ASCII", news=(text % name).encode(name),
-                      shown="  normal  f\xc3\xbcr\n")
+            self.problem(2, "warning", "ASCII", news=(text % name).encode(name),
+                         shown="  normal  f\xc3\xbcr\n")
 
-    def test_a_missing_one(self):
-        self.only("zirknews.xml", "error", "missing", news=None,
-                  shown="  nothing but the message \"It seems that")
+    def test_a_missing_document(self):
+        self.problem("zirknews.xml", "error", "missing", news=None,
+                     shown="  nothing but the message \"It seems that")
 
     def test_what_reading_finds_is_what_stops_receivers(self):
         met = set()
@@ -357,19 +333,19 @@ class StatisticsTest(CheckTest):
                 (7, "warning", ['"foo;"'], STATISTICS + "foo;\n"),
                 (1, "error", ["carriage return", "6 in all"], STATISTICS.replace("\n", "\r\n")),
                 (2, "error", ["carriage return", "1 in all"], STATISTICS.replace("12", "12\r"))]:
-            self.only("zirkdlstat.txt:%d" % line, severity, *words, statistics=content)
+            self.problem("zirkdlstat.txt:%d" % line, severity, *words, statistics=content)
         for name in ("Skins", "SKINS ", "SKINS;", "SKINS:", "\xef\xbb\xbfSKINS"):
-            self.only("zirkdlstat.txt:1", "error", '"%s"' % name, "write SKINS",
-                      statistics="%s\nfoo;1\n%s" % (name, STATISTICS))
+            self.problem("zirkdlstat.txt:1", "error", '"%s"' % name, "write SKINS",
+                         statistics="%s\nfoo;1\n%s" % (name, STATISTICS))
         for name in ("", "foo bar", " foo", "f\xc3\xbcr", "foo/"):
-            self.only("zirkdlstat.txt:7", "error", '"%s;1"' % name,
-                      statistics="%s%s;1\n" % (STATISTICS, name))
+            self.problem("zirkdlstat.txt:7", "error", '"%s;1"' % name,
+                         statistics="%s%s;1\n" % (STATISTICS, name))
 
     def test_no_record_or_no_file(self):
         for content in ("", "EXTENSIONS\nSKINS\n", "\n"):
-            self.only("zirkdlstat.txt", "warning", "opens empty", statistics=content)
+            self.problem("zirkdlstat.txt", "warning", "opens empty", statistics=content)
         os.remove(os.path.join(self.directory, "zirkdlstat.txt"))
-        self.only("zirkdlstat.txt", "error", "missing", "yellow", statistics=None)
+        self.problem("zirkdlstat.txt", "error", "missing", "yellow", statistics=None)
         self.assertNotIn("Top 20,", self.output)
 
     def test_empty_lines_and_further_fields_do_not_matter(self):

@@ -5,10 +5,8 @@ import fcntl
 import os
 import re
 import shutil
-import signal
 import subprocess
 import tempfile
-import time
 import unittest
 
 from simulator.feedserver import FeedServer
@@ -77,21 +75,11 @@ class StandInTest(unittest.TestCase):
         self.offer(BLUE_NEW)
         self.check(LISTED)
 
-    def wait_for_request(self):
-        end = time.time() + 10
-        while not self.server.requests:
-            self.assertLess(time.time(), end, "the stand-in asked for nothing")
-            time.sleep(0.005)
-
 
 class ListingTest(StandInTest):
 
-    def test_nothing_is_listed_before_anything_is_known_and_installed(self):
-        self.check("$ list-installed\n$ list-upgradable\n")
-        self.offer(BLUE_NEW)
-        self.check("$ list-upgradable\n")
-
     def test_the_newest_version_on_offer_is_listed_if_it_is_newer(self):
+        self.check("$ list-installed\n$ list-upgradable\n")
         other = Package("other", "1.0-r0")
         for offered, listed in [
                 ([BLUE_NEW, other], "blue - 3.4-r5 - 3.5-r0\n"),
@@ -111,21 +99,16 @@ class ListingTest(StandInTest):
             self.assertEqual([line.split()[0] for line in out.splitlines()],
                              ["norev", "rev", "Beta", "zeta", "epoch", "gamma", "tilde", "mid-pkg"])
 
-    def test_installed_packages_are_listed_by_name_upper_case_first(self):
-        install_initial_state([BLUE, Package("zeta", "1-r0"), Package("Beta", "2-r0"),
-                               Package("alpha", "1.01+git7-r0")])
-        self.check("$ list-installed\nBeta - 2-r0\nalpha - 1.01+git7-r0\nblue - 3.4-r5\n"
-                   "zeta - 1-r0\n")
-
-    def test_busybox_cuts_their_names_out_and_gives_an_empty_file_without_opkg(self):
+    def test_installed_packages_are_listed_by_name_which_busybox_cuts_out(self):
         def cut():
             command = "/usr/bin/opkg list-installed | cut -f'0' -d ' ' 2>&1 > /tmp/names"
             status = os.system(command + " 2>/dev/null")
             with open("/tmp/names") as stream:
                 return status, stream.read()
         self.assertEqual(cut(), (0, ""))
-        install_initial_state([BLUE] + APP_INSTALLED)
-        self.assertEqual(cut(), (0, "app-one\nblue\nlibauto1\nuser-of-app\n"))
+        install_initial_state([BLUE, Package("zeta", "1-r0"), Package("Beta", "2-r0")])
+        self.check("$ list-installed\nBeta - 2-r0\nblue - 3.4-r5\nzeta - 1-r0\n")
+        self.assertEqual(cut(), (0, "Beta\nblue\nzeta\n"))
         os.rename(OPKG, OPKG + ".away")
         self.addCleanup(os.rename, OPKG + ".away", OPKG)
         self.assertEqual(cut(), (0, ""))
@@ -169,17 +152,6 @@ class UpdateTest(StandInTest):
         self.server.fault("all/Packages.gz", status=404)
         self.check("$ update [2]\nDownloading ADDRESS/Packages.gz.\nDownloading ADDRESS/no/Packages"
                    ".\n" + failed % "Packages.gz" + failed % "no/Packages")
-
-    def test_a_killed_update_leaves_what_was_known_and_no_lock(self):
-        self.upgradable()
-        del self.server.requests[:]
-        self.server.fault("all/Packages.gz", stall="middle")
-        process = self.start("update")
-        self.wait_for_request()
-        process.terminate()
-        self.assertEqual("", process.communicate()[1])
-        self.assertEqual(-signal.SIGTERM, process.returncode)
-        self.check(LISTED)
 
 
 class InstallTest(StandInTest):
@@ -234,20 +206,6 @@ Removing app-one (1.0) from root...
 Removing libauto1 (1.0) from root...
 $ list-installed
 """)
-
-    def test_dependencies_may_be_old_mutual_or_one_of_several(self):
-        for installed, offered, expected in [
-                ([APP[2]], [Package("app", "2-r0", ["libauto1 (>= 2)"]),
-                            Package("libauto1", "2.1-r0")], {"app": "2-r0", "libauto1": "2.1-r0"}),
-                ([], [Package("egg", "1-r0", ["app"]), Package("app", "1-r0", ["egg"])],
-                 {"egg": "1-r0", "app": "1-r0"}),
-                ([], [Package("app", "1-r0", ["libother | libauto1"]), APP[2]],
-                 {"app": "1-r0", "libauto1": "1.0-r0"})]:
-            install_initial_state(installed)
-            self.offer(*offered)
-            process = self.start("install app")
-            self.assertEqual((process.communicate()[1], process.returncode), ("", 0))
-            self.assertEqual(installed_packages(), expected)
 
     def test_what_can_not_come_is_an_error_and_nothing_is_installed(self):
         unknown = "! * opkg_prepare_url_for_install: Couldn't find anything to satisfy '%s'.\n"
@@ -387,14 +345,6 @@ class CommandTest(StandInTest):
                            "temporarily unavailable.\n" % command)
         self.check(LISTED)
 
-    def test_a_running_command_holds_it(self):
-        self.server.fault("all/Packages.gz", stall="headers")
-        process = self.start("update")
-        self.wait_for_request()
-        self.assertEqual(255, self.start("list-installed").wait())
-        self.server.release()
-        self.assertEqual(0, process.wait())
-
     def test_configuration_lines_that_mean_nothing_are_ignored_with_a_word(self):
         self.upgradable()
         words = "! * opkg_conf_parse_file: /etc/opkg/all-feed.conf:2: Ignoring "
@@ -404,29 +354,11 @@ class CommandTest(StandInTest):
         self.configure("# feeds\n%s\r\n" % line.strip())
         self.check("$ list-upgradable\n%sconfig line with trailing garbage: `%s'\n"
                    % (words, line.strip()))
-
-    def test_a_configuration_file_may_be_missing_but_not_unreadable(self):
-        self.upgradable()
         os.unlink(CONF)
         self.check("$ update\n$ list-upgradable\n")
-        os.symlink("/nowhere", CONF)
-        self.addCleanup(os.unlink, CONF)
-        self.check("$ list-installed [255]\n! * opkg_conf_parse_file: Failed to open "
-                   "/etc/opkg/all-feed.conf: No such file or directory.\n")
-
-    def test_wrong_usage_is_refused(self):
-        install_initial_state([BLUE])
-        for command, words in [("frobnicate", "unknown sub-command frobnicate"),
-                               ("", "must have one sub-command"), ("install", "at least one"),
-                               ("remove --noaction blue", "unrecognized option '--noaction'")]:
-            process = self.start(command)
-            out, err = process.communicate()
-            self.assertEqual((out, process.returncode), ("", 1))
-            self.assertIn(words, err)
-        self.assertEqual(installed_packages(), {"blue": "3.4-r5"})
 
 
-class VersionOrderTest(unittest.TestCase):
+class VersionsTest(unittest.TestCase):
 
     def test_versions_rise_along_this_list(self):
         rising = ["0~~", "0~", "0", "0a", "0.1~rc1-r0", "0.1-r0", "0.1-r1", "0.1-r10", "0.1a-r0",
@@ -434,10 +366,6 @@ class VersionOrderTest(unittest.TestCase):
                   "20231001-r0", "1:0.1-r0", "2:0-r0"]
         for lower, higher in zip(rising, rising[1:]):
             self.assertLess(versions.key(lower), versions.key(higher))
-
-    def test_differently_written_versions_can_be_equal(self):
-        for one, other in (("1.0", "0:1.0"), ("1.0", "1.00"), ("1.0", "1.0-0"), ("1.", "1.0")):
-            self.assertEqual(versions.key(one), versions.key(other))
 
     def test_dependencies_compare_with_each_operator_and_others_are_refused(self):
         for operator, fulfilled_by in (("<<", "1"), ("<=", "12"), ("<", "12"), ("=", "2"),
