@@ -32,7 +32,7 @@ class Receiver(object):
 
     def __init__(self, model="duo2", image_version="3.1.0", feed_url=None, encoding="utf-8",
                  screens=PLUGIN_SCREENS, check_for_updates=24, show_notification=True,
-                 language="en_EN", module=None, plugin_package=True, fresh=False, load=True,
+                 language="en", module=None, plugin_package=True, fresh=False, load=True,
                  raise_errors=True, late_callbacks=False, ipkg_result=True):
         _require_sandbox()
         for other in _current:

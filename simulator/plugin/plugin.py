@@ -1,4 +1,4 @@
-"""The plug-in's entry points, as the receiver's GUI finds them. docs/receiver.md shows prepare()."""
+"""The plug-in's entry points, as the receiver's GUI finds them; docs/receiver.md shows them."""
 
 import gettext
 import os
