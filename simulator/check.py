@@ -25,7 +25,7 @@ from simulator.options import OneSentence, check_model_and_feed
 from simulator.receiver import Receiver
 
 #: What one model shows. rows: pairs (kind, text), byte strings; kind is that of the icon.
-#: message: what a message box says in front of the list; restart: the exception at which the menus
+#: message: what a message box over the list says; restart: the exception at which the menus
 #: restart; both a byte string or None.
 Outcome = collections.namedtuple("Outcome", "rows message restart")
 
@@ -72,7 +72,7 @@ class Feed(object):
             box.open_news()
             box.press("yellow")
             if not isinstance(box.screen, ChoiceBox):
-                return []  # the statistics can't be had
+                return []  # there are no statistics
             categories = []
             for category in box.rows():
                 box.choose(category)

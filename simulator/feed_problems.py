@@ -102,7 +102,7 @@ def news_problems(content):
 
 
 class _LineBuilder(xml.dom.expatbuilder.ExpatBuilderNS):
-    """Builds what minidom's parseString does; each element knows its line besides."""
+    """Builds what minidom's parseString does; each element knows its line, too."""
 
     def start_element_handler(self, name, attributes):
         xml.dom.expatbuilder.ExpatBuilderNS.start_element_handler(self, name, attributes)
@@ -166,7 +166,7 @@ class _Element(object):
             return
         if self._like_this is not None:
             problems.warning(self.line, u"%s stands in %s, which shows its content as well: put it "
-                                        u"behind that one." % (self, self._like_this))
+                                        u"after that one." % (self, self._like_this))
         self._check_attributes(problems)
         if self.name == "update":
             self._check_update(problems)
@@ -252,7 +252,7 @@ class _Element(object):
             return
         if first.nodeType not in (first.TEXT_NODE, first.CDATA_SECTION_NODE):
             problems.error(self.line, u"%s begins with a comment or a processing instruction, "
-                                      u"which is shown as its text: move that in front of the "
+                                      u"which is shown as its text: move that before the "
                                       u"element." % self)
         elif _have_text(self.node.childNodes[1:]):
             problems.error(self.line, u"%s is shown only up to the first element, comment or CDATA "
@@ -329,7 +329,7 @@ def statistics_problems(content):
             problems.error(number, u"\"%s\" is passed over, since it is no section and a record "
                                    u"has the fields NAME;COUNT: add the count." % shown)
         elif not in_section:
-            problems.error(number, u"The record \"%s\" stands in front of the first section and is "
+            problems.error(number, u"The record \"%s\" stands before the first section and is "
                                    u"shown nowhere: move it below %s, %s or %s."
                            % ((shown,) + SECTIONS))
         else:

@@ -151,7 +151,7 @@ class FeedServer(object):
         headers: further headers, pairs of strings.
         answer: what is sent in place of status line, headers and body, as it is: an iterable
             of byte strings, and of numbers for seconds of silence. The connection is closed
-            behind it.
+            after it.
         stall: one of POINTS: stay silent there, with the connection open, for some seconds
             (a number) or, with None, until release() is called on the result or on the
             server.
@@ -316,13 +316,10 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
         try:
             self._reach("headers", fault)
             self.send_response(status)
-            self.send_header("Content-Type", _content_type(self.path, status))
             self.send_header("Content-Length", str(len(body)))
             for name, value in () if fault is None else fault.headers:
                 self.send_header(name, value)
             self.end_headers()
-            if self.command == "HEAD":
-                return
             self._reach("body", fault)
             half = len(body) // 2
             self.wfile.write(body[:half])
@@ -330,8 +327,6 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
             self.wfile.write(body[half:])
         except _Dropped:
             pass
-
-    do_HEAD = do_GET
 
     def _reach(self, point, fault):
         """Come to a point of the answer: stall or drop there if the fault says so."""
@@ -417,13 +412,6 @@ def _read(name):
 def _gzip(content):
     packer = zlib.compressobj(9, zlib.DEFLATED, 16 + zlib.MAX_WBITS)  # 16: a gzip header
     return packer.compress(content) + packer.flush()
-
-
-def _content_type(path, status):
-    if status != 200:
-        return "text/plain"
-    extension = posixpath.splitext(path)[1]
-    return {".xml": "text/xml", ".txt": "text/plain"}.get(extension, "application/octet-stream")
 
 
 def main(arguments):
