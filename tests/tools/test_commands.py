@@ -19,7 +19,7 @@ class Tour(unittest.TestCase):
 
     def test_what_is_not_as_it_must_be_is_said_and_ends_it_with_1(self):
         with directory() as here:
-            write(here + "/zirknews.xml", "<news/>")
+            write(here + "/zirknews.xml", "<news><update/></news>")
             result = run("./run", "--tour", "--feed", here)
             self.assertEqual(result.status, 1, result)
 
