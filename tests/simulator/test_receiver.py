@@ -76,15 +76,6 @@ class Driving(ReceiverTest):
         self.box.pass_time(1)
         self.assertEqual(len(self.box.errors), 2)
 
-    def test_what_is_not_in_front_can_not_be_answered_or_chosen(self):
-        self.assertRaises(LookupError, self.box.answer, True)
-        self.assertRaises(LookupError, self.box.choose, "Alpha")
-        self.box.session.openWithCallback(self.log.append, ChoiceBox,
-                                          list=[("Alpha", 1), ("Beta two", 2), ("Beta", 3)])
-        self.assertRaises(LookupError, self.box.choose, "Gamma")
-        self.box.choose("Beta")
-        self.assertEqual(self.log, [("Beta", 3)])
-
     def test_patches_end_with_the_receiver(self):
         old = vars(Label)["setText"]
         for name in ("setText", "newName", "setText"):
