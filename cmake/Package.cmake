@@ -33,8 +33,19 @@ install(TARGETS Kelvaro LIBRARY DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
 install(FILES plugin/pictures/update_normal.png plugin/pictures/update_info.png
               plugin/pictures/update_urgent.png
         DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/pictures")
-install(FILES plugin/skin/skin_1280.xml plugin/skin/skin_1920.xml
-        DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
+# One skin part for each width of the picture. CMake fills in the numbers itself, as the simulator does
+# (plugin_files.py): a build for a receiver needs no Python that way.
+file(READ plugin/skin/skin.xml.in skin)
+string(REGEX MATCHALL "@[0-9]+@" numbers "${skin}")
+foreach(width 1280 1920)
+  foreach(number ${numbers})
+    string(REPLACE "@" "" number "${number}")
+    math(EXPR ${number} "${number} * ${width} / 1280")
+  endforeach()
+  configure_file(plugin/skin/skin.xml.in skin_${width}.xml @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/skin_${width}.xml"
+          DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
+endforeach()
 install(FILES "${catalogue}" DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/locale/de/LC_MESSAGES"
         RENAME Kelvaro.mo)
 

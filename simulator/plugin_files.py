@@ -2,10 +2,12 @@
 
 import glob
 import os
+import re
 import shutil
 import sys
 import types
 
+import enigma
 from simulator import ROOT
 
 PYTHON_ROOT = "/usr/lib/enigma2/python"
@@ -98,9 +100,11 @@ def _lay_out_plugin():
     for part in PACKAGE.split("."):
         path = os.path.join(path, part)
         open(os.path.join(path, "__init__.py"), "w").close()
+    for width in enigma.PICTURES:
+        with open(skin_part(width), "w") as part:
+            part.write(skin_for(width))
     _copy("simulator/plugin/*.py", "")
     _copy("plugin/pictures/*.png", "pictures")
-    _copy("plugin/skin/skin_*.xml", "")
     for catalogue in glob.glob(os.path.join(ROOT, "build/locale/*.mo")):
         language = os.path.splitext(os.path.basename(catalogue))[0]
         _copy(catalogue, os.path.join("locale", language, "LC_MESSAGES"), "Kelvaro.mo")
@@ -113,3 +117,15 @@ def _copy(files, directory, name=""):
         os.makedirs(directory)
     for path in glob.glob(os.path.join(ROOT, files)):
         shutil.copyfile(path, os.path.join(directory, name or os.path.basename(path)))
+
+
+def skin_part(width):
+    """The path of the plug-in's skin part for a picture this wide."""
+    return os.path.join(DIRECTORY, "skin_%d.xml" % width)
+
+
+def skin_for(width):
+    """The skin part as an installation makes it (cmake/Package.cmake)."""
+    with open(os.path.join(ROOT, "plugin", "skin", "skin.xml.in")) as source:
+        return re.sub("@([0-9]+)@", lambda number: str(int(number.group(1)) * width // 1280),
+                      source.read())

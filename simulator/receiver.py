@@ -45,7 +45,6 @@ class Receiver(object):
         self.config = Components.config.config
         self.session = Session(self.loop)
         keymap.reset()
-        skin.loadDefaultSkin(leave_out=set(PLUGIN_SCREENS) - set(screens))
         Components.config.initUsageConfig(check_for_updates, show_notification)
         Tools.HardwareInfoVu.HardwareInfoVu.device_name = model
         enigma.zirk_version = image_version
@@ -67,6 +66,7 @@ class Receiver(object):
                 _shared_instances[combination] = self._instance
         self._instance.activate()
         self.plugin_path = plugin_files.DIRECTORY
+        self.use_skin(1280, screens)
         if load:
             self.load()
 
@@ -201,6 +201,16 @@ class Receiver(object):
         raise LookupError("the command '%s' does not run" % command if command
                           else "no command runs")
 
+    def use_skin(self, width, screens=PLUGIN_SCREENS):
+        """From now on the picture is this wide, and the skin has these of the plug-in's screens."""
+        enigma.getDesktop(0).resize(width)
+        skin.loadDefaultSkin()
+        skin.loadSkin(plugin_files.skin_part(width))
+        for name in set(PLUGIN_SCREENS) - set(screens):
+            del skin.dom_screens[name]
+        for screen in self.session.stack:
+            skin.applySkinAnew(screen)
+
     # Looking.
 
     @property
@@ -216,7 +226,7 @@ class Receiver(object):
 
     @property
     def cursor(self):
-        return None if self._list is None else self._list.getIndex()
+        return None if self._list is None else self._list.widget.getIndex()
 
     def text(self, name):
         """The text of a widget or source of the screen in front."""

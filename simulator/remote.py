@@ -14,12 +14,13 @@ import sys
 import time
 
 import keymap
+from enigma import PICTURES
 from simulator import packages, view
 from simulator.feedserver import FeedServer
 from simulator.journal import Journal
 from simulator.models import MODELS
 from simulator.options import OneSentence, add_receiver_options, receiver_arguments
-from simulator.receiver import Receiver, StillRunning
+from simulator.receiver import PLUGIN_SCREENS, Receiver, StillRunning
 
 TURN = 0.1  # real seconds between two events of the clock
 OPKG = "/usr/bin/opkg"
@@ -91,7 +92,9 @@ class Remote(object):
         self._events = os.fdopen(events, "w")
         self._journal = Journal(self._log)
         self._box = None
-        self._screens = None  # as last sent
+        self._width = min(PICTURES)  # of the picture
+        self._fallback = False  # the skin lacks "AllNews"
+        self._shown = None  # the last event "screen"
         self._ending = False
 
     def run(self):
@@ -127,8 +130,9 @@ class Remote(object):
         self._journal.watch(self._box)
         self._journal.watch_server(self._faults.server)
         self._box.load()
+        self._use_skin()
         self._box.start_plugin()
-        self._screens = None
+        self._shown = None
         self._tell_receiver()
         self._box.open_news()
         self._tell_changes()
@@ -184,26 +188,43 @@ class Remote(object):
         self._journal.watch_server(self._faults.server)
         self._tell_receiver()
 
+    def _change_size(self, width):
+        self._width = int(_one_of(PICTURES, width, "size '%s'"))
+        self._use_skin()
+        self._tell_receiver()
+
+    def _fall_back(self, on):
+        self._fallback = bool(on)
+        self._use_skin()
+        self._tell_receiver()
+
+    def _use_skin(self):
+        without = ["AllNews"] if self._fallback else []
+        self._box.use_skin(self._width, [name for name in PLUGIN_SCREENS if name not in without])
+
     def _show(self):
-        self._screens = None
+        self._shown = None
         self._tell_receiver()
 
     #: What a request's "do" does, and what else the request has to hold for it.
     ACTIONS = {"press": (_press, ["key"]), "open": (_open, []), "pass": (_pass, ["seconds"]),
                "model": (_change_model, ["key"]), "fault": (_fault, ["name", "on"]),
+               "size": (_change_size, ["width"]), "fallback": (_fall_back, ["on"]),
                "show": (_show, [])}
 
     # Events.
 
     def _tell_receiver(self):
         self._send({"event": "receiver", "model": self._arguments["model"], "models": MODELS,
-                    "faults": self._faults.on, "language": self._language})
+                    "faults": self._faults.on, "language": self._language,
+                    "width": self._width, "fallback": self._fallback})
 
     def _tell_changes(self):
-        screens = [_described(screen) for screen in self._box.session.stack]
-        if screens != self._screens:
-            self._screens = screens
-            self._send({"event": "screen", "screens": screens})
+        shown = {"event": "screen", "width": self._width,
+                 "screens": map(view.describe, self._box.session.stack)}
+        if shown != self._shown:
+            self._shown = shown
+            self._send(shown)
 
     def _tell_clock(self):
         self._send({"event": "clock", "time": self._box.loop.now / 1000.0,
@@ -234,11 +255,6 @@ def _one_of(known, value, what):
     return str(value)
 
 
-def _described(screen):
-    names = screen.skinName
-    return dict(view.describe(screen), skinName=names if isinstance(names, list) else [names])
-
-
 def _readable(value):
     """The same plain data, with its byte strings as text: what is not UTF-8 is replaced."""
     if isinstance(value, str):
@@ -267,7 +283,7 @@ def _private_streams():
 
 def main(arguments):
     """Serve requests as `arguments` say; return the exit status: 0, or 2 with a sentence."""
-    parser = OneSentence(prog="run", description="The receiver behind the page.")
+    parser = OneSentence(prog="run", description="The receiver that the page shows.")
     add_receiver_options(parser)
     options = parser.parse_args(arguments)
     arguments = receiver_arguments(parser, options)

@@ -13,28 +13,40 @@ COLOURS = ("red", "green", "yellow", "blue")
 
 
 def lists(screen):
-    """The List sources that the skin renders, in its order."""
-    return [screen[name] for name, renderer in screen.renderers if isinstance(renderer, Listbox)]
+    """The elements of the screen that are lists, in the skin's order."""
+    return [element for element in screen.elements if isinstance(element.widget, Listbox)]
 
 
-def rows(source):
-    """What a rendered List shows: a dictionary with "text" and "icon" (or None) for each row."""
-    template = source.master.template
-    return [_row(row, template) for row in source.list]
+def rows(element):
+    """What a list shows: a dictionary with "text" and "icon" (or None) for each row."""
+    found = []
+    for row in element.widget.source.list:
+        cells = _cells(row, element.look["rows"]["cells"])
+        icons = [cell["icon"] for cell in cells if cell["kind"] == "picture"]
+        found.append({
+            "text": " ".join(cell["text"] for cell in cells if cell["kind"] == "text"),
+            "icon": icons[0] if icons else None})
+    return found
 
 
-def _row(row, template):
-    texts = [row[entry["text"]] for entry in template if entry["kind"] == "text"]
-    pixmaps = [row[entry["png"]] for entry in template if entry["kind"] == "pixmap"]
-    # The compiled list draws byte strings only.
-    text = " ".join(text if isinstance(text, str) else "<not-a-string>" for text in texts)
-    return {"text": text, "icon": _icon(pixmaps[0]) if pixmaps else None}
+def _cells(row, looks):
+    """The cells of a row as they are drawn, what each shows included."""
+    cells = []
+    for look in looks:
+        cell = dict(look)
+        content = row[cell.pop("index")]
+        if cell["kind"] == "picture":
+            cell["file"] = content and os.path.basename(content.path)
+            cell["icon"] = content and _icon(cell["file"])
+        else:
+            # The compiled list draws byte strings only.
+            cell["text"] = content if isinstance(content, str) else "<not-a-string>"
+        cells.append(cell)
+    return cells
 
 
-def _icon(pixmap):
-    if pixmap is None:
-        return None
-    name = os.path.splitext(os.path.basename(pixmap.path))[0]
+def _icon(file_name):
+    name = os.path.splitext(file_name)[0]
     return name[len("update_"):] if name.startswith("update_") else name
 
 
@@ -44,27 +56,52 @@ def describe(screen):
     name: its class; layout: the skin's screen it is drawn as, None for a blank one;
     title: the window title; elements: in the skin's order, each with "name" and "kind":
     "text" (text), "list" (rows, index), "pages" (lines, page, pages). A message box has
-    "seconds" left besides. The television picture, None, gives None.
+    "seconds" left besides. simulator/page/PROTOCOL.md names what tells where all this is drawn, and
+    how. The television picture, None, gives None.
     """
     if screen is None:
         return None
-    return {
-        "name": type(screen).__name__,
-        "layout": screen.layout,
-        "title": screen.getTitle(),
-        "seconds": screen.secondsLeft() if isinstance(screen, MessageBox) else None,
-        "elements": [dict(_element(screen[name], renderer), name=name)
-                     for name, renderer in screen.renderers],
-    }
+    return dict(
+        screen.look or {},
+        name=type(screen).__name__,
+        layout=screen.layout,
+        title=screen.getTitle(),
+        seconds=screen.secondsLeft() if isinstance(screen, MessageBox) else None,
+        elements=[_element(screen, element) for element in screen.elements])
 
 
-def _element(component, renderer):
-    if isinstance(renderer, Listbox):
-        return {"kind": "list", "rows": rows(component), "index": component.getIndex()}
-    if isinstance(component, ScrollLabel):
+def _element(screen, element):
+    described = dict(element.look, name=element.name, kind="text")
+    component = screen.get(element.name)
+    if isinstance(element.widget, Listbox):
+        described.update(_list(element))
+    elif isinstance(component, ScrollLabel):
         page, pages = component.pageNumber()
-        return {"kind": "pages", "lines": component.visibleLines(), "page": page, "pages": pages}
-    return {"kind": "text", "text": component.getText()}
+        described.update(
+            kind="pages", lines=component.visibleLines(), page=page, pages=pages,
+            scrollbar=[(page - 1.0) / pages, 1.0 / pages] if pages > 1 else None)
+    elif component is not None:
+        described["text"] = component.getText()
+    return described
+
+
+def _list(element):
+    """A list: all its rows and, as `items`, those that are drawn, which are the selected one's page."""
+    look, place = element.look["rows"], element.look["size"]
+    index, source = element.widget.getIndex(), element.widget.source.list
+    count, visible = len(source), place[1] // look["height"]
+    first = index // visible * visible
+    items = []
+    for number, row in enumerate(source[first:first + visible]):
+        selected = first + number == index
+        items.append({
+            "position": [0, number * look["height"]], "size": [place[0], look["height"]],
+            "selected": selected, "colour": look["colour"] if selected else None,
+            "background": look["background"] if selected else None,
+            "cells": _cells(row, look["cells"])})
+    bar = [float(first) / count, float(len(items)) / count] if count > visible else None
+    return {"kind": "list", "rows": rows(element), "index": index, "items": items,
+            "scrollbar": bar if look["scrollbar"] else None}
 
 
 def draw(screen):
@@ -74,6 +111,8 @@ def draw(screen):
     title, keys, body = screen["title"], {}, []
     for element in screen["elements"]:
         name = element["name"]
+        if name is None:
+            continue
         if name == "title":
             title = element["text"]
         elif name.startswith("key_"):

@@ -1,7 +1,6 @@
 // The page: hands the receiver's screens to the drawing, and keys and wishes to the receiver.
 
 import {drawScreen} from "./picture.js";
-import {Skin} from "./skin.js";
 
 const find = (id) => document.getElementById(id);
 
@@ -36,66 +35,32 @@ function tell(sentence) {
 }
 
 const EVENTS = {
-  screen({screens}) {
-    shown = screens;
-    draw();
-  },
+  screen: draw,
   log: addToLog,
   clock({time, speed}) {
     find("clock").textContent = clockText(time);
     find("speed").textContent = speed === 1 ? "" : `${speed} times as fast`;
   },
-  receiver({model, models, faults}) {
+  receiver({model, models, faults, width, fallback}) {
     fillModels(models, model);
     fillFaults(faults);
+    find("picture-size").value = width;
+    find("fallback").checked = fallback;
   },
-  busy({since}) {
-    busySince = performance.now() - (since ? 1000 * since : 0);
-    showBusy();
-  },
-  idle() {
-    busySince = null;
-    showBusy();
-  },
+  busy: showBusy,
+  idle: hideBusy,
 };
 
 // The picture.
 
-const skins = new Map(); // width of the picture: its Skin
-let shown = []; // the open screens, from the bottom
-
-async function text(address) {
-  const answer = await fetch(address);
-  if (!answer.ok) {
-    throw new Error(`${address}: ${answer.status}`);
-  }
-  return answer.text();
-}
-
-/** The host's skin with the plug-in's part for this width. */
-async function skinFor(width) {
-  if (!skins.has(width)) {
-    const skin = new Skin();
-    skin.add(await text("host/skin.xml"), width);
-    skin.add(await text(`skin/skin_${width}.xml`), width);
-    skins.set(width, skin);
-  }
-  return skins.get(width);
-}
-
-async function draw() {
-  const width = Number(find("picture-size").value);
-  const without = find("fallback").checked ? ["AllNews"] : [];
-  const skin = await skinFor(width);
-  const screens = shown.map((screen) => (
-    drawScreen(screen, skin, skin.find(screen.skinName, without), width)));
-  screens.slice(0, -1).forEach((below) => below.setAttribute("aria-hidden", "true"));
+function draw({width, screens}) {
   const picture = find("screens");
   picture.style.width = width + "px";
   picture.style.height = width * 9 / 16 + "px";
-  picture.replaceChildren(...screens);
+  picture.replaceChildren(...screens.map(drawScreen));
+  [...picture.children].slice(0, -1).forEach((below) => below.setAttribute("aria-hidden", "true"));
   fit();
-  say(shown.at(-1));
+  say(screens.at(-1));
 }
 
 /** Scales the skin's pixels to the room that the page has. */
@@ -112,22 +77,33 @@ function say(screen) {
 }
 
 new ResizeObserver(fit).observe(find("picture"));
-find("picture-size").addEventListener("change", draw);
-find("fallback").addEventListener("change", draw);
+find("picture-size").addEventListener("change", ({target}) => (
+  ask({do: "size", width: Number(target.value)})));
+find("fallback").addEventListener("change", ({target}) => (
+  ask({do: "fallback", on: target.checked})));
 
 // The indication that the receiver does not answer just now.
 
-let busySince = null;
+let busyClock = null;
 
-function showBusy() {
-  const busy = busySince !== null;
-  find("busy").hidden = !busy;
-  find("picture").setAttribute("aria-busy", busy);
-  if (busy) {
-    const seconds = (performance.now() - busySince) / 1000;
+/** Counts the seconds since the receiver was last heard; `since` of them have passed. */
+function showBusy({since}) {
+  const began = performance.now() - 1000 * since;
+  const count = () => {
+    const seconds = (performance.now() - began) / 1000;
     find("busy-text").textContent = `The receiver waits, ${seconds.toFixed(0)} s`;
-    setTimeout(showBusy, 1000);
-  }
+  };
+  hideBusy();
+  count();
+  busyClock = setInterval(count, 1000);
+  find("busy").hidden = false;
+  find("picture").setAttribute("aria-busy", "true");
+}
+
+function hideBusy() {
+  clearInterval(busyClock);
+  find("busy").hidden = true;
+  find("picture").setAttribute("aria-busy", "false");
 }
 
 // The remote control. Each key: what it says, its name for ears, its key on the keyboard.

@@ -2,14 +2,15 @@
 
 Starts the receiver (simulator/remote.py) in its sandbox, serves the page beside this file on
 127.0.0.1, prints the page's address, and goes on until it is interrupted or the receiver ends.
-Options other than --port are the receiver's. simulator/page/PROTOCOL.md describes what page, server and
-receiver say to each other. Needs Debian's python3-aiohttp and a built module: ./run sees to both.
+Options other than --port are the receiver's. PROTOCOL.md beside this file describes what page, server
+and receiver say to each other. Needs Debian's python3-aiohttp and a built module: ./run sees to both.
 
 Exit status: 0 after an interruption, 2 after one sentence that says what is wrong.
 """
 
 import argparse
 import asyncio
+import collections
 import json
 import os
 import signal
@@ -20,10 +21,10 @@ from aiohttp import WSMsgType, web
 PAGE = os.path.dirname(os.path.abspath(__file__))
 PROJECT = os.path.dirname(os.path.dirname(PAGE))
 #: Address on the page: directory.
-FILES = {"/skin": os.path.join(PROJECT, "plugin", "skin"),
-         "/host": os.path.join(PROJECT, "simulator", "host"),
-         "/pictures": os.path.join(PROJECT, "plugin", "pictures"),
-         "/": PAGE}
+FILES = {"/pictures": os.path.join(PROJECT, "plugin", "pictures"), "/": PAGE}
+#: Names of this machine. A page of another site that has bound its own name to this address has to be
+#: kept out as well: its Origin and its Host agree.
+LOOPBACK = ("127.0.0.1", "localhost", "::1")
 LONGEST_LINE = 16 * 1024 * 1024  # bytes of one message
 KEPT_LOG = 500  # messages that a new page is told of
 SILENCE = 0.4  # seconds without the receiver's clock after which its GUI is blocked
@@ -34,9 +35,11 @@ class Receiver:
 
     def __init__(self):
         self._pages = {}  # a page's connection: the lines that it is still to be sent
+        self._asking = collections.deque()  # the pages that are owed an answer, in order
         self._last = {}  # event: the last line of it
         self._log = []
-        self._busy = None  # the pending look at the clock
+        self._silence = None  # the timer that ends when the receiver has been silent for too long
+        self._heard_at = 0
         self._is_busy = False
 
     async def start(self, arguments):
@@ -69,17 +72,21 @@ class Receiver:
     async def connect(self, request):
         """One page: from its first request until it is closed."""
         # Only our own page: another site's must not reach the receiver through the browser.
-        if request.headers.get("Origin") not in (None, "http://" + request.host):
+        if (request.url.host not in LOOPBACK
+                or request.headers.get("Origin") not in (None, "http://" + request.host)):
             raise web.HTTPForbidden()
         page = web.WebSocketResponse()
         await page.prepare(request)
         lines = self._pages[page] = asyncio.Queue()
         for line in [self._last[event] for event in sorted(self._last)] + self._log:
             lines.put_nowait(line)
+        if self._is_busy:
+            lines.put_nowait(self._busy())
         writer = asyncio.ensure_future(self._write(page, lines))
         try:
             async for message in page:
                 if message.type == WSMsgType.TEXT:
+                    self._asking.append(lines)
                     self._process.stdin.write(message.data.replace("\n", " ").encode() + b"\n")
                     await self._process.stdin.drain()
         finally:
@@ -101,26 +108,35 @@ class Receiver:
         self._heard(bool(line))
         if line:
             event = json.loads(line).get("event")
+            if event is None:
+                self._asking.popleft().put_nowait(line)
+                return True
             if event == "log":
                 self._log = self._log[1 - KEPT_LOG:] + [line]
-            elif event:
+            else:
                 self._last[event] = line
             self._tell(line)
         return bool(line)
 
     def _heard(self, expect_more):
         """Wait anew for the receiver to fall silent: its clock ticks while its GUI is alive."""
-        if self._busy:
-            self._busy.cancel()
+        loop = asyncio.get_running_loop()
+        self._heard_at = loop.time()
+        if self._silence:
+            self._silence.cancel()
         if self._is_busy:
             self._is_busy = False
             self._tell('{"event": "idle"}')
         if expect_more:
-            self._busy = asyncio.get_running_loop().call_later(SILENCE, self._silent)
+            self._silence = loop.call_later(SILENCE, self._silent)
 
     def _silent(self):
         self._is_busy = True
-        self._tell(json.dumps({"event": "busy", "since": SILENCE}))
+        self._tell(self._busy())
+
+    def _busy(self):
+        since = asyncio.get_running_loop().time() - self._heard_at
+        return json.dumps({"event": "busy", "since": since})
 
     def _tell(self, line):
         for lines in self._pages.values():
@@ -169,7 +185,7 @@ async def serve(port, arguments):
         try:
             await site.start()
         except OSError as e:
-            print("run: the port %d can't be had: %s." % (port, os.strerror(e.errno)),
+            print("run: cannot listen on port %d: %s." % (port, os.strerror(e.errno)),
                   file=sys.stderr)
             return 2
         if await receiver.start(arguments):

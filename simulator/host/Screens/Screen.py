@@ -8,7 +8,8 @@ class Screen(dict):
         self.session = session
         self.skinName = self.__class__.__name__
         self.layout = None  # the name of the skin's screen that was found
-        self.renderers = []  # (name of the element, what draws it) in the skin's order
+        self.look = None  # of that one: see skin.py, which also makes these in its order
+        self.elements = []
         self.execing = False  # in front, with its keys alive
         self.close_on_next_exec = None
         self._window_title = ""

@@ -9,8 +9,8 @@ class Listbox(Renderer):
 
     GUI_WIDGET = eListbox
 
-    def __init__(self, template):
-        Renderer.__init__(self, template)
+    def __init__(self):
+        Renderer.__init__(self)
         moves = dict.fromkeys(["moveUp", "moveDown", "pageUp", "pageDown"])
         for name in moves:
             moves[name] = lambda name=name: self._move(name)

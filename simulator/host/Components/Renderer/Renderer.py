@@ -5,8 +5,7 @@ class Renderer(object):
 
     GUI_WIDGET = None  # the class of the compiled widget
 
-    def __init__(self, template):
-        self.template = template  # of a list row, see skin.py
+    def __init__(self):
         self.source = None
         self.instance = self.GUI_WIDGET()
 
