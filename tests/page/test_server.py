@@ -1,5 +1,6 @@
-"""The server behind the page: what it serves, to whom, and how it starts and ends. Python 3."""
+"""The page's server: what it serves, to whom, and how it starts and ends. Python 3."""
 
+import asyncio
 import fcntl
 import json
 import os
@@ -35,32 +36,39 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
     async def receive(self, page, found):
         """Return the messages until the first for which found(message) is true."""
         messages = []
-        while not messages or not found(messages[-1]):
-            messages.append(json.loads(await page.receive_str(timeout=PATIENCE)))
+
+        async def receive():
+            while not messages or not found(messages[-1]):
+                messages.append(json.loads(await page.receive_str()))
+
+        await asyncio.wait_for(receive(), PATIENCE)
         return messages
 
     def get(self, path):
         with urllib.request.urlopen(self.server.address + path) as answer:
             return answer.read()
 
-    async def test_skins_pictures_and_page_are_the_project_s_own(self):
+    async def test_page_and_pictures_are_the_project_s_own_and_nothing_else_is_served(self):
         for path, source in (("", "simulator/page/index.html"), ("main.js", "simulator/page/main.js"),
-                             ("plugin/skin/skin_1280.xml", "plugin/skin/skin_1280.xml"),
-                             ("host/skin.xml", "simulator/host/skin.xml"),
-                             ("pictures/update_info.png", "pictures/update_info.png")):
+                             ("pictures/update_info.png", "plugin/pictures/update_info.png")):
             with open(os.path.join(PROJECT, source), "rb") as stream:
                 self.assertEqual(stream.read(), self.get(path))
-        with self.assertRaises(urllib.error.HTTPError) as caught:
-            self.get("skin/..%2fREADME.md")
-        caught.exception.close()
-        self.assertEqual(404, caught.exception.code)
+        for path in ("pictures/..%2fskin/skin.xml.in", "..%2fREADME.md"):
+            with self.assertRaises(urllib.error.HTTPError) as caught:
+                self.get(path)
+            caught.exception.close()
+            self.assertEqual(404, caught.exception.code)
 
-    async def test_answers_and_events_go_to_the_page_unchanged(self):
-        page = await self.connect()
-        await page.send_str('{"id": "x", "do": "press",\n "key": "eject"}')
-        answer = (await self.receive(page, lambda message: "id" in message))[-1]
-        self.assertEqual(
-            {"id": "x", "error": "There is no key 'eject' on the remote control."}, answer)
+    async def test_an_answer_goes_unchanged_to_the_page_that_asked_and_an_event_to_all(self):
+        pages = [await self.connect(), await self.connect()]
+        for page, key in zip(pages, ("eject", "shuffle")):
+            await page.send_str('{"id": "x", "do": "press",\n "key": "%s"}' % key)
+        for page, key in zip(pages, ("eject", "shuffle")):
+            answer = (await self.receive(page, lambda message: "id" in message))[-1]
+            self.assertEqual(
+                {"id": "x", "error": "There is no key '%s' on the remote control." % key}, answer)
+            told = await self.receive(page, lambda message: message.get("event") == "clock")
+            self.assertEqual([], [message for message in told if "id" in message])
 
     async def test_a_page_that_comes_later_is_told_what_is_shown_and_what_was_done(self):
         await self.receive(await self.connect(), lambda message: message.get("kind") == "request")
@@ -70,10 +78,15 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
                          [message["event"] for message in told[:3]])
         self.assertEqual(["timer", "timer", "request"], [message["kind"] for message in told[3:]])
 
-    async def test_pages_of_other_sites_are_refused(self):
-        with self.assertRaises(aiohttp.WSServerHandshakeError) as caught:
-            await self.connect(Origin="http://elsewhere.example")
-        self.assertEqual(403, caught.exception.status)
+    async def test_pages_of_other_sites_are_refused_also_under_a_name_bound_to_this_machine(self):
+        port = self.server.address.split(":")[2].rstrip("/")
+        rebound, local = "elsewhere.example:" + port, "localhost:" + port
+        for headers in ({"Origin": "http://elsewhere.example"}, {"Host": rebound},
+                        {"Origin": "http://" + rebound, "Host": rebound}):
+            with self.assertRaises(aiohttp.WSServerHandshakeError) as caught:
+                await self.connect(**headers)
+            self.assertEqual(403, caught.exception.status)
+        await self.connect(Origin="http://" + local, Host=local)
 
     async def test_a_receiver_that_is_blocked_is_busy_until_it_is_heard_again(self):
         page = await self.connect()
@@ -81,8 +94,11 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
         for request in ({"do": "fault", "name": "stalled", "on": True},
                         {"do": "press", "key": "cancel"}, {"do": "open"}):
             await page.send_str(json.dumps(dict(request, id=1)))
-        await self.receive(page, lambda message: message.get("event") == "busy")
+        first = (await self.receive(page, lambda message: message.get("event") == "busy"))[-1]
         began = time.time()
+        later = (await self.receive(await self.connect(),
+                                    lambda message: message.get("event") == "busy"))[-1]
+        self.assertGreaterEqual(later["since"], first["since"])
         await self.receive(page, lambda message: message.get("event") == "idle")
         self.assertLess(4, time.time() - began)
 
@@ -96,7 +112,7 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_a_port_that_is_taken_is_one_sentence(self):
         port = self.server.address.split(":")[2].rstrip("/")
-        self.assertEqual((2, "", "run: the port %s can't be had: Address already in use.\n" % port),
+        self.assertEqual((2, "", "run: cannot listen on port %s: Address already in use.\n" % port),
                          start("--port", port))
 
 

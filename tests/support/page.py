@@ -50,6 +50,12 @@ def start_browser(width=1440, height=900):
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     service = webdriver.chrome.service.Service("/usr/bin/chromedriver", log_path=os.devnull)
     driver = webdriver.Chrome(service=service, options=options)
+    driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": """
+        window.WebSocket = class extends WebSocket {
+          constructor(...address) {
+            window.socket = super(...address);
+          }
+        };"""})
     set_size(driver, width, height)
     return driver
 
@@ -90,14 +96,18 @@ class Viewer(object):
     def __init__(self, driver, *options):
         self.driver = driver
         self.server = Server(*options)
-        driver.get(self.server.address)
-        self.wait("the model", lambda: self.find("#model").get_attribute("value"))
-        self.wait("the picture", lambda: self.find("#screens").get_attribute("style"))
+        self.reload()
 
     def close(self):
         self.server.close()
 
     # Driving.
+
+    def reload(self):
+        """Open the page, anew where it is open, and wait until it has heard from the receiver."""
+        self.driver.get(self.server.address)
+        self.wait("the model", lambda: self.find("#model").get_attribute("value"))
+        self.wait("the picture", lambda: self.find("#screens").get_attribute("style"))
 
     def press(self, *keys):
         """Click keys of the remote control, one after the other."""
@@ -138,6 +148,11 @@ class Viewer(object):
         """What the front screen shows (see FRONT), None for the television picture."""
         return self.driver.execute_script(FRONT)
 
+    def picture_width(self):
+        """How wide the picture is, in the skin's pixels."""
+        return self.driver.execute_script(
+            "return document.getElementById('screens').offsetWidth")
+
     def rows(self):
         """The texts of the list in front."""
         return (self.front() or {"rows": []})["rows"]
@@ -177,6 +192,12 @@ class ViewerTest(unittest.TestCase):
         """Start a receiver with a page; return its Viewer, which the test's end closes."""
         viewer = Viewer(self.driver, *options)
         self.addCleanup(self._end, viewer)
+        return viewer
+
+    def open_news(self, *options):
+        """Start a receiver; return its page, with the list in the picture."""
+        viewer = self.start(*options)
+        viewer.open_news()
         return viewer
 
     def _end(self, viewer):

@@ -1,22 +1,10 @@
-"""What the page offers beside the remote control: models, sizes, faults, time, keys, access."""
+"""The page around the picture: keys, time, faults, the log, access."""
 
 import unittest
 
 from selenium.webdriver.common.keys import Keys
 
 from tests.support.page import ViewerTest, set_size
-
-# Texts of elements that do not fit into their place, or stand outside of the screen.
-CUT_OFF = """
-const screen = document.querySelector("#screens > :last-child");
-const outer = screen.getBoundingClientRect();
-return [...screen.querySelectorAll(".label, .list, .item")].filter((element) => {
-  const inner = element.getBoundingClientRect();
-  return element.scrollWidth > element.clientWidth || element.scrollHeight > element.clientHeight
-    || inner.left < outer.left || inner.right > outer.right + 1
-    || inner.top < outer.top || inner.bottom > outer.bottom + 1;
-}).map((element) => element.textContent);
-"""
 
 # Texts on the page whose colours are too near to each other (WCAG 2, level AA).
 LOW_CONTRAST = """
@@ -63,12 +51,6 @@ return found;
 
 class PageTest(ViewerTest):
 
-    def open_news(self, *options):
-        """Start a receiver; return its page, with the list in the picture."""
-        viewer = self.start(*options)
-        viewer.open_news()
-        return viewer
-
     def test_another_model_starts_anew_and_sees_its_own_news(self):
         viewer = self.open_news("--model", "duo2")
         models = [option.text for option in viewer.find_all("#model option")]
@@ -78,60 +60,6 @@ class PageTest(ViewerTest):
         viewer.wait("the picture", lambda: "(Vu+ Solo 4K)" in (
             viewer.front() or {"texts": {}})["texts"].get("header", ""))
         viewer.wait("the list", lambda: len(viewer.rows()) > 1)
-
-    def test_both_sizes_put_everything_in_the_same_place_of_the_picture(self):
-        viewer = self.open_news()
-        viewer.press("yellow")  # a window, over what fills the picture
-        self.assert_shows(viewer, screen="ChoiceBox")
-        places = []
-        for size in ("1280", "1920"):
-            viewer.select("picture-size", size)
-            viewer.wait("the size", lambda: viewer.driver.execute_script(
-                "return document.getElementById('screens').offsetWidth"), int(size))
-            places.append(viewer.driver.execute_script("""
-                return [...document.querySelectorAll(".screen [data-name]")].map((element) => {
-                  const {left, top, width, height} = element.getBoundingClientRect();
-                  return [element.dataset.name, left, top, width, height];
-                });"""))
-        self.assertEqual(9, len(places[0]))
-        for small, large in zip(*places):
-            self.assertEqual(small[0], large[0])
-            for one, other in zip(small[1:], large[1:]):
-                self.assertAlmostEqual(one, other, delta=1)
-
-    def test_texts_fit_their_places_in_every_screen_and_size(self):
-        viewer = self.open_news("--language", "de")  # whose words are longer
-        for size in ("1280", "1920"):
-            viewer.select("picture-size", size)
-            for keys, screen in (([], "AllNews"), (["ok"], "ZirkUpdateInfo"),
-                                 (["green"], "UpdatePlugin"),
-                                 (["red", "red", "yellow"], "ChoiceBox"),
-                                 (["cancel"], "AllNews")):
-                viewer.press(*keys)
-                self.assert_shows(viewer, screen=screen)
-                self.assertEqual([], viewer.driver.execute_script(CUT_OFF), screen)
-
-    def test_a_list_longer_than_its_place_shows_the_page_of_the_cursor(self):
-        viewer = self.open_news()
-        self.assertEqual(9, len(viewer.rows()))  # of 12, in a place for 9
-        thumb = viewer.find(".list .scrollbar div").rect
-        viewer.press(*["down"] * 9)
-        viewer.wait("the second page", lambda: len(viewer.rows()), 3)
-        self.assert_shows(viewer, selected=viewer.rows()[:1])
-        self.assertGreater(viewer.find(".list .scrollbar div").rect["y"], thumb["y"])
-
-    def test_without_all_news_the_skin_s_backup_suite_takes_its_place(self):
-        viewer = self.open_news()
-        rows = viewer.rows()
-        viewer.toggle("#fallback")
-        self.assert_shows(viewer, screen="AllNews", layout="BackupSuite", title="News about ZIRK")
-        # That one's list is shorter, and it has no header.
-        self.assertEqual(rows[:8], viewer.rows())
-        self.assertNotIn("header", viewer.front()["texts"])
-        self.assertEqual("show Updates", viewer.front()["texts"]["key_blue"])
-        self.assertEqual([], viewer.driver.execute_script(CUT_OFF))
-        viewer.toggle("#fallback")
-        self.assert_shows(viewer, layout="AllNews")
 
     def test_the_keyboard_works_the_remote_control_until_it_is_switched_off(self):
         viewer = self.open_news()
@@ -170,6 +98,47 @@ class PageTest(ViewerTest):
         for label, clock in (("+ 1 h", "1:00:"), ("+ 24 h", "1 d 1:00:")):
             viewer.pass_time(label)
             viewer.wait("the clock", lambda: viewer.find("#clock").text.startswith(clock))
+
+    def test_each_fault_is_switched_by_its_box_and_shown_on_every_page(self):
+        viewer = self.start()
+        names = [box.get_attribute("name") for box in viewer.find_all("#fault-list input")]
+        self.assertEqual(6, len(names))
+        for name in names:
+            viewer.toggle("[name=%s]" % name)
+            viewer.reload()
+            self.assertEqual([name], [box.get_attribute("name") for box in
+                                      viewer.find_all("#fault-list input:checked")])
+            viewer.toggle("[name=%s]" % name)
+
+    def test_a_receiver_that_is_blocked_is_shown_to_wait_also_on_a_page_that_comes_later(self):
+        viewer = self.open_news()
+        viewer.press("cancel")
+        self.assert_shows(viewer, screen=None)
+        viewer.toggle("[name=stalled]")
+        viewer.press("news")
+        for look in (lambda: None, viewer.reload):
+            look()
+            viewer.wait("the indication", lambda: viewer.find("#busy").is_displayed())
+            self.assertEqual("true", viewer.find("#picture").get_attribute("aria-busy"))
+            self.assert_shows(viewer, screen="AllNews", rows=["Please wait ..."])
+        viewer.wait("the end", lambda: not viewer.find("#busy").is_displayed())
+
+    def test_a_second_wait_is_counted_by_one_clock(self):
+        viewer = self.start()
+        counted = viewer.driver.execute_async_script("""
+            const done = arguments[arguments.length - 1];
+            const waits = [];
+            new MutationObserver((changes) => waits.push(...changes)).observe(
+              document.getElementById("busy-text"), {childList: true});
+            const tell = (event) => window.socket.dispatchEvent(
+              new MessageEvent("message", {data: JSON.stringify(event)}));
+            const started = () => {
+              waits.length = 0;
+              setTimeout(() => done(waits.length), 1500);
+            };
+            for (const event of ["busy", "idle", "busy"]) tell({event, since: 0});
+            setTimeout(started);""")
+        self.assertEqual(1, counted)
 
     def test_the_log_says_what_the_module_did(self):
         viewer = self.open_news()
@@ -229,61 +198,6 @@ class PageTest(ViewerTest):
             self.assertLessEqual(self.driver.execute_script(
                 "return document.documentElement.scrollWidth"), width)
             self.assertGreaterEqual(viewer.find("#picture").rect["width"], min(width, 690) - 60)
-
-
-class FaultTest(ViewerTest):
-
-    NOT_ANALYSED = ("The news file can not be analyzed, please be patient and try again later")
-    NO_CONNECTION = "It seems that your Internet connection is not ok, please check it"
-
-    def start_with(self, fault):
-        """Start a receiver, let this go wrong, and open the news anew."""
-        viewer = self.start()
-        viewer.open_news()
-        viewer.press("cancel")
-        self.assert_shows(viewer, screen=None)
-        viewer.toggle("[name=%s]" % fault)
-        viewer.press("news")
-        return viewer
-
-    def test_a_server_that_is_down_or_malformed_news_are_reported_alike(self):
-        for fault in ("down", "malformed"):
-            viewer = self.start_with(fault)
-            self.assert_shows(viewer, screen="MessageBox", texts={"text": self.NOT_ANALYSED})
-            self.assertTrue(viewer.front()["title"].startswith("Error ("))
-
-    def test_a_missing_document_is_reported_as_no_connection_until_it_is_back(self):
-        viewer = self.start_with("not-found")
-        self.assert_shows(viewer, screen="MessageBox", texts={"text": self.NO_CONNECTION})
-        viewer.press("ok", "red")
-        self.assert_shows(viewer, screen=None)
-        viewer.toggle("[name=not-found]")
-        viewer.open_news()
-
-    def test_a_stalled_server_blocks_the_receiver_and_the_page_says_so(self):
-        viewer = self.start_with("stalled")
-        viewer.wait("the indication", lambda: viewer.find("#busy").is_displayed())
-        self.assertEqual("true", viewer.find("#picture").get_attribute("aria-busy"))
-        self.assert_shows(viewer, screen="AllNews", rows=["Please wait ..."])
-        viewer.wait("the end", lambda: not viewer.find("#busy").is_displayed())
-
-    def test_without_opkg_the_list_of_updates_says_that_there_are_none(self):
-        viewer = self.start_with("no-opkg")
-        viewer.open_news()
-        viewer.press("blue")
-        self.assert_shows(viewer, texts={"update": "\nYour System is up to date"})
-
-    def test_a_package_that_fails_to_install_is_reported_by_the_installer(self):
-        viewer = self.start_with("failing-package")
-        viewer.open_news()
-        viewer.press("yellow")
-        self.assert_shows(viewer, screen="ChoiceBox")
-        viewer.press("ok")
-        self.assert_shows(viewer, title="Top 20 - Extensions")
-        install, = [number for number, row in enumerate(viewer.rows())
-                    if row.endswith("Install")][:1]
-        viewer.press(*["down"] * install + ["ok"])
-        self.assert_shows(viewer, screen="Ipkg", texts={"status": "Done, with errors"})
 
 
 if __name__ == "__main__":

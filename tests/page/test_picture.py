@@ -1,0 +1,155 @@
+"""The picture on the page: the receiver's screens, in both sizes."""
+
+import unittest
+
+from tests.support.page import ViewerTest
+
+NEWS = """<?xml version="1.0" encoding="UTF-8"?>
+<news>
+  <update type="urgent"><title>Grüße: update today</title>
+    <item><itemtext>First item</itemtext><description>A detail</description></item>
+  </update>
+  <update type="info"><title>A long entry</title>%s</update>
+  <update><title>The oldest entry</title></update>
+</news>
+""" % "".join("<item><itemtext>Line %d</itemtext></item>" % number for number in range(1, 21))
+TITLES = ["Grüße: update today", "A long entry", "The oldest entry"]
+
+# Texts of elements that do not fit into their place, or stand outside of the screen.
+CUT_OFF = """
+const screen = document.querySelector("#screens > :last-child");
+const outer = screen.getBoundingClientRect();
+return [...screen.querySelectorAll(".label, .list, .item")].filter((element) => {
+  const inner = element.getBoundingClientRect();
+  return element.scrollWidth > element.clientWidth || element.scrollHeight > element.clientHeight
+    || inner.left < outer.left || inner.right > outer.right + 1
+    || inner.top < outer.top || inner.bottom > outer.bottom + 1;
+}).map((element) => element.textContent);
+"""
+
+# Name and rectangle of each element in the picture.
+PLACES = """
+return [...document.querySelectorAll(".screen [data-name]")].map((element) => {
+  const {left, top, width, height} = element.getBoundingClientRect();
+  return [element.dataset.name, left, top, width, height];
+});
+"""
+
+
+class PictureTest(ViewerTest):
+
+    def select_size(self, viewer, size):
+        viewer.select("picture-size", size)
+        viewer.wait("the size", lambda: viewer.picture_width(), int(size))
+
+    def test_the_list_and_a_detail_screen_with_its_pages(self):
+        viewer = self.open_news("--feed", self.feed(zirknews_xml=NEWS))
+        self.assert_shows(
+            viewer, screen="AllNews", layout="AllNews", rows=TITLES,
+            icons=["urgent", "info", "normal"], selected=TITLES[:1],
+            texts={"title": "News about ZIRK", "header": "Zirk 3.1.0 (Vu+ Duo2)\n",
+                   "key_red": "Exit", "key_green": "Update", "key_yellow": "Top 20",
+                   "key_blue": "show Updates"})
+        viewer.press("down", "down")
+        self.assert_shows(viewer, selected=TITLES[2:])
+        viewer.press("up", "ok")
+        first = "\n".join("* Line %d" % number for number in range(1, 15))
+        self.assert_shows(viewer, screen="ZirkUpdateInfo", layout="ZirkUpdateInfo", texts={
+            "header": "Zirk 3.1.0 (Vu+ Duo2)\nA long entry", "update": first, "key_yellow": " "})
+        viewer.press("down")
+        self.assert_shows(viewer, texts={
+            "update": "\n".join("* Line %d" % number for number in range(15, 21))})
+        viewer.press("right")
+        self.assert_shows(viewer, texts={"header": "Zirk 3.1.0 (Vu+ Duo2)\nGrüße: update today",
+                                         "update": "* First item\n    - A detail"})
+        self.assertEqual([], viewer.find_all("[data-name=update] .scrollbar"))
+
+    def test_a_window_stands_over_the_screens_below_until_the_television_picture_is_left(self):
+        viewer = self.open_news()
+        viewer.press("yellow")
+        self.assert_shows(viewer, screen="ChoiceBox", title="Top 20")
+        below, front = viewer.find_all("#screens > *")
+        self.assertEqual("true", below.get_attribute("aria-hidden"))
+        self.assertIsNone(front.get_attribute("aria-hidden"))
+        viewer.press("cancel", "cancel")
+        self.assert_shows(viewer, screen=None)
+        self.assertEqual("Television picture", viewer.find("#said").get_attribute("textContent"))
+
+    def test_both_sizes_put_everything_in_the_same_place_of_the_picture(self):
+        viewer = self.open_news()
+        viewer.press("yellow")  # a window, over what fills the picture
+        self.assert_shows(viewer, screen="ChoiceBox")
+        places = []
+        for size in ("1280", "1920"):
+            self.select_size(viewer, size)
+            places.append(viewer.driver.execute_script(PLACES))
+        self.assertEqual(9, len(places[0]))
+        for small, large in zip(*places):
+            self.assertEqual(small[0], large[0])
+            for one, other in zip(small[1:], large[1:]):
+                self.assertAlmostEqual(one, other, delta=1)
+
+    def test_the_size_that_was_chosen_last_is_shown_on_every_page(self):
+        viewer = self.open_news()
+        viewer.driver.execute_script("""
+            window.widths = [];
+            new MutationObserver(() => {
+              window.widths.push(document.getElementById("screens").offsetWidth);
+            }).observe(document.getElementById("screens"), {childList: true});
+            const choice = document.getElementById("picture-size");
+            for (const size of ["1920", "1280"]) {
+              choice.value = size;
+              choice.dispatchEvent(new Event("change"));
+            }""")
+        viewer.wait("two pictures",
+                    lambda: len(viewer.driver.execute_script("return window.widths")), 2)
+        self.assertEqual(1280, viewer.picture_width())
+        self.select_size(viewer, "1920")
+        viewer.reload()
+        self.assertEqual("1920", viewer.find("#picture-size").get_attribute("value"))
+        self.assertEqual(1920, viewer.picture_width())
+
+    def test_nothing_is_fetched_to_lay_a_screen_out(self):
+        viewer = self.open_news()
+        self.select_size(viewer, "1920")
+        self.assertEqual([], viewer.driver.execute_script("""
+            return performance.getEntriesByType("resource")
+              .filter(({initiatorType}) => initiatorType === "fetch").map(({name}) => name);"""))
+
+    def test_texts_fit_their_places_in_every_screen_and_size(self):
+        viewer = self.open_news("--language", "de")  # whose words are longer
+        for size in ("1280", "1920"):
+            self.select_size(viewer, size)
+            for keys, screen in (([], "AllNews"), (["ok"], "ZirkUpdateInfo"),
+                                 (["green"], "UpdatePlugin"),
+                                 (["red", "red", "yellow"], "ChoiceBox"),
+                                 (["cancel"], "AllNews")):
+                viewer.press(*keys)
+                self.assert_shows(viewer, screen=screen)
+                self.assertEqual([], viewer.driver.execute_script(CUT_OFF), screen)
+
+    def test_a_list_longer_than_its_place_shows_the_page_of_the_cursor(self):
+        viewer = self.open_news()
+        self.assertEqual(9, len(viewer.rows()))  # of 12, in a place for 9
+        thumb = viewer.find(".list .scrollbar div").rect
+        viewer.press(*["down"] * 9)
+        viewer.wait("the second page", lambda: len(viewer.rows()), 3)
+        self.assert_shows(viewer, selected=viewer.rows()[:1])
+        self.assertGreater(viewer.find(".list .scrollbar div").rect["y"], thumb["y"])
+
+    def test_without_all_news_the_skin_s_backup_suite_takes_its_place(self):
+        viewer = self.open_news()
+        rows = viewer.rows()
+        viewer.press("down")
+        viewer.toggle("#fallback")
+        self.assert_shows(viewer, screen="AllNews", layout="BackupSuite", title="News about ZIRK",
+                          selected=rows[1:2], rows=rows[:8])  # its list is shorter
+        self.assertNotIn("header", viewer.front()["texts"])
+        self.assertEqual("show Updates", viewer.front()["texts"]["key_blue"])
+        self.assertEqual([], viewer.driver.execute_script(CUT_OFF))
+        viewer.toggle("#fallback")
+        self.assert_shows(viewer, layout="AllNews", selected=rows[1:2])
+
+
+if __name__ == "__main__":
+    unittest.main()
