@@ -189,7 +189,7 @@ class Remote(object):
         self._tell_receiver()
 
     def _change_size(self, width):
-        self._width = int(_one_of(PICTURES, width, "size '%s'"))
+        self._width = int(_one_of(PICTURES, width, "picture %s pixels wide"))
         self._use_skin()
         self._tell_receiver()
 
@@ -202,15 +202,10 @@ class Remote(object):
         without = ["AllNews"] if self._fallback else []
         self._box.use_skin(self._width, [name for name in PLUGIN_SCREENS if name not in without])
 
-    def _show(self):
-        self._shown = None
-        self._tell_receiver()
-
     #: What a request's "do" does, and what else the request has to hold for it.
     ACTIONS = {"press": (_press, ["key"]), "open": (_open, []), "pass": (_pass, ["seconds"]),
                "model": (_change_model, ["key"]), "fault": (_fault, ["name", "on"]),
-               "size": (_change_size, ["width"]), "fallback": (_fall_back, ["on"]),
-               "show": (_show, [])}
+               "size": (_change_size, ["width"]), "fallback": (_fall_back, ["on"])}
 
     # Events.
 

@@ -16,7 +16,6 @@ from simulator.models import MODELS
 from tests.support.driving import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
 
 PATIENCE = 15  # real seconds until an expected event must have come
-QUESTION = "There are updates available.\nDo you want to open Software Update menu ?"
 
 
 class Pipe(object):
@@ -43,61 +42,65 @@ class Pipe(object):
         """Wait until condition() is true; return its value."""
         deadline = time.time() + PATIENCE
         while not condition():
-            ready = select.select([self._output], [], [], max(0, deadline - time.time()))[0]
-            if not ready:
+            left = deadline - time.time()
+            if left < 0 or not select.select([self._output], [], [], left)[0]:
                 raise AssertionError("it did not happen; the last event is %r" % self.events[-1:])
-            self._read()
+            data = os.read(self._output, 65536)
+            if not data:
+                raise AssertionError("the receiver has ended: %r" % (self.close(),))
+            lines = (self._partial + data).split("\n")
+            self._partial = lines.pop()
+            self.events += [json.loads(line) for line in lines]
         return condition()
-
-    def _read(self):
-        data = os.read(self._output, 65536)
-        if not data:
-            raise AssertionError("the receiver has ended: %r" % (self.close(),))
-        lines = (self._partial + data).split("\n")
-        self._partial = lines.pop()
-        self.events += [json.loads(line) for line in lines]
 
     def ask(self, do, **more):
         """Send a request; return the answer."""
-        return self.send(json.dumps(dict(more, do=do, id=len(self.events))), len(self.events))
+        answer = self.send(json.dumps(dict(more, do=do, id="ours")))
+        assert answer["id"] == "ours"
+        return answer
 
-    def send(self, line, number=None):
-        """Send a line; return the answer with this number."""
+    def send(self, line):
+        """Send a line; return the answer."""
+        known = len(self.all(None))
         self._process.stdin.write(line + "\n")
         self._process.stdin.flush()
-        known = len(self.events)
-        return self.wait(lambda: [event for event in self.events[known:]
-                                  if "event" not in event and event["id"] == number])[0]
+        self.wait(lambda: len(self.all(None)) > known)
+        return self.last(None)
+
+    def press(self, *keys):
+        for key in keys:
+            self.ask("press", key=key)
+
+    def all(self, name):
+        """The events of this name so far; the answers for None."""
+        return [event for event in self.events if event.get("event") == name]
 
     def last(self, name):
         """The last event of this name, None before the first."""
-        found = [event for event in self.events if event.get("event") == name]
-        return found[-1] if found else None
+        return (self.all(name) or [None])[-1]
 
     def front(self):
         """The screen in front as the last event has it, None for the television picture."""
         return ((self.last("screen") or {}).get("screens") or [None])[-1]
 
-    def shows(self, name, **texts):
-        """Wait until this screen, None for the television picture, is in front with these."""
+    def element(self, name):
+        """The element of this name of the screen in front, None when there is none."""
+        elements = (self.front() or {"elements": []})["elements"]
+        return ([one for one in elements if one["name"] == name] or [None])[0]
 
-        def found():
-            front = self.front()
-            if front is None or name is None:
-                return front is None and name is None and self.last("screen") is not None
-            shown = dict((one["name"], one.get("text")) for one in front["elements"])
-            return front["name"] == name and all(shown[key] == texts[key] for key in texts)
-
-        self.wait(found)
+    def shows(self, screen, **texts):
+        """Wait until this screen is in front, with these texts."""
+        self.wait(lambda: (self.front() or {}).get("name") == screen and all(
+            self.element(name)["text"] == text for name, text in texts.items()))
 
     def rows(self):
-        """The rows of the list in front, as pairs (icon, text)."""
-        return [(row["icon"], row["text"]) for element in (self.front() or {"elements": []})[
-            "elements"] if element["kind"] == "list" for row in element["rows"]]
+        """The rows of the news or of a chooser in front, as pairs (icon, text)."""
+        found = self.element("menu") or self.element("list") or {"rows": []}
+        return [(row["icon"], row["text"]) for row in found["rows"]]
 
-    def log(self, kind):
-        """The texts in the log of this kind."""
-        return [event["text"] for event in self.events if event.get("kind") == kind]
+    def log(self, *kinds):
+        """The texts in the log of these kinds."""
+        return [event["text"] for event in self.all("log") if event["kind"] in kinds]
 
 
 class RemoteTest(unittest.TestCase):
@@ -121,7 +124,7 @@ class RemoteTest(unittest.TestCase):
     def reopen(self, pipe):
         """Leave the news browser, and open it again."""
         while pipe.front() is not None:
-            self.assertEqual(True, pipe.ask("press", key="cancel").get("done"))
+            pipe.press("cancel")
         self.assertEqual(True, pipe.ask("open").get("done"))
 
 
@@ -131,26 +134,38 @@ class EventsTest(RemoteTest):
         pipe = self.start("--model", "solo4k")
         pipe.shows("AllNews", header="Zirk 3.1.0 (Vu+ Solo 4K)\n")
         self.assertEqual([("info", "Please wait ...")], pipe.rows())
-        self.assertEqual(["AllNews", "BackupSuite"], pipe.front()["skinName"])
         receiver = pipe.last("receiver")
-        self.assertEqual(("solo4k", list(MODELS), "en"),
-                         (receiver["model"], receiver["models"], receiver["language"]))
+        self.assertEqual(("solo4k", list(MODELS), "en", 1280, False), tuple(
+            receiver[name] for name in ("model", "models", "language", "width", "fallback")))
         self.assertEqual([False] * 6, receiver["faults"].values())
 
-    def test_screens_are_told_from_the_bottom_with_all_they_show(self):
+    def test_screens_are_told_from_the_bottom_with_what_is_drawn_where(self):
         pipe = self.start_with_news()
-        pipe.ask("press", key="ok")
-        screens = pipe.last("screen")["screens"]
-        self.assertEqual(["AllNews", "ZirkUpdateInfo"], [screen["name"] for screen in screens])
-        update, = [one for one in screens[1]["elements"] if one["name"] == "update"]
-        self.assertEqual({"name": "update", "kind": "pages", "page": 1, "pages": 1, "lines": [
-            "* Do it", "    - today", "    - twice", "", "* Thanks"]}, update)
+        pipe.press("down", "ok")
+        below, front = pipe.last("screen")["screens"]
+        self.assertEqual(("AllNews", [0, 0], [1280, 720], 1, None), tuple(
+            below[name] for name in ("name", "position", "size", "scale", "frame")))
+        menu, = [one for one in below["elements"] if one["name"] == "menu"]
+        icon, text = menu["items"][1]["cells"]
+        self.assertEqual((True, [0, 50], "#285078ff"), tuple(
+            menu["items"][1][name] for name in ("selected", "position", "background")))
+        self.assertEqual(("picture", "update_normal.png", [10, 5]), (
+            icon["kind"], icon["file"], icon["position"]))
+        self.assertEqual(("text", "Release 3.1", [66, 0], 24, "center"), (
+            text["kind"], text["text"], text["position"], text["font"]["size"], text["valign"]))
+        self.assertEqual(("ZirkUpdateInfo", "ZirkUpdateInfo"), (front["name"], front["layout"]))
+        update = pipe.element("update")
+        self.assertEqual(("pages", ["* Faster"], 1, 1, None, [64, 188], [1152, 440]), tuple(
+            update[name] for name in ("kind", "lines", "page", "pages", "scrollbar", "position",
+                                      "size")))
+        self.assertEqual({"kind": "text", "name": None, "position": [0, 0], "size": [1280, 96]},
+                         dict((name, front["elements"][0][name])
+                              for name in ("kind", "name", "position", "size")))
 
     def test_nothing_is_told_twice_while_nothing_changes(self):
         pipe = self.start_with_news()
-        screens = len([event for event in pipe.events if event.get("event") == "screen"])
-        self.assertEqual(2, screens)
-        pipe.ask("press", key="up")
+        self.assertEqual(2, len(pipe.all("screen")))
+        pipe.press("up")
         ticks = len(pipe.events)
         pipe.wait(lambda: len(pipe.events) > ticks + 3)
         self.assertEqual(set(["clock"]), set(one.get("event") for one in pipe.events[ticks:]))
@@ -162,34 +177,24 @@ class EventsTest(RemoteTest):
         self.assertLess(0.3, time.time() - began)
         self.assertEqual(500, pipe.last("clock")["speed"])
 
-    def test_the_log_has_what_the_module_did_in_order(self):
+    def test_the_log_has_what_the_module_did_in_order_and_when(self):
         pipe = self.start_with_news()
-        kinds = [(event["kind"], event["text"]) for event in pipe.events
-                 if event.get("event") == "log"]
-        self.assertEqual([
-            ("timer", "60000 ms, once"), ("timer", "100 ms, once"),
-            ("request", "/feed/zirknews.xml"), ("file", CACHE + " written")], kinds)
-        pipe.ask("press", key="yellow")
-        self.assertEqual(["/tmp/.installed written", "/tmp/.installed removed"],
+        self.assertEqual(["60000 ms, once", "100 ms, once", "/feed/zirknews.xml",
+                          CACHE + " written"], pipe.log("timer", "request", "file"))
+        pipe.press("yellow", "cancel", "cancel")
+        self.assertEqual(["/tmp/.installed written", "/tmp/.installed removed", CACHE + " removed"],
                          pipe.log("file")[1:])
         self.assertEqual(["/usr/bin/opkg list-installed | cut -f'0' -d ' ' > /tmp/.installed"],
                          pipe.log("command"))
-        pipe.ask("press", key="cancel")
-        pipe.ask("press", key="cancel")
-        self.assertEqual(CACHE + " removed", pipe.log("file")[-1])
-
-    def test_the_background_check_is_logged_at_the_instants_in_which_it_happens(self):
-        pipe = self.start_with_news()
-        pipe.ask("press", key="cancel")
         pipe.ask("pass", seconds=3600)
-        seen = [(event["time"], event["text"]) for event in pipe.events
-                if event.get("kind") in ("command", "configuration")]
+        checks = [(one["time"], one["text"]) for one in pipe.all("log")
+                  if one["kind"] in ("command", "configuration")][1:]
         self.assertEqual([(60, "opkg update"), (60, "opkg list-upgradable"),
-                          (60, "config.usage.update_available = False")], seen)
+                          (60, "config.usage.update_available = False")], checks)
 
     def test_an_exception_is_logged_with_its_traceback_and_the_receiver_goes_on(self):
         pipe = self.start("--speed", "0.001")
-        pipe.ask("press", key="ok")  # the news have not come: there is no cache
+        pipe.press("ok")  # the news have not come: there is no cache
         text, = pipe.log("exception")
         self.assertIn('File "plugin/src/Kelvaro", line 99, in Kelvaro.load_cache', text)
         self.assertEqual(True, pipe.ask("press", key="up").get("done"))
@@ -198,9 +203,8 @@ class EventsTest(RemoteTest):
         pipe = self.start_with_news()
         with open("/tmp/.package.tmp", "wb") as listing:
             listing.write("b\xff - 1 - 2\n")
-        pipe.ask("press", key="blue")
-        lines, = [one["lines"] for one in pipe.front()["elements"] if one["name"] == "update"]
-        self.assertIn(u"Package : b\ufffd", lines)
+        pipe.press("blue")
+        self.assertIn(u"Package : b\ufffd", pipe.element("update")["lines"])
 
 
 class RequestTest(RemoteTest):
@@ -209,63 +213,77 @@ class RequestTest(RemoteTest):
         pipe = self.start_with_news()
         for do, more, sentence in [
                 ("press", {"key": "eject"}, "There is no key 'eject' on the remote control."),
+                ("press", {"key": ["ok"]}, "There is no key '[u'ok']' on the remote control."),
+                ("press", {}, "The request lacks 'key'."),
                 ("model", {"key": "abacus"}, "There is no model 'abacus'."),
+                ("size", {"width": 7}, "There is no picture 7 pixels wide."),
                 ("fault", {"name": "rain", "on": True}, "There is no fault 'rain'."),
                 ("pass", {"seconds": 0},
                  "Time passes by more than 0 seconds and by a year at most."),
+                ("pass", {"seconds": "x"}, "'seconds' can't be u'x'."),
                 ("open", {}, "The plug-in menu is out of reach while a screen is open: "
                              "press exit first."),
                 ("dance", {}, "There is no request 'dance'."),
-                ("press", {}, "The request lacks 'key'."),
-                ("press", {"key": ["ok"]}, "There is no key '[u'ok']' on the remote control."),
-                (["show"], {}, "There is no request '[u'show']'."),
-                ("pass", {"seconds": "x"}, "'seconds' can't be u'x'.")]:
+                (["open"], {}, "There is no request '[u'open']'.")]:
             self.assertEqual(sentence, pipe.ask(do, **more)["error"])
         for line in ("", "{", "[]", "7", "\xff"):
             self.assertEqual("A request is one JSON object a line.", pipe.send(line)["error"])
         self.assertEqual(self.ROWS, pipe.rows())
 
-    def test_another_model_is_another_receiver_with_its_own_clock(self):
+    def test_another_size_lays_all_open_screens_out_anew_and_lasts(self):
         pipe = self.start_with_news()
+        pipe.press("down", "yellow")
+        shown = [pipe.last("screen")]
+        for width in (1920, 1280):
+            pipe.ask("size", width=width)
+            shown.append(pipe.last("screen"))
+        self.assertEqual(shown[0], shown[2])
+        below, front = shown[1]["screens"]
+        self.assertEqual((1920, [1920, 1080], 1), (shown[1]["width"], below["size"],
+                                                   below["scale"]))
+        menu, = [one for one in below["elements"] if one["name"] == "menu"]
+        self.assertEqual((1, [96, 225]), (menu["index"], menu["position"]))
+        # The host's own screens are meant for the smaller picture.
+        self.assertEqual((1.5, shown[0]["screens"][1]["size"]), (front["scale"], front["size"]))
+        pipe.press("down", "up", "cancel", "down")
+        self.assertEqual(2, pipe.element("menu")["index"])
+
+    def test_another_model_is_another_receiver_with_its_own_clock_and_the_same_picture(self):
+        pipe = self.start_with_news()
+        pipe.ask("size", width=1920)
         pipe.ask("pass", seconds=3600)
-        for model, name in (("uno4kse", "Uno 4K SE"), ("duo2", "Duo2")):
-            pipe.ask("model", key=model)
-            pipe.shows("AllNews", header="Zirk 3.1.0 (Vu+ %s)\n" % name)
-            pipe.wait(lambda: pipe.rows() == self.ROWS)
-            self.assertLess(pipe.last("clock")["time"], 60)
-            self.assertEqual(model, pipe.last("receiver")["model"])
+        pipe.ask("model", key="uno4kse")
+        pipe.shows("AllNews", header="Zirk 3.1.0 (Vu+ Uno 4K SE)\n")
+        pipe.wait(lambda: pipe.rows() == self.ROWS)
+        self.assertLess(pipe.last("clock")["time"], 60)
+        self.assertEqual(("uno4kse", 1920, 1920), (
+            pipe.last("receiver")["model"], pipe.last("receiver")["width"],
+            pipe.last("screen")["width"]))
 
-    def test_show_tells_again_what_is_shown(self):
+    def test_the_fallback_leaves_all_news_out_of_the_skin(self):
         pipe = self.start_with_news()
-        known = len(pipe.events)
-        pipe.ask("show")
-        self.assertEqual(set(["receiver", "screen"]), set(
-            event.get("event") for event in pipe.events[known:]) - set(["clock", None]))
+        pipe.press("down")
+        pipe.ask("fallback", on=True)
+        self.assertEqual(("BackupSuite", 1, self.ROWS), (
+            pipe.front()["layout"], pipe.element("menu")["index"], pipe.rows()))
+        self.assertIsNone(pipe.element("header"))
+        self.assertEqual([22, 10], pipe.front()["frame"]["position"])
+        pipe.press("down")
+        pipe.ask("fallback", on=False)
+        self.assertEqual(("AllNews", 2), (pipe.front()["layout"], pipe.element("menu")["index"]))
 
-    def test_the_feed_s_edits_show_at_the_next_opening(self):
-        pipe = self.start_with_news()
-        with open(self.feed + "/zirknews.xml", "w") as news:
-            news.write("<news><update><title>Edited</title></update></news>")
-        self.reopen(pipe)
-        pipe.wait(lambda: pipe.rows() == [("normal", "Edited")])
-
-    def test_its_options_reach_the_receiver(self):
+    def test_its_options_reach_the_receiver_and_it_ends_with_its_input(self):
         pipe = self.start_with_news("--image-version", "9.9", "--interval", "3",
                                     "--language", "de")
         pipe.shows("AllNews", header="Zirk 9.9 (Vu+ Duo2)\n", key_red="Beenden")
         self.assertEqual("de", pipe.last("receiver")["language"])
         pipe.ask("pass", seconds=4 * 3600)
-        self.assertEqual([60, 60 + 3 * 3600], [event["time"] for event in pipe.events
-                                               if event.get("text") == "opkg update"])
-
-    def test_it_ends_with_its_input(self):
-        pipe = self.start_with_news()
+        self.assertEqual([60, 60 + 3 * 3600], [event["time"] for event in pipe.all("log")
+                                               if event["text"] == "opkg update"])
         self.assertEqual((0, ""), pipe.close())
 
     def test_a_wrong_option_is_one_sentence(self):
         for options, sentence in [
-                (["--model", "abacus"], "there is no model 'abacus'"),
-                (["--feed", "/nowhere"], "there is no feed folder '/nowhere'"),
                 (["--language", "xx"], "there is no catalogue 'plugin/po/xx.po'"),
                 (["--interval", "-1"], "argument --interval: '-1' is not a whole number of hours"),
                 (["--speed", "nan"],
@@ -294,13 +312,12 @@ class FaultTest(RemoteTest):
         pipe = self.start_with_news()
         self.switch(pipe, "stalled", True)
         self.reopen(pipe)
-        pipe.wait(lambda: pipe.log("timer")[-1] == "100 ms, once")
-        began, last, silence = time.time(), time.time(), 0
-        while time.time() < began + 5.5:
-            known = len(pipe.events)
-            pipe.wait(lambda: len(pipe.events) > known)
-            silence = max(silence, time.time() - last)
-            last = time.time()
+        began = last = time.time()
+        silence = 0
+        while silence < 4.5 and last < began + 8:
+            ticks = len(pipe.events)
+            pipe.wait(lambda: len(pipe.events) > ticks)
+            silence, last = max(silence, time.time() - last), time.time()
         self.assertLess(4.5, silence)
 
     def test_without_opkg_no_command_works_and_it_comes_back(self):
@@ -314,14 +331,11 @@ class FaultTest(RemoteTest):
 
     def test_a_package_that_can_t_be_fetched_fails_to_install(self):
         pipe = self.start_with_news()
-        self.switch(pipe, "failing-package", True)
-        for key in ("yellow", "ok", "ok"):
-            pipe.ask("press", key=key)
-        pipe.shows("Ipkg", status="Done, with errors")
-        self.switch(pipe, "failing-package", False)
-        for key in ("ok", "ok", "ok"):
-            pipe.ask("press", key=key)
-        pipe.shows("Ipkg", status="Done")
+        for failing, status in ((True, "Done, with errors"), (False, "Done")):
+            self.switch(pipe, "failing-package", failing)
+            pipe.press("yellow", "ok", "ok")
+            pipe.shows("Ipkg", status=status)
+            pipe.press("ok", "cancel")
 
 
 if __name__ == "__main__":
