@@ -13,6 +13,7 @@ import subprocess
 import tempfile
 import unittest
 
+from simulator import plugin_files
 from tests.support import packages
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -152,10 +153,12 @@ class PackageTest(object):
             "Kelvaro.so", "locale/de/LC_MESSAGES/Kelvaro.mo", "pictures/update_info.png",
             "pictures/update_normal.png", "pictures/update_urgent.png", "skin_1280.xml",
             "skin_1920.xml")], sorted(files))
-        for name, source in (("pictures/update_info.png", "pictures/update_info.png"),
-                             ("skin_1280.xml", "plugin/skin/skin_1280.xml")):
-            self.assertEqual(self.content(os.path.join(ROOT, source)),
-                             files[DIRECTORY + "/" + name])
+        expected = {"pictures/update_info.png": self.content(
+            os.path.join(ROOT, "plugin", "pictures", "update_info.png"))}
+        for width in (1280, 1920):  # as the simulator makes them
+            expected["skin_%d.xml" % width] = plugin_files.skin_for(width)
+        for name, content in expected.items():
+            self.assertEqual(content, files[DIRECTORY + "/" + name])
 
     def test_the_module_is_stripped_and_for_the_targets_machine(self):
         sections = run(["readelf", "--wide", "--sections", self.module()])

@@ -5,8 +5,10 @@ import struct
 import unittest
 from xml.etree import ElementTree
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-SIZES = {"skin_1280.xml": (1280, 720), "skin_1920.xml": (1920, 1080)}
+from simulator import ROOT, plugin_files
+
+from enigma import PICTURES  # of the simulated host, which is on the path now
+
 KEYS = ["key_red", "key_green", "key_yellow", "key_blue"]
 
 #: Screen to (elements that render a source, widgets by name).
@@ -16,10 +18,9 @@ ELEMENTS = {
 }
 
 
-def screens(name):
-    """Return name to element of a skin part's screens."""
-    root = ElementTree.parse(os.path.join(ROOT, "plugin", "skin", name)).getroot()
-    return dict((screen.get("name"), screen) for screen in root.findall("screen"))
+def screens(width):
+    """The screens of the part for a picture of this width."""
+    return ElementTree.fromstring(plugin_files.skin_for(width)).findall("screen")
 
 
 def pair(text):
@@ -41,26 +42,24 @@ class SkinPartTest(unittest.TestCase):
 
     def each_screen(self):
         """Yield the size of the picture, and each screen made for it."""
-        for name, size in sorted(SIZES.items()):
-            for screen in screens(name).values():
+        for size in sorted(PICTURES.items()):
+            for screen in screens(size[0]):
                 yield size, screen
 
-    def test_each_holds_both_screens_with_all_elements_once(self):
-        for name in SIZES:
-            found = screens(name)
-            self.assertEqual(sorted(ELEMENTS), sorted(found))
-            for screen, (sources, names) in ELEMENTS.items():
-                widgets = found[screen].findall("widget")
-                self.assertEqual(sorted(sources), sorted(
-                    widget.get("source") for widget in widgets if widget.get("source")))
-                self.assertEqual(sorted(names), sorted(
-                    widget.get("name") for widget in widgets if widget.get("name")))
-
-    def test_sources_are_rendered_and_widgets_are_not(self):
-        for _, screen in self.each_screen():
-            for widget in screen.findall("widget"):
-                renderer = {None: None, "menu": "Listbox"}.get(widget.get("source"), "Label")
-                self.assertEqual(renderer, widget.get("render"))
+    def test_each_screen_renders_its_sources_and_shows_its_widgets_once(self):
+        found = {}
+        for width in PICTURES:
+            for screen in screens(width):
+                widgets = screen.findall("widget")
+                found[width, screen.get("name")] = tuple(
+                    sorted(widget.get(key) for widget in widgets if widget.get(key))
+                    for key in ("source", "name"))
+                for widget in widgets:
+                    self.assertEqual(
+                        {None: None, "menu": "Listbox"}.get(widget.get("source"), "Label"),
+                        widget.get("render"))
+        self.assertEqual(dict(((width, name), (sorted(sources), sorted(names))) for width in PICTURES
+                              for name, (sources, names) in ELEMENTS.items()), found)
 
     def test_the_screens_fill_the_picture_and_the_elements_stay_within(self):
         for (width, height), screen in self.each_screen():
@@ -88,34 +87,22 @@ class SkinPartTest(unittest.TestCase):
                     font = int(widget.get("font").split(";")[1])
                     self.assertGreaterEqual(pair(widget.get("size"))[1], font * 1.3 * lines)
 
-    def test_list_rows_show_an_icon_and_beside_it_the_text(self):
-        for name in SIZES:
-            menu, = [widget for widget in screens(name)["AllNews"].findall("widget")
-                     if widget.get("source") == "menu"]
-            width, height = pair(menu.get("size"))
-            template = eval(menu.find("convert").text.strip(), {
-                "MultiContentEntryPixmapAlphaTest": lambda **entry: ("icon", entry),
-                "MultiContentEntryText": lambda **entry: ("text", entry),
-                "gFont": lambda *font: font, "RT_HALIGN_LEFT": 0, "RT_VALIGN_CENTER": 0})
-            entries = dict(template["template"])
-            self.assertEqual((1, 2), (entries["text"]["text"], entries["icon"]["png"]))
-            row = template["itemHeight"]
-            self.assertEqual(0, height % row)
-            places = {}
-            for kind, entry in entries.items():
-                places[kind] = entry["pos"] + tuple(
-                    at + size for at, size in zip(entry["pos"], entry["size"]))
-                self.assertTrue(places[kind][2] <= width and places[kind][3] <= row)
-            self.assertLess(places["icon"][2], places["text"][0])
-            self.assertEqual((40, 40), entries["icon"]["size"])
-
-    def test_the_larger_part_is_the_smaller_one_and_a_half_times(self):
-        for screen, element in screens("skin_1280.xml").items():
-            larger = list(screens("skin_1920.xml")[screen])
-            self.assertEqual(len(larger), len(element))
-            for one, other in zip(element, larger):
-                self.assertEqual(tuple(at * 3 // 2 for at in rectangle(one)), rectangle(other))
-                self.assertEqual(one.get("backgroundColor"), other.get("backgroundColor"))
+    def test_list_rows_show_an_icon_in_the_middle_and_beside_it_the_text(self):
+        for _, screen in self.each_screen():
+            for menu in screen.findall("widget[@render='Listbox']"):
+                width, height = pair(menu.get("size"))
+                template = eval(menu.find("convert").text.strip(), {
+                    "MultiContentEntryPixmapAlphaTest": lambda **entry: ("icon", entry),
+                    "MultiContentEntryText": lambda **entry: ("text", entry),
+                    "gFont": lambda *font: font, "RT_HALIGN_LEFT": 0, "RT_VALIGN_CENTER": 0})
+                entries = dict(template["template"])
+                icon, text, row = entries["icon"], entries["text"], template["itemHeight"]
+                self.assertEqual((1, 2), (text["text"], icon["png"]))
+                self.assertEqual(0, height % row)
+                self.assertEqual(((40, 40), (row - 40) // 2), (icon["size"], icon["pos"][1]))
+                self.assertLess(icon["pos"][0] + 40, text["pos"][0])
+                self.assertLessEqual(text["pos"][0] + text["size"][0], width)
+                self.assertEqual((0, row), (text["pos"][1], text["size"][1]))
 
 
 class IconTest(unittest.TestCase):
