@@ -130,8 +130,8 @@ class Remote(object):
         self._journal.watch(self._box)
         self._journal.watch_server(self._faults.server)
         self._box.load()
-        self._use_skin()
         self._box.start_plugin()
+        self._use_skin()
         self._shown = None
         self._tell_receiver()
         self._box.open_news()

@@ -15,7 +15,7 @@ from Components.Renderer.Renderer import Renderer
 RENDERERS = {"Label": Label, "Listbox": Listbox}
 
 dom_screens = {}  # name of the screen: its XML element
-_widths = {}  # name of the screen: the width of the picture that its numbers are meant for
+_widths = {}  # XML element of a screen: the width of the picture that its numbers are meant for
 _window = {}  # of the window style: "title" (its XML element), and colours by name
 
 
@@ -38,8 +38,7 @@ def loadSkin(name, scope=None):
     resolution = root.find("output/resolution")
     for screen in root.findall("screen"):
         dom_screens[screen.get("name")] = screen
-        _widths[screen.get("name")] = (_width() if resolution is None
-                                       else int(resolution.get("xres")))
+        _widths[screen] = _width() if resolution is None else int(resolution.get("xres"))
     for style in root.findall("windowstyle"):
         _window["title"] = style.find("title")
         for colour in style.findall("color"):
@@ -49,6 +48,7 @@ def loadSkin(name, scope=None):
 def loadDefaultSkin():
     """Start afresh with the host's own skin."""
     dom_screens.clear()
+    _widths.clear()
     loadSkin(os.path.join(os.path.dirname(os.path.abspath(__file__)), "skin.xml"))
 
 
@@ -67,7 +67,7 @@ def applySkin(screen):
     if screen.layout is None:
         return
     skin = dom_screens[screen.layout]
-    screen.look = _screen_look(skin, _widths[screen.layout])
+    screen.look = _screen_look(skin, _widths[skin])
     for part in skin:
         source, name = part.get("source"), part.get("name")
         look = _look(part, screen.look["size"])
