@@ -51,16 +51,6 @@ return found;
 
 class PageTest(ViewerTest):
 
-    def test_another_model_starts_anew_and_sees_its_own_news(self):
-        viewer = self.open_news("--model", "duo2")
-        models = [option.text for option in viewer.find_all("#model option")]
-        self.assertEqual(15, len(models))
-        self.assertEqual("duo2", viewer.find("#model").get_attribute("value"))
-        viewer.select("model", "solo4k")
-        viewer.wait("the picture", lambda: "(Vu+ Solo 4K)" in (
-            viewer.front() or {"texts": {}})["texts"].get("header", ""))
-        viewer.wait("the list", lambda: len(viewer.rows()) > 1)
-
     def test_the_keyboard_works_the_remote_control_until_it_is_switched_off(self):
         viewer = self.open_news()
         rows = viewer.rows()
@@ -93,11 +83,16 @@ class PageTest(ViewerTest):
         viewer.type("h")
         self.assertEqual(clock[:4], viewer.find("#clock").text[:4])
 
-    def test_the_buttons_let_time_pass(self):
-        viewer = self.open_news()
+    def test_time_passes_with_the_buttons_and_another_model_starts_anew(self):
+        viewer = self.open_news("--model", "duo2")
         for label, clock in (("+ 1 h", "1:00:"), ("+ 24 h", "1 d 1:00:")):
             viewer.pass_time(label)
             viewer.wait("the clock", lambda: viewer.find("#clock").text.startswith(clock))
+        self.assertEqual(15, len(viewer.find_all("#model option")))
+        self.assertEqual("duo2", viewer.find("#model").get_attribute("value"))
+        viewer.select("model", "solo4k")
+        self.assert_shows(viewer, texts={"header": "Zirk 3.1.0 (Vu+ Solo 4K)\n"})
+        viewer.wait("the clock", lambda: viewer.find("#clock").text.startswith("0:00:"))
 
     def test_each_fault_is_switched_by_its_box_and_shown_on_every_page(self):
         viewer = self.start()

@@ -67,7 +67,7 @@ def set_size(driver, width, height):
 
 
 class Server(object):
-    """The server behind the page, with options of ./run: its process and its address."""
+    """The page's server, with options of ./run: its process and its address."""
 
     def __init__(self, *options):
         self.process = subprocess.Popen(
@@ -88,7 +88,7 @@ class Server(object):
 
 
 class Viewer(object):
-    """A receiver behind its server, and the page that shows it in `driver`.
+    """A receiver with its server, and the page that shows it in `driver`.
 
     options: those of ./run. close() ends the server.
     """
@@ -219,13 +219,11 @@ class ViewerTest(unittest.TestCase):
 
         viewer.wait("the picture", shown, expected)
 
-    def feed(self, **files):
-        """Copy the sample feed, with other news or statistics; return the copy's directory."""
-        directory = tempfile.mkdtemp(prefix="kelvaro-browser.")
+    def feed(self, news):
+        """Copy the sample feed, with other news; return the copy's directory."""
+        directory = tempfile.mkdtemp(prefix="kelvaro-page.")
         self.addCleanup(shutil.rmtree, directory)
-        copy = os.path.join(directory, "feed")
-        shutil.copytree(SAMPLE_FEED, copy)
-        for name, text in files.items():
-            with open(os.path.join(copy, name.replace("_", ".")), "w", encoding="utf-8") as stream:
-                stream.write(text)
-        return copy
+        feed = shutil.copytree(SAMPLE_FEED, os.path.join(directory, "feed"))
+        with open(os.path.join(feed, "zirknews.xml"), "w", encoding="utf-8") as stream:
+            stream.write(news)
+        return feed
