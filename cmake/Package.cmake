@@ -33,8 +33,8 @@ install(TARGETS Kelvaro LIBRARY DESTINATION "${KELVARO_PLUGIN_DIRECTORY}")
 install(FILES plugin/pictures/update_normal.png plugin/pictures/update_info.png
               plugin/pictures/update_urgent.png
         DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/pictures")
-# One skin part for each width of the picture. CMake fills in the numbers itself, as the simulator does
-# (plugin_files.py): a build for a receiver needs no Python that way.
+# One skin part for each width of the picture. CMake fills in the numbers itself, as the simulator
+# does (plugin_files.py): so a build for a receiver needs no Python.
 file(READ plugin/skin/skin.xml.in skin)
 string(REGEX MATCHALL "@[0-9]+@" numbers "${skin}")
 foreach(width 1280 1920)

@@ -86,7 +86,7 @@ def _element(screen, element):
 
 
 def _list(element):
-    """A list: all its rows and, as `items`, those that are drawn, which are the selected one's page."""
+    """A list: all its rows and, as `items`, those that are drawn: the selected one's page."""
     look, place = element.look["rows"], element.look["size"]
     index, source = element.widget.getIndex(), element.widget.source.list
     count, visible = len(source), place[1] // look["height"]

@@ -105,7 +105,7 @@ def _width():
 
 
 def _screen_look(skin, width):
-    """The look of a whole screen, which is meant for a picture of this width and drawn to `scale`."""
+    """The look of a whole screen; it is meant for a picture of this width, and drawn to `scale`."""
     title = _window["title"]
     bordered = skin.get("flags") != "wfNoBorder"
     return dict(
@@ -117,7 +117,7 @@ def _screen_look(skin, width):
 
 
 def _place(part, outer):
-    """Position and size of an element in a screen, or of a screen in the picture, of size `outer`."""
+    """Position and size of a part of what has the size `outer`: the picture or a screen."""
     size = _pair(part.get("size"))
     return {"position": _pair(part.get("position"), size, outer), "size": size}
 
@@ -144,7 +144,7 @@ def _look(part, outer):
 
 
 def _rows_look(template):
-    """How high a list's rows are, and their cells, each with the index of what it shows of a row."""
+    """How high a list's rows are, and their cells, each with the index of its part of a row."""
     cells = []
     for kind, entry in template["template"]:
         flags = entry.get("flags", 0)

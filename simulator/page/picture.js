@@ -48,7 +48,7 @@ function drawList({position, size, items}) {
   return element;
 }
 
-/** Draws what part of the whole is seen: it begins at the fraction `start`, and is `length` of it. */
+/** Draws which part of the whole is seen: `start` and `length` are fractions of it. */
 function drawScrollbar([start, length]) {
   const bar = document.createElement("div");
   bar.className = "scrollbar";
@@ -90,7 +90,8 @@ function drawFrame({position: [left, top], font}, title) {
 }
 
 /** Draws one screen of the receiver, as simulator/page/PROTOCOL.md has it. */
-export function drawScreen({name, layout, title, position, size, scale, background, frame, elements}) {
+export function drawScreen(
+  {name, layout, title, position, size, scale, background, frame, elements}) {
   if (!layout) {
     const blank = document.createElement("div");
     blank.className = "screen blank";

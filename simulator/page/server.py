@@ -2,8 +2,9 @@
 
 Starts the receiver (simulator/remote.py) in its sandbox, serves the page beside this file on
 127.0.0.1, prints the page's address, and goes on until it is interrupted or the receiver ends.
-Options other than --port are the receiver's. PROTOCOL.md beside this file describes what page, server
-and receiver say to each other. Needs Debian's python3-aiohttp and a built module: ./run sees to both.
+Options other than --port are the receiver's. PROTOCOL.md beside this file describes what page,
+server and receiver say to each other. Needs Debian's python3-aiohttp and a built module: ./run sees
+to both.
 
 Exit status: 0 after an interruption, 2 after one sentence that says what is wrong.
 """
@@ -22,8 +23,8 @@ PAGE = os.path.dirname(os.path.abspath(__file__))
 PROJECT = os.path.dirname(os.path.dirname(PAGE))
 #: Address on the page: directory.
 FILES = {"/pictures": os.path.join(PROJECT, "plugin", "pictures"), "/": PAGE}
-#: Names of this machine. A page of another site that has bound its own name to this address has to be
-#: kept out as well: its Origin and its Host agree.
+#: Names of this machine. Another site may have bound its own name to this address: its Origin and
+#: its Host agree, but neither is one of these.
 LOOPBACK = ("127.0.0.1", "localhost", "::1")
 LONGEST_LINE = 16 * 1024 * 1024  # bytes of one message
 KEPT_LOG = 500  # messages that a new page is told of

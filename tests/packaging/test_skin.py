@@ -58,8 +58,9 @@ class SkinPartTest(unittest.TestCase):
                     self.assertEqual(
                         {None: None, "menu": "Listbox"}.get(widget.get("source"), "Label"),
                         widget.get("render"))
-        self.assertEqual(dict(((width, name), (sorted(sources), sorted(names))) for width in PICTURES
-                              for name, (sources, names) in ELEMENTS.items()), found)
+        self.assertEqual(dict(((width, name), (sorted(sources), sorted(names)))
+                              for name, (sources, names) in ELEMENTS.items()
+                              for width in PICTURES), found)
 
     def test_the_screens_fill_the_picture_and_the_elements_stay_within(self):
         for (width, height), screen in self.each_screen():

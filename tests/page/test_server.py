@@ -15,7 +15,7 @@ import urllib.request
 
 import aiohttp
 
-from tests.support.page import PATIENCE, PROJECT, Server
+from tests.support.page import PATIENCE, PROJECT, SERVER, Server
 
 
 class ServerTest(unittest.IsolatedAsyncioTestCase):
@@ -49,7 +49,8 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
             return answer.read()
 
     async def test_page_and_pictures_are_the_project_s_own_and_nothing_else_is_served(self):
-        for path, source in (("", "simulator/page/index.html"), ("main.js", "simulator/page/main.js"),
+        for path, source in (("", "simulator/page/index.html"),
+                             ("main.js", "simulator/page/main.js"),
                              ("pictures/update_info.png", "plugin/pictures/update_info.png")):
             with open(os.path.join(PROJECT, source), "rb") as stream:
                 self.assertEqual(stream.read(), self.get(path))
@@ -112,14 +113,15 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
 
     async def test_a_port_that_is_taken_is_one_sentence(self):
         port = self.server.address.split(":")[2].rstrip("/")
-        self.assertEqual((2, "", "run: cannot listen on port %s: Address already in use.\n" % port),
-                         start("--port", port))
+        self.assertEqual(
+            (2, "", "run: cannot listen on port %s: Address already in use.\n" % port),
+            start("--port", port))
 
 
 def start(*options):
     """Run the server with options with which it can't start: status, output and errors."""
     result = subprocess.run(
-        ["/usr/bin/python3", os.path.join(PROJECT, "simulator", "page", "server.py")] + list(options),
+        ["/usr/bin/python3", SERVER] + list(options),
         stdin=subprocess.DEVNULL, capture_output=True, text=True)
     return result.returncode, result.stdout, result.stderr
 
