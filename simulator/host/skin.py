@@ -91,6 +91,8 @@ def applySkinAnew(screen):
         if isinstance(element.widget, Renderer):
             element.widget.source.renderers.remove(element.widget)
             element.widget.disconnect()
+        elif element.widget is not None:
+            element.widget.destroy()
     applySkin(screen)
     for element in screen.elements:
         if element.name in selected:
@@ -171,19 +173,19 @@ _TEMPLATE_NAMES = {
 
 
 def _pair(text, inner=(0, 0), outer=(0, 0)):
-    """"x,y" as two numbers; "center" centres `inner` in `outer`."""
+    """The two numbers of "x,y"; "center" centres `inner` in `outer`."""
     return [(room - own) // 2 if part.strip() == "center" else int(part)
             for part, own, room in zip(text.split(","), inner, outer)]
 
 
 def _font(text):
-    """"Regular;22" as a dictionary."""
+    """The font that is called "Regular;22"."""
     family, size = text.split(";")
     return {"family": family, "size": int(size)}
 
 
 def _colour(text):
-    """"#AARRGGBB", where AA is how transparent it is, as "#rrggbbaa"; None as None."""
+    """The colour "#AARRGGBB", where AA is how transparent it is, as "#rrggbbaa"; None as None."""
     if text is None:
         return None
     number = int(text[1:], 16)
