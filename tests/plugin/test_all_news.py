@@ -4,8 +4,8 @@
 import os
 import unittest
 
-from tests.support.driving import (
-    BLUE, Broken, CACHE, LISTING, ReceiverTest, WAIT, breaking_at, raising, read, write)
+from tests.support.receiver import (
+    BLUE, CACHE, LISTING, WAIT, Broken, ReceiverTest, breaking_at, raising, read, write)
 
 from Screens.Screen import Screen
 
@@ -48,7 +48,7 @@ class Opening(ReceiverTest):
                                  "Top 20"])
 
     def test_the_header_is_read_when_the_screen_is_made(self):
-        self.replace("header", "another header")
+        self.replace(header="another header")
         self.box.open_news()
         self.assertEqual(self.box.text("header"), "another header")
 
@@ -90,7 +90,7 @@ class Opening(ReceiverTest):
     def test_loads_the_three_icons_cached_from_the_plug_ins_directory(self):
         calls = []
         load = self.module.LoadPixmap
-        self.replace("LoadPixmap", lambda **kwargs: calls.append(kwargs) or load(**kwargs))
+        self.replace(LoadPixmap=lambda **kwargs: calls.append(kwargs) or load(**kwargs))
         screen = self.box.open_news()
         place = "/usr/lib/enigma2/python/Plugins/SystemPlugins/ZIRKPanel/pictures/update_%s.png"
         self.assertEqual(calls, [dict(cached=True, path=place % kind)
@@ -101,8 +101,8 @@ class Opening(ReceiverTest):
 
     def test_resolves_the_icons_under_the_plug_ins_scope(self):
         calls = []
-        self.replace("resolveFilename", lambda *args: calls.append(args) or "/nowhere")
-        self.replace("SCOPE_PLUGINS", "a scope")
+        self.replace(resolveFilename=lambda *args: calls.append(args) or "/nowhere")
+        self.replace(SCOPE_PLUGINS="a scope")
         screen = self.box.open_news()
         self.assertEqual([args[0] for args in calls], ["a scope"] * 3)
         self.assertIsNone(screen.png_urgent)
@@ -134,11 +134,11 @@ class Opening(ReceiverTest):
         def noting(name, original):
             return lambda *args: made.append(name) or original(*args)
         for name in ("StaticText", "List", "Label", "ActionMap"):
-            self.replace(name, noting(name, getattr(self.module, name)))
+            self.replace(**{name: noting(name, getattr(self.module, name))})
 
         class Base(object):
             __init__ = staticmethod(noting("Screen", Screen.__init__))
-        self.replace("Screen", Base)
+        self.replace(Screen=Base)
         self.box.open_news()
         self.assertEqual(made, ["Screen", "StaticText", "List", "Label", "Label"]
                          + ["StaticText"] * 5 + ["ActionMap"])
@@ -220,7 +220,7 @@ class Keys(ReceiverTest):
     def test_green_opens_whatever_class_bears_the_name_then(self):
         class Mine(Screen):
             pass
-        self.replace("UpdatePlugin", Mine)
+        self.replace(UpdatePlugin=Mine)
         self.box.press("green")
         self.assertIs(type(self.box.screen), Mine)
 
@@ -291,8 +291,8 @@ class Closing(ReceiverTest):
     def test_drops_the_list_then_looks_for_the_listing_then_for_the_cache(self):
         screen = self.open_news()
         log = []
-        self.replace("fileExists", lambda path: log.append((path, screen.list)) or True)
-        self.replace("remove", log.append)
+        self.replace(fileExists=lambda path: log.append((path, screen.list)) or True)
+        self.replace(remove=log.append)
         screen.close = lambda *args: log.append(args)
         screen.keyCancel()
         self.assertEqual(log, [(LISTING, None), LISTING, (CACHE, None), CACHE, ()])
@@ -300,7 +300,7 @@ class Closing(ReceiverTest):
 
     def test_removes_the_files_that_the_module_names_then(self):
         for name in ("packagetmpfile", "cache_file"):
-            self.replace(name, "/tmp/other." + name)
+            self.replace(**{name: "/tmp/other." + name})
             write("/tmp/other." + name, "")
         write(LISTING, "kept")
         self.box.open_news()
@@ -312,7 +312,7 @@ class Closing(ReceiverTest):
         self.open_news()
         write(LISTING, "")
         remove = self.module.remove
-        self.replace("remove", lambda path: setattr(self.module, "cache_file", "x")
+        self.replace(remove=lambda path: setattr(self.module, "cache_file", "x")
                      or remove(path))
         self.box.patch(self.module, "cache_file", CACHE)
         self.box.press("red")
@@ -327,7 +327,7 @@ class Closing(ReceiverTest):
             self.boot()
             screen = self.open_news()
             write(LISTING, "")
-            self.replace(name, broken)
+            self.replace(**{name: broken})
             self.assertFails(Broken, ["AllNews.keyCancel:%d" % line], self.box.press, "red")
             self.assertIs(self.box.screen, screen)
             self.assertIsNone(screen.list)

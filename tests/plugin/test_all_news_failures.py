@@ -3,7 +3,7 @@
 
 import unittest
 
-from tests.support.driving import Broken, ReceiverTest, WAIT, breaking_at, raising, refusing
+from tests.support.receiver import WAIT, Broken, ReceiverTest, breaking_at, raising, refusing
 from tests.plugin.test_all_news import WIDGETS
 
 from Screens.Screen import Screen
@@ -48,7 +48,7 @@ class Construction(ReceiverTest):
                  ("ActionMap", 1, 196, 9)]
         for name, count, line, widgets in lines:
             self.boot()
-            self.replace(name, breaking_at(count, getattr(self.module, name)))
+            self.replace(**{name: breaking_at(count, getattr(self.module, name))})
             self.assertConstructionFails(line, widgets)
 
     def test_of_each_registration(self):
@@ -61,7 +61,7 @@ class Construction(ReceiverTest):
         for name in ("LoadPixmap", "resolveFilename"):
             for count in (1, 2, 3):
                 self.boot()
-                self.replace(name, breaking_at(count, getattr(self.module, name)))
+                self.replace(**{name: breaking_at(count, getattr(self.module, name))})
                 screen = self.assertConstructionFails(183 + count, 1)
                 icons = ["png_normal", "png_info", "png_urgent"]
                 self.assertEqual([hasattr(screen, icon) for icon in icons],

@@ -3,8 +3,8 @@
 
 import unittest
 
-from tests.support.driving import (
-    Broken, CACHE, NOT_ANALYZED, NO_CONNECTION, ReceiverTest, WAIT, document, entry)
+from tests.support.receiver import (
+    CACHE, NOT_ANALYZED, NO_CONNECTION, WAIT, Broken, ReceiverTest, document, entry)
 
 from Components.Sources.List import List
 from Screens.MessageBox import MessageBox
@@ -43,7 +43,7 @@ class Filling(ReceiverTest):
             def start(self, *args):
                 log.append((args, list(self.callback)))
                 eTimer.start(self, *args)
-        self.replace("eTimer", Timer)
+        self.replace(eTimer=Timer)
         screen = self.box.open_news()
         self.assertEqual(log, [((100, True), [])])
         self.assertIs(type(screen.delayTimer), Timer)
@@ -80,14 +80,14 @@ class Filling(ReceiverTest):
             def __str__(self):
                 return "urgent"
         rows = [(17, [], Kind()), (None, [], "info"), ("bytes", [], None)]
-        self.replace("parse_xml", lambda: 1)
-        self.replace("load_cache", lambda: iter(rows))
+        self.replace(parse_xml=lambda: 1)
+        self.replace(load_cache=lambda: iter(rows))
         self.open_news()
         self.assertEqual(self.box.rows(), ["17", "None", "bytes"])
         self.assertEqual(self.box.icons(), ["urgent", "info", "normal"])
 
     def test_finds_a_replaced_str_in_the_module(self):
-        self.replace("str", lambda value: "urgent" if value == "normal" else repr(value))
+        self.replace(str=lambda value: "urgent" if value == "normal" else repr(value))
         self.open_news()
         self.assertEqual(self.box.rows(), ["u'Update now'", "u'Release 3.1'", "u'Meeting'"])
         self.assertEqual(self.box.icons(), ["normal", "urgent", "normal"])
@@ -170,7 +170,7 @@ class Messages(ReceiverTest):
         self.box.patch(self.box.session, "open",
                        lambda *args, **kwargs: calls.append((args, kwargs)))
         for code, text in [(2, NO_CONNECTION), (3, NOT_ANALYZED)]:
-            self.replace("parse_xml", lambda: code)
+            self.replace(parse_xml=lambda: code)
             screen = self.module.AllNews(self.box.session, "/path")
             self.assertIsNone(screen.createMenu())
             self.assertEqual(calls.pop(), ((MessageBox, text, MessageBox.TYPE_ERROR),
@@ -179,7 +179,7 @@ class Messages(ReceiverTest):
     def test_translates_the_message_before_it_empties_the_list(self):
         screen = self.box.open_news()
         for code, line, text in [(2, 327, NO_CONNECTION), (3, 329, NOT_ANALYZED)]:
-            self.replace("parse_xml", lambda: code)
+            self.replace(parse_xml=lambda: code)
             texts = self.note_texts(broken=text)
             self.assertFails(Broken, ["AllNews.createMenu:%d" % line], screen.createMenu)
             self.assertEqual(texts, [text])
@@ -188,7 +188,7 @@ class Messages(ReceiverTest):
 
     def test_other_codes_below_two_empty_the_list_silently(self):
         for code in (0, -1, None, False, 0.5):
-            self.replace("parse_xml", lambda: code)
+            self.replace(parse_xml=lambda: code)
             screen = self.open_news()
             self.assertEqual(self.box.rows(), [])
             self.assertIs(self.box.screen, screen)
@@ -196,7 +196,7 @@ class Messages(ReceiverTest):
 
     def test_codes_above_three_empty_the_list_and_have_no_message(self):
         for code in (4, 99, 2.5, 10 ** 30, "1"):
-            self.replace("parse_xml", lambda: code)
+            self.replace(parse_xml=lambda: code)
             self.box.open_news()
             self.assertFails(UnboundLocalError, ["AllNews.createMenu:332"],
                              self.box.pass_time, 0.1)
@@ -207,7 +207,7 @@ class Messages(ReceiverTest):
         self.open_news()  # leaves a cache
         screen = self.box.screen
         for code, text in [(True, None), (1.0, None), (2.0, NO_CONNECTION), (3, NOT_ANALYZED)]:
-            self.replace("parse_xml", lambda: code)
+            self.replace(parse_xml=lambda: code)
             screen.createMenu()
             if text is None:
                 self.assertEqual(self.box.rows(), TITLES)
@@ -236,7 +236,7 @@ class Rows(ReceiverTest):
             def __init__(self, session, idx, show_upgradable):
                 Screen.__init__(self, session)
                 self.arguments = idx, show_upgradable
-        self.replace("ZirkUpdateInfo", Mine)
+        self.replace(ZirkUpdateInfo=Mine)
         self.open_news()
         self.box.press("down", "down", "blue")
         self.assertEqual(self.box.screen.arguments, (2, True))

@@ -4,8 +4,8 @@
 import os
 import unittest
 
-from tests.support.driving import (
-    Broken, CACHE, ReceiverTest, WAIT, breaking_at, document, entry, raising, read, write)
+from tests.support.receiver import (
+    CACHE, WAIT, Broken, ReceiverTest, breaking_at, document, entry, raising, read, write)
 
 from Components.Sources.List import List
 from Screens.MessageBox import MessageBox
@@ -28,7 +28,7 @@ class Filling(ReceiverTest):
             start = staticmethod(lambda *args: None)
         for timer, line, kept in [(raising(), 309, False), (object, 310, True), (Dumb, 311, True)]:
             self.boot()
-            self.replace("eTimer", timer)
+            self.replace(eTimer=timer)
             screen = self.module.AllNews(self.box.session, "/path")
             error = Broken if line == 309 else AttributeError
             self.assertFails(error, ["AllNews.setMenu:%d" % line], screen.setMenu)
@@ -44,7 +44,7 @@ class Filling(ReceiverTest):
         self.assertFillingFails(IOError, "AllNews.createMenu:316", "parse_xml:132", "newsURL:105")
 
     def test_of_reading_the_cache(self):
-        self.replace("parse_xml", lambda: 1)
+        self.replace(parse_xml=lambda: 1)
         screen = self.assertFillingFails(IOError, "AllNews.createMenu:318", "load_cache:99")
         self.assertEqual(screen.list, [])
         write(CACHE, "")
@@ -58,24 +58,24 @@ class Filling(ReceiverTest):
                                 "write_cache:94")
 
     def test_of_an_entry_that_is_too_short(self):
-        self.replace("parse_xml", lambda: 1)
+        self.replace(parse_xml=lambda: 1)
         for short in [(), ("title",), ("title", [])]:
-            self.replace("load_cache", lambda: [("first", [], "info"), short])
+            self.replace(load_cache=lambda: [("first", [], "info"), short])
             screen = self.assertFillingFails(IndexError, "AllNews.createMenu:319")
             self.assertEqual(screen.list, [(("first", [], "info"), "first", screen.png_info)])
             self.box.press("red")
 
     def test_of_what_is_no_list(self):
-        self.replace("parse_xml", lambda: 1)
-        self.replace("load_cache", lambda: None)
+        self.replace(parse_xml=lambda: 1)
+        self.replace(load_cache=lambda: None)
         self.assertFillingFails(TypeError, "AllNews.createMenu:318")
 
     def test_of_a_later_entry_keeps_the_earlier_rows_to_the_screen(self):
         def entries():
             yield ("first", [], "urgent")
             raise Broken
-        self.replace("parse_xml", lambda: 1)
-        self.replace("load_cache", entries)
+        self.replace(parse_xml=lambda: 1)
+        self.replace(load_cache=entries)
         screen = self.assertFillingFails(Broken, "AllNews.createMenu:318")
         self.assertEqual(screen.list, [(("first", [], "urgent"), "first", screen.png_urgent)])
 

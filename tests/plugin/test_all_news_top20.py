@@ -8,7 +8,7 @@ import unittest
 from simulator import packages
 from simulator.feedserver import FeedServer
 from simulator.packages import Package
-from tests.support.driving import ReceiverTest, SCRATCH, raising
+from tests.support.receiver import SCRATCH, ReceiverTest, raising
 
 from Components.Ipkg import IpkgComponent
 from Screens.ChoiceBox import ChoiceBox
@@ -29,8 +29,8 @@ class Top20Test(ReceiverTest):
 
     def lists(self, statistics, installed=()):
         """Build the lists from these statistics; return the screen."""
-        self.replace("getDownloadStats", lambda: statistics)
-        self.replace("getInstalled", lambda: installed)
+        self.replace(getDownloadStats=lambda: statistics)
+        self.replace(getInstalled=lambda: installed)
         self.screen.selectTop = lambda: None
         self.screen.keyYellow()
         return self.screen
@@ -138,7 +138,7 @@ class Lists(Top20Test):
         self.box.press("yellow", "cancel")
         before = [self.screen.extensions, self.screen.skins, self.screen.c_l]
         del self.feed.requests[:]
-        self.replace("getInstalled", raising())
+        self.replace(getInstalled=raising())
         for status in (404, 500):
             self.feed.fault("zirkdlstat.txt", status=status)
             self.box.press("yellow")
@@ -311,8 +311,8 @@ class Choosing(Top20Test):
 
         class Installer(Ipkg):
             pass
-        self.replace("ChoiceBox", Box)
-        self.replace("Ipkg", Installer)
+        self.replace(ChoiceBox=Box)
+        self.replace(Ipkg=Installer)
         self.box.press("yellow")
         self.assertIs(type(self.box.screen), Box)
         self.box.press("ok")
@@ -360,7 +360,7 @@ class Commands(Top20Test):
     def test_uses_the_command_codes_of_the_component_named_then(self):
         class Codes(object):
             CMD_UPDATE, CMD_INSTALL, CMD_REMOVE = "u", "i", "r"
-        self.replace("IpkgComponent", Codes)
+        self.replace(IpkgComponent=Codes)
         calls = self.note_openings()
         for key in ("a_install", "a_installed"):
             self.screen.exitChoiceBox(("label", key))

@@ -3,7 +3,7 @@
 
 import unittest
 
-from tests.support.driving import Broken, raising, refusing
+from tests.support.receiver import Broken, raising, refusing
 from tests.plugin.test_all_news_top20 import Top20Test
 
 from Screens.ChoiceBox import ChoiceBox
@@ -20,9 +20,9 @@ class Failures(Top20Test):
                 for name in self.LISTS]
 
     def test_of_the_statistics_come_before_any_list(self):
-        self.replace("getDownloadStats", raising())
+        self.replace(getDownloadStats=raising())
         self.assertFails(Broken, ["AllNews.keyYellow:216"], self.box.press, "yellow")
-        self.replace("getDownloadStats", lambda: 7)
+        self.replace(getDownloadStats=lambda: 7)
         self.assertFails(AttributeError, ["AllNews.keyYellow:219"], self.box.press, "yellow")
         self.assertEqual(self.lengths(), [None] * 4)
         self.assertIs(self.box.screen, self.screen)
@@ -34,18 +34,18 @@ class Failures(Top20Test):
                                    "newsURL:105"], self.box.press, "yellow")
 
     def test_of_the_installed_list_come_after_three_empty_lists(self):
-        self.replace("getInstalled", raising())
+        self.replace(getInstalled=raising())
         self.assertFails(Broken, ["AllNews.keyYellow:223"], self.box.press, "yellow")
         self.assertEqual(self.lengths(), [0, 0, 0, None])
 
     def test_of_its_scratch_file(self):
-        self.replace("remove", raising())
+        self.replace(remove=raising())
         self.assertFails(Broken, ["AllNews.keyYellow:223", "getInstalled:48"],
                          self.box.press, "yellow")
         self.assertEqual(self.lengths(), [0, 0, 0, None])
 
     def test_of_what_is_no_collection(self):
-        self.replace("getInstalled", lambda: None)
+        self.replace(getInstalled=lambda: None)
         self.assertFails(TypeError, ["AllNews.keyYellow:247"], self.box.press, "yellow")
         self.assertEqual(self.lengths(), [0, 0, 0, None])
 
@@ -60,7 +60,7 @@ class Failures(Top20Test):
         class Text(str):
             def split(self, separator):
                 return [Line(line) for line in str.split(self, separator)]
-        self.replace("getDownloadStats", lambda: Text("EXTENSIONS\nany;1"))
+        self.replace(getDownloadStats=lambda: Text("EXTENSIONS\nany;1"))
         for method, line in [("__str__", 252), ("__radd__", 244), ("title", 236)]:
             setattr(Field, method, raising())  # each fails before the one set earlier
             self.assertFails(Broken, ["AllNews.keyYellow:%d" % line], self.box.press, "yellow")
@@ -127,7 +127,7 @@ class Failures(Top20Test):
                                 ("CMD_INSTALL", "a_install", 296)]:
             codes = dict(CMD_UPDATE=1, CMD_REMOVE=2, CMD_INSTALL=3)
             del codes[name]
-            self.replace("IpkgComponent", type("Codes", (), codes))
+            self.replace(IpkgComponent=type("Codes", (), codes))
             self.assertFails(AttributeError, ["AllNews.exitChoiceBox:%d" % line],
                              self.screen.exitChoiceBox, ("label", key))
 
@@ -139,7 +139,7 @@ class Failures(Top20Test):
     def test_after_the_installation(self):
         self.box.press("yellow", "ok", "ok")
         self.box.settle()
-        self.replace("getInstalled", raising())
+        self.replace(getInstalled=raising())
         self.assertFails(Broken, ["AllNews.ipkg_action_finished:300", "AllNews.keyYellow:223"],
                          self.box.press, "ok")
 

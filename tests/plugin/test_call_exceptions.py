@@ -12,7 +12,7 @@ import traceback
 import urllib2
 import xml.parsers.expat
 
-from tests.support.described import SOURCE, Blank, ModuleTest
+from tests.support.receiver import SOURCE, Blank, ModuleTest
 
 #: First line, and the functions from there on.
 TWINS = ((41, '''\

@@ -7,7 +7,7 @@ import threading
 import time
 import weakref
 
-from tests.support.described import Blank, ModuleTest
+from tests.support.receiver import Blank, ModuleTest
 
 
 class Noted(object):

@@ -16,7 +16,7 @@ import weakref
 
 from simulator import packages as standin
 from simulator.packages import Package
-from tests.support.driving import (
+from tests.support.receiver import (
     BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
 from tests.support.faults import Recording, children, descriptors_at_rest
 from tests.support.sampling import sampled

@@ -3,12 +3,12 @@
 
 import errno
 import os
-import pickle
+import cPickle as pickle
 import threading
 import time
 import unittest
 
-from tests.support.driving import (
+from tests.support.receiver import (
     BLUE, CACHE, LISTING, NO_CONNECTION, SCRATCH, WAIT, document, entry, read, write)
 from tests.support.faults import Recording, descriptors_at_rest
 from tests.plugin.test_update_info import DetailTest
@@ -75,13 +75,13 @@ class ScratchTest(DetailTest, Recording):
     def listed(self):
         """Return the text of the updates view after a listing."""
         write("/etc/opkg.cache", read(CACHE))  # a detail screen needs the news
-        self.replace("cache_file", "/etc/opkg.cache")
+        self.replace(cache_file="/etc/opkg.cache")
         self.open_detail(0, True)
         self.box.settle()
         text = self.box.text("update")
         self.box.press("red")
         os.remove("/etc/opkg.cache")
-        self.replace("cache_file", CACHE)
+        self.replace(cache_file=CACHE)
         return text
 
     def answer_yes(self):

@@ -4,8 +4,8 @@ import os
 import socket
 import urllib2
 
-from tests.support.described import (
-    CONFIGURATION, Blank, FeedTest, ModuleTest, closed_port, configure, failing)
+from tests.support.receiver import (
+    CONFIGURATION, Blank, FeedTest, ModuleTest, closed_port, configure, raising)
 
 KEYWORD = "src/gz Zirk-all "
 STRIPPED = "src/gz Zirk-all "
@@ -94,18 +94,18 @@ class FeedAddress(ModuleTest):
     def test_needs_a_text_for_a_name(self):
         configure(KEYWORD + "http://h/all\n")
         for name in (None, 5, []):
-            self.check_failure(TypeError, [("newsURL", 109)], self.module.newsURL, name)
+            self.assertFails(TypeError, ["newsURL:109"], self.module.newsURL, name)
 
     def test_needs_the_configuration(self):
         configure(None)
-        error = self.check_failure(IOError, [("newsURL", 105)], self.module.newsURL)
+        error = self.assertFails(IOError, ["newsURL:105"], self.module.newsURL)
         self.assertEqual(str(error), "[Errno 2] No such file or directory: '%s'" % CONFIGURATION)
 
     def test_of_a_configuration_that_is_a_directory_fails_at_the_opening(self):
         configure(None)
         os.mkdir(CONFIGURATION)
         self.addCleanup(os.rmdir, CONFIGURATION)
-        self.check_failure(IOError, [("newsURL", 105)], self.module.newsURL)
+        self.assertFails(IOError, ["newsURL:105"], self.module.newsURL)
 
     def test_leaves_the_configuration_closed_and_unchanged(self):
         opened = []
@@ -143,8 +143,8 @@ class FeedAddress(ModuleTest):
                            close=lambda *a: step("close", a, None))
             self.replace(open=lambda *a: step("open", a, stream))
             if failing_step < len(steps):
-                self.check_failure(error, [("newsURL", lines[failing_step])],
-                                   self.module.newsURL, "x")
+                self.assertFails(error, ["newsURL:%d" % lines[failing_step]],
+                                 self.module.newsURL, "x")
             else:
                 self.assertIs(self.module.newsURL("x"), result)
             self.assertEqual(done, [
@@ -156,16 +156,16 @@ class DownloadStatistics(FeedTest):
 
     def test_are_the_whole_body_untouched(self):
         for content in ("", "EXTENSIONS\r\nfoo;12\n\n", "\x00\xff" * 100000):
-            self.put("zirkdlstat.txt", content)
+            self.serve(content, "zirkdlstat.txt")
             found = self.module.getDownloadStats()
             self.assertEqual(found, content)
             self.assertIs(type(found), str)
-        self.assertEqual(self.server.requests, ["/feed/zirkdlstat.txt"] * 3)
+        self.assertEqual(self.feed.requests, ["/feed/zirkdlstat.txt"] * 3)
 
     def test_are_None_for_an_HTTP_error(self):
         self.assertIsNone(self.module.getDownloadStats())
         for status in (400, 403, 404, 500, 503):
-            self.server.fault("zirkdlstat.txt", status=status)
+            self.feed.fault("zirkdlstat.txt", status=status)
             self.assertIsNone(self.module.getDownloadStats())
 
     def test_are_None_for_a_server_that_cannot_be_reached(self):
@@ -173,23 +173,23 @@ class DownloadStatistics(FeedTest):
         self.assertIsNone(self.module.getDownloadStats())
 
     def test_pass_other_errors_of_the_download_on(self):
-        self.put("zirkdlstat.txt", "text")
+        self.serve("text", "zirkdlstat.txt")
         for fault, kinds in [(dict(drop="headers"), "BadStatusLine"),
                              (dict(drop="middle", reset=True), "error")]:
-            self.server.fault("zirkdlstat.txt", **fault)
+            self.feed.fault("zirkdlstat.txt", **fault)
             with self.assertRaises(Exception) as caught:
                 self.module.getDownloadStats()
             self.assertEqual(type(caught.exception).__name__, kinds)
 
     def test_pass_errors_of_the_address_on(self):
         configure(None)
-        self.check_failure(IOError, [("getDownloadStats", 120), ("newsURL", 105)],
-                           self.module.getDownloadStats)
+        self.assertFails(IOError, ["getDownloadStats:120", "newsURL:105"],
+                         self.module.getDownloadStats)
 
     def test_of_an_empty_configuration_fail_as_the_address_is_unknown(self):
         configure("")
-        error = self.check_failure(ValueError, [("getDownloadStats", 122)],
-                                   self.module.getDownloadStats)
+        error = self.assertFails(ValueError, ["getDownloadStats:122"],
+                                 self.module.getDownloadStats)
         self.assertEqual(str(error), "unknown url type: ")
 
     def test_are_asked_for_with_a_time_out_of_five_seconds(self):
@@ -203,7 +203,7 @@ class DownloadStatistics(FeedTest):
         self.box.patch(urllib2, "urlopen", urlopen)
         self.assertEqual(self.module.getDownloadStats(), ())  # read() got no argument
         self.assertEqual(calls, [
-            ((self.server.address("zirkdlstat.txt"), None, 5.0), {})])
+            ((self.feed.address("zirkdlstat.txt"), None, 5.0), {})])
         self.assertIs(type(calls[0][0][2]), float)
 
     def test_call_newsURL_with_the_file_by_position(self):
@@ -220,32 +220,32 @@ class DownloadStatistics(FeedTest):
 
     def test_turn_both_kinds_of_error_of_the_opening_and_the_reading_into_None(self):
         for error in (urllib2.HTTPError("u", 404, "no", {}, None), urllib2.URLError("no")):
-            self.box.patch(urllib2, "urlopen", failing(error))
+            self.box.patch(urllib2, "urlopen", raising(error))
             self.assertIsNone(self.module.getDownloadStats())
-            self.box.patch(urllib2, "urlopen", lambda *_: Blank(read=failing(error)))
+            self.box.patch(urllib2, "urlopen", lambda *_: Blank(read=raising(error)))
             self.assertIsNone(self.module.getDownloadStats())
 
     def test_pass_every_other_exception_on(self):
         for error in (IOError("read"), socket.timeout("timed out"), SystemExit(3),
                       KeyboardInterrupt(), MemoryError()):
-            for urlopen in (failing(error), lambda *_: Blank(read=failing(error))):
+            for urlopen in (raising(error), lambda *_: Blank(read=raising(error))):
                 self.box.patch(urllib2, "urlopen", urlopen)
-                self.check_failure(error, [("getDownloadStats", 122)],
-                                   self.module.getDownloadStats)
+                self.assertFails(error, ["getDownloadStats:122"],
+                                 self.module.getDownloadStats)
 
     def test_pass_errors_on_that_do_not_exist_for_the_urllib2_in_use(self):
         # The classes are looked up when an error has come, HTTPError first.
         error = urllib2.URLError("no")
-        self.replace(urllib2=Blank(urlopen=failing(error)))
-        self.check_failure(AttributeError, [("getDownloadStats", 123)],
-                           self.module.getDownloadStats)
-        self.replace(urllib2=Blank(urlopen=failing(error), HTTPError=urllib2.HTTPError))
-        self.check_failure(AttributeError, [("getDownloadStats", 125)],
-                           self.module.getDownloadStats)
-        self.replace(urllib2=Blank(urlopen=failing(error), HTTPError=urllib2.URLError))
+        self.replace(urllib2=Blank(urlopen=raising(error)))
+        self.assertFails(AttributeError, ["getDownloadStats:123"],
+                         self.module.getDownloadStats)
+        self.replace(urllib2=Blank(urlopen=raising(error), HTTPError=urllib2.HTTPError))
+        self.assertFails(AttributeError, ["getDownloadStats:125"],
+                         self.module.getDownloadStats)
+        self.replace(urllib2=Blank(urlopen=raising(error), HTTPError=urllib2.URLError))
         self.assertIsNone(self.module.getDownloadStats())
 
     def test_come_after_a_stall_that_is_short_enough(self):
-        self.put("zirkdlstat.txt", "late")
-        self.server.fault("zirkdlstat.txt", stall="middle", seconds=0.2)
+        self.serve("late", "zirkdlstat.txt")
+        self.feed.fault("zirkdlstat.txt", stall="middle", seconds=0.2)
         self.assertEqual(self.module.getDownloadStats(), "late")

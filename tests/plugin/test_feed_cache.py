@@ -9,9 +9,8 @@ import subprocess
 import sys
 import tempfile
 
-from tests.support.described import Blank, ModuleTest, failing
+from tests.support.receiver import CACHE, Blank, ModuleTest, raising
 
-CACHE = "/tmp/.updatecache"
 NEWS = [(u"Öl", [(None, []), (u"item", [u"a", u"b"])], "normal"),
         (u"", [], u"urgent"), (u"\ud83d\udcfa", [(u"x", [u""])], u"")]
 
@@ -77,7 +76,7 @@ class Writing(CacheTest):
 
     def test_makes_no_directory_above_the_missing_one(self):
         path = self.use("missing", "too", "news")
-        error = self.check_failure(IOError, [("write_cache", 94)], self.module.write_cache, [])
+        error = self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
         self.assertEqual(error.filename, path)
         self.assertEqual(os.listdir(self.directory), [])
 
@@ -96,7 +95,7 @@ class Writing(CacheTest):
 
         self.box.patch(os, "mkdir", mkdir)
         path = self.use("missing", "news")
-        self.check_failure(IOError, [("write_cache", 94)], self.module.write_cache, [])
+        self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
         self.assertEqual(made, [(os.path.dirname(path),)])
 
     def test_with_a_bare_file_name_tries_to_make_the_empty_directory(self):
@@ -116,7 +115,7 @@ class Writing(CacheTest):
         for error in (OSError(17, "exists"), OSError(), Mine()):
             self.use("missing", "news")
             shown = []
-            self.box.patch(os, "mkdir", failing(error))
+            self.box.patch(os, "mkdir", raising(error))
             self.replace(open=lambda *a: shown.append(a) or open(self.directory + "/x", "w"))
             self.module.write_cache("content")
             self.assertEqual(shown, [(self.module.cache_file, "w")])
@@ -125,18 +124,18 @@ class Writing(CacheTest):
     def test_passes_other_errors_of_making_the_directory_on(self):
         for error in (IOError(), ValueError(), EnvironmentError(), KeyboardInterrupt()):
             self.use("missing", "news")
-            self.box.patch(os, "mkdir", failing(error))
+            self.box.patch(os, "mkdir", raising(error))
             opened = []
             self.replace(open=lambda *a: opened.append(a))
-            self.check_failure(error, [("write_cache", 91)], self.module.write_cache, [])
+            self.assertFails(error, ["write_cache:91"], self.module.write_cache, [])
             self.assertEqual(opened, [])
 
     def test_passes_a_failing_look_at_the_directory_on(self):
         error = OSError("look")
         for name in ("dirname", "isdir"):
             self.replace(os_path=Blank(dirname=lambda path: path, isdir=lambda path: True))
-            setattr(self.module.os_path, name, failing(error))
-            self.check_failure(error, [("write_cache", 89)], self.module.write_cache, [])
+            setattr(self.module.os_path, name, raising(error))
+            self.assertFails(error, ["write_cache:89"], self.module.write_cache, [])
 
     def test_looks_whether_the_directory_part_is_a_directory(self):
         asked = []
@@ -148,24 +147,24 @@ class Writing(CacheTest):
 
     def test_fails_when_a_directory_is_in_the_place_of_the_file(self):
         os.mkdir(self.use("news"))
-        error = self.check_failure(IOError, [("write_cache", 94)], self.module.write_cache, [])
+        error = self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
         self.assertEqual(error.errno, 21)  # EISDIR
 
     def test_fails_when_a_file_is_in_the_place_of_the_directory(self):
         open(self.use("file"), "w").close()
         self.use("file", "news")
-        error = self.check_failure(IOError, [("write_cache", 94)], self.module.write_cache, [])
+        error = self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
         self.assertEqual(error.errno, 20)  # ENOTDIR
 
     def test_fails_when_the_disk_is_full(self):
         self.module.cache_file = "/dev/full"
-        error = self.check_failure(IOError, [("write_cache", 96)], self.module.write_cache, [])
+        error = self.assertFails(IOError, ["write_cache:96"], self.module.write_cache, [])
         self.assertEqual(error.errno, 28)  # ENOSPC
 
     def test_of_what_cannot_be_pickled_leaves_a_damaged_file(self):
         self.module.write_cache(["former"])
-        self.check_failure(TypeError, [("write_cache", 95)], self.module.write_cache,
-                           [u"text", (value for value in ())])
+        self.assertFails(TypeError, ["write_cache:95"], self.module.write_cache,
+                         [u"text", (value for value in ())])
         self.assertNotEqual(read(), cPickle.dumps(["former"], -1))
         with self.assertRaises(Exception):
             self.module.load_cache()
@@ -186,8 +185,8 @@ class Writing(CacheTest):
             stream = Blank(close=lambda *a: step("close", *a))
             self.replace(open=lambda *a: step("open", *a), dump=lambda *a: step("dump", *a))
             if failing_step < 3:
-                self.check_failure(error, [("write_cache", expected[failing_step][0])],
-                                   self.module.write_cache, NEWS)
+                self.assertFails(error, ["write_cache:%d" % expected[failing_step][0]],
+                                 self.module.write_cache, NEWS)
             else:
                 self.assertIsNone(self.module.write_cache(NEWS))
             self.assertEqual(done, [what for _, what in expected[:failing_step + 1]])
@@ -226,13 +225,13 @@ class Loading(CacheTest):
         self.assertEqual(self.module.load_cache(), [1])
 
     def test_fails_without_the_file(self):
-        error = self.check_failure(IOError, [("load_cache", 99)], self.module.load_cache)
+        error = self.assertFails(IOError, ["load_cache:99"], self.module.load_cache)
         self.assertEqual(str(error), "[Errno 2] No such file or directory: '%s'" % CACHE)
 
     def test_fails_with_a_directory_in_the_place_of_the_file(self):
         os.mkdir(self.use("news"))
         # The interpreter refuses to open a directory.
-        self.check_failure(IOError, [("load_cache", 99)], self.module.load_cache)
+        self.assertFails(IOError, ["load_cache:99"], self.module.load_cache)
 
     def test_of_a_damaged_file_fails_as_the_unpickling_does(self):
         whole = cPickle.dumps(NEWS, -1)
@@ -241,7 +240,7 @@ class Loading(CacheTest):
                                ("\x80\x09.", ValueError)]:
             with open(CACHE, "wb") as stream:
                 stream.write(content)
-            self.check_failure(error, [("load_cache", 100)], self.module.load_cache)
+            self.assertFails(error, ["load_cache:100"], self.module.load_cache)
 
     def test_names_each_failing_step(self):
         error = KeyError("step")
@@ -259,8 +258,8 @@ class Loading(CacheTest):
             self.replace(open=lambda *a: step(stream, "open", *a),
                          load=lambda *a: step(NEWS, "load", *a))
             if failing_step < 3:
-                self.check_failure(error, [("load_cache", expected[failing_step][0])],
-                                   self.module.load_cache)
+                self.assertFails(error, ["load_cache:%d" % expected[failing_step][0]],
+                                 self.module.load_cache)
             else:
                 self.assertIs(self.module.load_cache(), NEWS)
             self.assertEqual(done, [what for _, what in expected[:failing_step + 1]])

@@ -7,9 +7,8 @@ import urllib2
 import xml.dom.minidom
 import xml.parsers.expat
 
-from tests.support.described import Blank, FeedTest, closed_port, configure, failing
+from tests.support.receiver import CACHE, Blank, FeedTest, closed_port, configure, raising
 
-CACHE = "/tmp/.updatecache"
 FORMER = "the former content"
 DOCUMENT = "<news><update><title>T</title></update></news>"
 
@@ -37,7 +36,7 @@ class DownloadTest(FeedTest):
             self.check_untouched()
 
     def check_passes(self, error, *entries):
-        value = self.check_failure(error, entries, self.module.parse_xml)
+        value = self.assertFails(error, entries, self.module.parse_xml)
         self.check_untouched()
         return value
 
@@ -45,19 +44,19 @@ class DownloadTest(FeedTest):
 class Statuses(DownloadTest):
 
     def test_is_1_for_a_stored_document(self):
-        self.put("zirknews.xml", DOCUMENT)
+        self.serve(DOCUMENT)
         self.check_status(1)
         self.assertEqual(self.module.load_cache(), [(u"T", [], "normal")])
-        self.assertEqual(self.server.requests, ["/feed/zirknews.xml"])
+        self.assertEqual(self.feed.requests, ["/feed/zirknews.xml"])
 
     def test_is_2_for_an_HTTP_error(self):
         self.check_status(2)
         for status in (400, 401, 403, 404, 500, 503):
-            self.server.fault("zirknews.xml", status=status)
+            self.feed.fault("zirknews.xml", status=status)
             self.check_status(2)
 
     def test_is_2_for_an_HTTP_error_whose_body_would_be_a_document(self):
-        self.server.fault("zirknews.xml", status=404, body=DOCUMENT)
+        self.feed.fault("zirknews.xml", status=404, body=DOCUMENT)
         self.check_status(2)
 
     def test_is_3_for_a_refused_connection(self):
@@ -65,7 +64,7 @@ class Statuses(DownloadTest):
         self.check_status(3)
 
     def test_is_3_for_a_host_that_has_no_address(self):
-        self.box.patch(socket, "getaddrinfo", failing(socket.gaierror(-2, "unknown")))
+        self.box.patch(socket, "getaddrinfo", raising(socket.gaierror(-2, "unknown")))
         configure("src/gz Zirk-all http://nowhere.example/all\n")
         self.check_status(3)
 
@@ -78,23 +77,23 @@ class Statuses(DownloadTest):
                          "<update><title>T</title>", "<n>&nbsp;</n>", "<n a='1' a='2'/>",
                          "<x:n/>", "<n>\xff</n>", "<n>&#0;</n>", DOCUMENT + "trailer",
                          "\xef\xbb\xbf", "<?xml version='1.0'?>"):
-            self.put("zirknews.xml", document)
+            self.serve(document)
             self.check_status(3)
 
     def test_is_3_though_the_part_before_the_error_has_entries(self):
-        self.put("zirknews.xml", DOCUMENT[:-7])
+        self.serve(DOCUMENT[:-7])
         self.check_status(3)
 
     def test_is_followed_by_1_when_the_server_has_recovered(self):
-        self.server.fault("zirknews.xml", status=500, times=1)
-        self.put("zirknews.xml", DOCUMENT)
+        self.feed.fault("zirknews.xml", status=500, times=1)
+        self.serve(DOCUMENT)
         self.check_status(2)
         self.check_status(1)
 
     def test_follows_redirections(self):
-        self.put("moved.xml", DOCUMENT)
-        self.server.fault("zirknews.xml", status=302,
-                          headers=[("Location", self.server.address("moved.xml"))])
+        self.serve(DOCUMENT, "moved.xml")
+        self.feed.fault("zirknews.xml", status=302,
+                        headers=[("Location", self.feed.address("moved.xml"))])
         self.check_status(1)
 
 
@@ -102,29 +101,29 @@ class Stalls(DownloadTest):
     """The time-out of five seconds is for each step of the connection."""
 
     def test_before_the_answer_beyond_the_time_out_pass_the_time_out_on(self):
-        self.server.fault("zirknews.xml", stall="headers")
+        self.feed.fault("zirknews.xml", stall="headers")
         start = time.time()
-        error = self.check_passes(socket.timeout, ("parse_xml", 134))
+        error = self.check_passes(socket.timeout, "parse_xml:134")
         self.assertEqual(str(error), "timed out")
         self.assertTrue(4.9 <= time.time() - start < 8, time.time() - start)
 
     def test_within_the_time_out_do_no_harm(self):
-        self.put("zirknews.xml", DOCUMENT)
+        self.serve(DOCUMENT)
         for point in ("headers", "body", "middle"):
-            self.server.fault("zirknews.xml", stall=point, seconds=0.1)
+            self.feed.fault("zirknews.xml", stall=point, seconds=0.1)
             self.check_status(1)
 
     def test_while_connecting_are_an_unreachable_server(self):
-        self.box.patch(socket, "create_connection", failing(socket.timeout("timed out")))
+        self.box.patch(socket, "create_connection", raising(socket.timeout("timed out")))
         self.check_status(3)
 
     def test_in_the_body_pass_the_time_out_on(self):
-        self.put("zirknews.xml", DOCUMENT)
+        self.serve(DOCUMENT)
         urlopen = urllib2.urlopen
         self.box.patch(urllib2, "urlopen", lambda url, data, _: urlopen(url, data, 0.2))
         for point in ("body", "middle"):
-            self.server.fault("zirknews.xml", stall=point)
-            self.check_passes(socket.timeout, ("parse_xml", 134))
+            self.feed.fault("zirknews.xml", stall=point)
+            self.check_passes(socket.timeout, "parse_xml:134")
 
     def test_are_bounded_by_the_argument_5_0(self):
         calls = []
@@ -135,7 +134,7 @@ class Stalls(DownloadTest):
 
         self.box.patch(urllib2, "urlopen", urlopen)
         self.check_status(1)
-        self.assertEqual(calls, [((self.server.address("zirknews.xml"), None, 5.0), {})])
+        self.assertEqual(calls, [((self.feed.address("zirknews.xml"), None, 5.0), {})])
         self.assertIs(type(calls[0][0][2]), float)
 
 
@@ -143,34 +142,34 @@ class Failures(DownloadTest):
 
     def test_of_the_address_pass(self):
         configure(None)
-        self.check_passes(IOError, ("parse_xml", 132), ("newsURL", 105))
+        self.check_passes(IOError, "parse_xml:132", "newsURL:105")
 
     def test_of_an_empty_configuration_pass_as_an_unknown_address(self):
         configure("")
-        error = self.check_passes(ValueError, ("parse_xml", 134))
+        error = self.check_passes(ValueError, "parse_xml:134")
         self.assertEqual(str(error), "unknown url type: ")
 
     def test_of_the_download_pass_unless_they_are_HTTP_or_URL_errors(self):
         for error in (IOError("read"), socket.error(104, "reset"), KeyboardInterrupt(),
                       SystemExit(1), MemoryError(), xml.parsers.expat.ExpatError("early")):
-            for urlopen in (failing(error), lambda *_: Blank(read=failing(error))):
+            for urlopen in (raising(error), lambda *_: Blank(read=raising(error))):
                 self.box.patch(urllib2, "urlopen", urlopen)
-                self.check_passes(error, ("parse_xml", 134))
+                self.check_passes(error, "parse_xml:134")
 
     def test_of_the_reading_count_like_those_of_the_opening(self):
         for error, status in [(urllib2.HTTPError("u", 404, "no", {}, None), 2),
                               (urllib2.URLError("no"), 3)]:
-            self.box.patch(urllib2, "urlopen", lambda *_: Blank(read=failing(error)))
+            self.box.patch(urllib2, "urlopen", lambda *_: Blank(read=raising(error)))
             self.check_status(status)
 
     def test_of_the_connection_pass(self):
-        self.put("zirknews.xml", DOCUMENT)
-        self.server.fault("zirknews.xml", drop="headers")
+        self.serve(DOCUMENT)
+        self.feed.fault("zirknews.xml", drop="headers")
         with self.assertRaises(Exception) as caught:
             self.module.parse_xml()
         self.assertEqual(type(caught.exception).__name__, "BadStatusLine")
-        self.server.fault("zirknews.xml", drop="middle", reset=True)
-        self.check_passes(socket.error, ("parse_xml", 134))
+        self.feed.fault("zirknews.xml", drop="middle", reset=True)
+        self.check_passes(socket.error, "parse_xml:134")
 
     def test_of_the_shape_name_the_line_of_the_missing_part(self):
         for content, error, line, text in [
@@ -182,8 +181,8 @@ class Failures(DownloadTest):
                  "Element instance has no attribute 'data'"),
                 ("<title>T</title><item><description><b/></description></item>", AttributeError,
                  163, "Element instance has no attribute 'data'")]:
-            self.put("zirknews.xml", "<n>%s<update>%s</update></n>" % (DOCUMENT, content))
-            found = self.check_passes(error, ("parse_xml", line))
+            self.serve("<n>%s<update>%s</update></n>" % (DOCUMENT, content))
+            found = self.check_passes(error, "parse_xml:%d" % line)
             self.assertEqual(str(found), text)
 
     def test_of_the_filter_have_entries_of_both_functions(self):
@@ -202,24 +201,24 @@ class Failures(DownloadTest):
                 ("<update><title>T</title><item><description require='here'>d</description>"
                  "</item></update>", 162)]:
             self.module.vumodel = Model()
-            self.put("zirknews.xml", document)
-            self.check_passes(error, ("parse_xml", line), ("skip_entry", 115))
+            self.serve(document)
+            self.check_passes(error, "parse_xml:%d" % line, "skip_entry:115")
 
     def test_of_the_writing_have_entries_of_both_functions(self):
-        self.put("zirknews.xml", DOCUMENT)
+        self.serve(DOCUMENT)
         self.module.cache_file = "/tmp"
-        self.check_passes(IOError, ("parse_xml", 168), ("write_cache", 94))
+        self.check_passes(IOError, "parse_xml:168", "write_cache:94")
         error = KeyError("dump")
-        self.replace(dump=failing(error))
+        self.replace(dump=raising(error))
         self.module.cache_file = "/tmp/.another"
         self.addCleanup(os.remove, self.module.cache_file)
-        self.check_passes(error, ("parse_xml", 168), ("write_cache", 95))
+        self.check_passes(error, "parse_xml:168", "write_cache:95")
 
     def test_of_the_parser_that_are_not_about_form_pass(self):
-        self.put("zirknews.xml", DOCUMENT)
+        self.serve(DOCUMENT)
         error = MemoryError()
-        self.box.patch(xml.dom.minidom, "parseString", failing(error))
-        self.check_passes(error, ("parse_xml", 140))
+        self.box.patch(xml.dom.minidom, "parseString", raising(error))
+        self.check_passes(error, "parse_xml:140")
 
     def test_are_judged_by_the_classes_of_the_modules_in_use(self):
         class Refused(Exception):
@@ -229,25 +228,25 @@ class Failures(DownloadTest):
             pass
 
         self.replace(
-            urllib2=Blank(urlopen=failing(Refused()), HTTPError=urllib2.HTTPError,
+            urllib2=Blank(urlopen=raising(Refused()), HTTPError=urllib2.HTTPError,
                           URLError=Refused))
         self.check_status(3)
-        self.replace(urllib2=Blank(urlopen=failing(Refused()), HTTPError=(KeyError, Refused)))
+        self.replace(urllib2=Blank(urlopen=raising(Refused()), HTTPError=(KeyError, Refused)))
         self.check_status(2)
         self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "x")))
         parsers = Blank(expat=Blank(ExpatError=Malformed))
-        dom = Blank(minidom=Blank(parseString=failing(Malformed())))
+        dom = Blank(minidom=Blank(parseString=raising(Malformed())))
         self.replace(xml=Blank(dom=dom, parsers=parsers))
         self.check_status(3)
 
     def test_of_looking_a_class_up_pass_in_the_line_of_the_handler(self):
-        self.replace(urllib2=Blank(urlopen=failing(ValueError())))
-        self.check_passes(AttributeError, ("parse_xml", 135))
-        self.replace(urllib2=Blank(urlopen=failing(ValueError()), HTTPError=KeyError))
-        self.check_passes(AttributeError, ("parse_xml", 137))
+        self.replace(urllib2=Blank(urlopen=raising(ValueError())))
+        self.check_passes(AttributeError, "parse_xml:135")
+        self.replace(urllib2=Blank(urlopen=raising(ValueError()), HTTPError=KeyError))
+        self.check_passes(AttributeError, "parse_xml:137")
         self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "x")), xml=Blank(
-            dom=Blank(minidom=Blank(parseString=failing(ValueError())))))
-        self.check_passes(AttributeError, ("parse_xml", 141))
+            dom=Blank(minidom=Blank(parseString=raising(ValueError())))))
+        self.check_passes(AttributeError, "parse_xml:141")
 
 
 class Steps(DownloadTest):
@@ -332,7 +331,7 @@ class Steps(DownloadTest):
         error = KeyError("step")
         for number, (line, _) in enumerate(self.EXPECTED):
             done = self.run_steps(number, error)
-            self.check_passes(error, ("parse_xml", line))
+            self.check_passes(error, "parse_xml:%d" % line)
             self.assertEqual(done, [text for _, text in self.EXPECTED[:number + 1]])
 
     def test_of_a_loop_that_fails_name_the_loop(self):
@@ -356,4 +355,4 @@ class Steps(DownloadTest):
                 urlopen=lambda *_: Blank(read=lambda: "")))
             self.replace(xml=Blank(dom=Blank(minidom=Blank(
                 parseString=lambda _: element(name)))))
-            self.check_passes(error, ("parse_xml", line))
+            self.check_passes(error, "parse_xml:%d" % line)

@@ -12,7 +12,8 @@ from simulator.receiver import Receiver  # before the host's modules
 import Screens.Screen
 import enigma
 from tests.support.balance import ERRORS, LeakTest
-from tests.support.described import FUNCTIONS, IMPORTS, Blank, configure
+from tests.support.model import FUNCTIONS, IMPORTS
+from tests.support.receiver import Blank, configure
 
 NEWS = """<news><update type="urgent"><title>One</title>
     <item><itemtext>i</itemtext><description>d</description></item></update>

@@ -16,9 +16,8 @@ import urlparse
 from simulator.feedserver import FeedServer
 from simulator.receiver import run_fresh
 from tests.support.balance import MEMORY, LeakTest, memory
-from tests.support.described import configure
-from tests.support.driving import (
-    CACHE, NO_CONNECTION, NOT_ANALYZED, ReceiverTest, SOURCE, WAIT, read, write)
+from tests.support.receiver import (
+    CACHE, NOT_ANALYZED, NO_CONNECTION, SOURCE, WAIT, ReceiverTest, configure, read, write)
 from tests.support import twins
 from tests.support.faults import Recording, descriptors
 from tests.support.network_faults import (
@@ -374,14 +373,14 @@ class Much(LeakTest, Recording):
 
     def setUp(self):
         LeakTest.setUp(self)
-        self.server = FeedServer("/tmp").start()
-        self.addCleanup(self.server.stop)
-        configure(self.server.conf_line())
+        self.feed = FeedServer("/tmp").start()
+        self.addCleanup(self.feed.stop)
+        configure(self.feed.conf_line())
 
     def fetch(self, pieces):
         write(CACHE, FORMER)
         for name in ("zirknews.xml", "zirkdlstat.txt"):
-            self.server.fault(name, answer=pieces)
+            self.feed.fault(name, answer=pieces)
         self.module.newsURL()
         before = memory()
         news = outcome(self.module.parse_xml)
@@ -417,8 +416,8 @@ class Bombs(unittest.TestCase, Recording):
 import resource
 from simulator.feedserver import FeedServer
 from simulator.receiver import Receiver
-from tests.support.driving import CACHE, read, write
 from tests.support.network_faults import NEWS
+from tests.support.receiver import CACHE, read, write
 from tests.plugin.test_feed_network import outcome
 
 with FeedServer("/tmp") as server:

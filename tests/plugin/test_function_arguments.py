@@ -4,7 +4,8 @@ import inspect
 import sys
 import types
 
-from tests.support.described import CLASSES, FUNCTIONS, Blank, ModuleTest, failing
+from tests.support.model import CLASSES, FUNCTIONS
+from tests.support.receiver import Blank, ModuleTest, raising
 
 
 def python_function(name, parameters):
@@ -59,7 +60,7 @@ class Refusals(ModuleTest):
     def setUp(self):
         super(Refusals, self).setUp()
         # What is accepted then fails at once, or has no effects to speak of.
-        fail = failing(LookupError("host"))
+        fail = raising(LookupError("host"))
         names = ("getZirkVersionString", "Screen", "config", "fileExists", "Console", "open",
                  "eTimer", "urllib2", "os_path")
         self.replace(**dict((name, fail) for name in names))
@@ -116,7 +117,7 @@ class Refusals(ModuleTest):
     def test_have_no_traceback_entry_of_the_function(self):
         for function in (self.module.getHeader, self.module.skip_entry, self.module.AllNews,
                          self.module.UpdateNotification().setSession):
-            self.check_failure(TypeError, [], function, 1, 2, 3, 4, 5)
+            self.assertFails(TypeError, [], function, 1, 2, 3, 4, 5)
 
     def test_leave_everything_undone(self):
         calls = []

@@ -7,7 +7,7 @@ each use with its source line.
 import __builtin__
 import os
 
-from tests.support.described import Blank, FeedTest, ModuleTest, configure, failing
+from tests.support.receiver import Blank, FeedTest, ModuleTest, configure, raising
 
 LISTING = "busybox - 1.24 - 1.36\n"
 ENTRY = (u"Title", [(u"item", [u"text"])], u"urgent")
@@ -32,16 +32,16 @@ class NamesTest(ModuleTest):
     def check_missing(self, name, method, line, call):
         value = vars(self.module).pop(name)
         try:
-            error = self.check_failure(NameError, [(method, line)], call)
+            error = self.assertFails(NameError, ["%s:%d" % (method, line)], call)
         finally:
             setattr(self.module, name, value)
         self.assertEqual(str(error), "global name '%s' is not defined" % name)
 
     def check_shadowed(self, name, method, line, call):
         error = LookupError(name)
-        setattr(self.module, name, failing(error))
+        setattr(self.module, name, raising(error))
         try:
-            self.check_failure(error, [(method, line)], call)
+            self.assertFails(error, ["%s:%d" % (method, line)], call)
         finally:
             delattr(self.module, name)
 
@@ -50,8 +50,8 @@ class FeedNames(NamesTest, FeedTest):
 
     def setUp(self):
         super(FeedNames, self).setUp()
-        self.put("zirknews.xml", "<update require='duo2'><title>T</title></update>")
-        self.put("zirkdlstat.txt", "")
+        self.serve("<update require='duo2'><title>T</title></update>")
+        self.serve("", "zirkdlstat.txt")
 
     def test_of_the_receiver(self):
         self.check_uses("getHeader", self.module.getHeader,
@@ -84,12 +84,12 @@ class FeedNames(NamesTest, FeedTest):
     def test_of_exceptions(self):
         self.module.cache_file = "/tmp/missing/news"
         error = KeyError("no")
-        self.box.patch(os, "mkdir", failing(error))
-        self.check_failure(error, [("write_cache", 91)], self.module.write_cache, [])
+        self.box.patch(os, "mkdir", raising(error))
+        self.assertFails(error, ["write_cache:91"], self.module.write_cache, [])
         self.replace(OSError=KeyError, open=lambda *_: open("/dev/null", "w"))
         self.module.write_cache([])
-        self.box.patch(os, "mkdir", failing(OSError("no")))
-        self.check_failure(OSError, [("write_cache", 91)], self.module.write_cache, [])
+        self.box.patch(os, "mkdir", raising(OSError("no")))
+        self.assertFails(OSError, ["write_cache:91"], self.module.write_cache, [])
 
     def test_of_os_operations_are_those_of_the_os_module(self):
         calls = []
@@ -97,7 +97,7 @@ class FeedNames(NamesTest, FeedTest):
         self.box.patch(os, "mkdir", lambda name: calls.append("mkdir"))
         self.module.getInstalled()
         self.module.cache_file = "/tmp/missing/news"
-        self.check_failure(IOError, [("write_cache", 94)], self.module.write_cache, [])
+        self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
         self.assertEqual(calls, ["system", "mkdir"])
 
 
@@ -150,8 +150,8 @@ class BrowserNames(NamesTest):
                    ("Blue", "blue_install"))
         for suffix, line in (("_installed", 294), ("_install", 296)):
             self.replace(IpkgComponent=Blank(CMD_UPDATE=0))
-            self.check_failure(AttributeError, [("AllNews.exitChoiceBox", line)],
-                               self.screen.exitChoiceBox, ("Blue", "blue" + suffix))
+            self.assertFails(AttributeError, ["AllNews.exitChoiceBox:%d" % line],
+                             self.screen.exitChoiceBox, ("Blue", "blue" + suffix))
 
 
 class DetailNames(NamesTest):
@@ -187,16 +187,16 @@ class DetailNames(NamesTest):
         error = KeyError("title")
 
         class Title(type(self.screen["title"])):
-            text = property(None, failing(error))
-            setText = failing(error)
+            text = property(None, raising(error))
+            setText = raising(error)
 
         self.screen["title"] = Title()
         self.screen.yellowPressed()
         self.replace(Exception=ValueError)
-        self.check_failure(error, [("ZirkUpdateInfo.yellowPressed", 409)],
-                           self.screen.yellowPressed)
-        self.check_failure(error, [("ZirkUpdateInfo.bluePressed", 399)],
-                           self.screen.bluePressed)
+        self.assertFails(error, ["ZirkUpdateInfo.yellowPressed:409"],
+                         self.screen.yellowPressed)
+        self.assertFails(error, ["ZirkUpdateInfo.bluePressed:399"],
+                         self.screen.bluePressed)
 
     def test_of_the_updates(self):
         self.check("getUpdates", [(466, "fileExists packagetmpfile"), (467, "Console")])

@@ -7,7 +7,7 @@ import urllib2
 import xml.parsers.expat
 
 from tests.support.balance import ERRORS, LeakTest
-from tests.support.described import CLASSES, FUNCTIONS
+from tests.support.model import CLASSES, FUNCTIONS
 
 SEEDS = range(5)
 

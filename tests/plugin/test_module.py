@@ -13,7 +13,8 @@ import Screens.Screen
 import Tools.Directories
 import Tools.HardwareInfoVu
 import enigma
-from tests.support.described import IMPORTS, Blank, bound_by_line, module_entries
+from tests.support.model import IMPORTS, bound_by_line
+from tests.support.receiver import Blank, trail
 
 MISSING = object()
 
@@ -213,7 +214,7 @@ class Bases(ImportTest):
         # The screen's own part is done; registering the first source needs a dictionary.
         self.assertEqual(str(caught.exception),
                          "AllNews instance has no attribute '__setitem__'")
-        self.assertEqual(module_entries(sys.exc_info()[2]), [("Kelvaro.AllNews.__init__", 183)])
+        self.assertEqual(trail(), ["AllNews.__init__:183"])
 
     def test_metaclass_makes_the_classes(self):
         made = []
@@ -324,7 +325,7 @@ class Packages(unittest.TestCase):
         self.write("Tools/__init__.py", "")
         with self.assertRaises(ImportError) as caught:
             self.load()
-        self.assertEqual(module_entries(sys.exc_info()[2]), [("init Kelvaro", 22)])
+        self.assertEqual(trail(), ["init Kelvaro:22"])
         self.assertEqual(str(caught.exception), "No module named BoundFunction")
 
     def test_hold_a_module_under_its_full_name(self):
@@ -342,7 +343,7 @@ class Packages(unittest.TestCase):
         with self.assertRaises(ImportError) as caught:
             self.load()
         self.assertEqual(str(caught.exception), "cannot import name UpdatePlugin")
-        self.assertEqual(module_entries(sys.exc_info()[2]), [("init Kelvaro", 28)])
+        self.assertEqual(trail(), ["init Kelvaro:28"])
         self.assertNotIn(self.name + ".Kelvaro", sys.modules)
         self.assertFalse(hasattr(sys.modules[self.name], "Kelvaro"))
         sys.modules[self.name + ".UpgradeZirk"].UpdatePlugin = "mended"

@@ -8,7 +8,8 @@ import json
 import unittest
 
 from simulator.receiver import run_fresh
-from tests.support.described import IMPORTS, SOURCE, bound_by_line
+from tests.support.model import IMPORTS, bound_by_line
+from tests.support.receiver import SOURCE
 
 #: What every child begins with. An attempt is made within `broken(name, ...)`.
 PRELUDE = '''

@@ -1,13 +1,13 @@
 """What the module offers: its names, its values, its functions and its classes."""
 
-import sys
 import types
 import unittest
 
 from simulator.receiver import Receiver, run_fresh  # before the host's modules
 import Tools.Directories
 from Screens.Screen import Screen
-from tests.support.described import CLASSES, FUNCTIONS, ModuleTest, bound_by_line, module_entries
+from tests.support.model import CLASSES, FUNCTIONS, bound_by_line
+from tests.support.receiver import ModuleTest, trail
 
 #: The names a class statement adds to the methods.
 CLASS_NAMES = set(["__module__", "__doc__"])
@@ -248,5 +248,4 @@ class TracebackNames(unittest.TestCase):
             try:
                 box.module.load_cache()
             except IOError:
-                self.assertEqual(module_entries(sys.exc_info()[2]),
-                                 [("Kelvaro.load_cache", 99)])
+                self.assertEqual(trail(), ["load_cache:99"])

@@ -8,7 +8,7 @@ import codecs
 import cPickle
 import xml.dom.minidom
 
-from tests.support.described import Blank, FeedTest, ModuleTest
+from tests.support.receiver import Blank, FeedTest, ModuleTest
 
 NORMAL = "normal"
 
@@ -20,18 +20,18 @@ def item(text, *descriptions):
 class NewsTest(FeedTest):
     """Base: documents come from the server, lists are read back from the cache."""
 
-    def news(self, document):
+    def read(self, document):
         """Return the news list that a document gives. It may be Unicode, sent as UTF-8."""
         if isinstance(document, type(u"")):
             document = document.encode("utf-8")
-        self.put("zirknews.xml", document)
+        self.serve(document)
         self.assertEqual(self.module.parse_xml(), 1)
         with open("/tmp/.updatecache", "rb") as stream:
             return cPickle.load(stream)
 
     def entry(self, content, attributes=""):
         """Return the one entry of a document with one update of this content."""
-        news = self.news(u"<news><update %s>%s</update></news>" % (attributes, content))
+        news = self.read(u"<news><update %s>%s</update></news>" % (attributes, content))
         self.assertEqual(len(news), 1)
         return news[0]
 
@@ -49,7 +49,7 @@ class NewsTest(FeedTest):
 class Entries(NewsTest):
 
     def test_come_in_the_order_of_the_document_with_all_their_parts(self):
-        news = self.news(u"""<?xml version="1.0" encoding="UTF-8"?>
+        news = self.read(u"""<?xml version="1.0" encoding="UTF-8"?>
             <zirknews>
               <update type="urgent"><title>Öl</title>
                 <item><itemtext>eins</itemtext>
@@ -65,7 +65,7 @@ class Entries(NewsTest):
             (u"Third", [item(None)], NORMAL)])
 
     def test_are_made_of_exact_types(self):
-        news = self.news(u"<n><update><title>t</title><item><itemtext>i</itemtext>"
+        news = self.read(u"<n><update><title>t</title><item><itemtext>i</itemtext>"
                          u"<description>d</description></item></update>"
                          u"<update type='normal'><title>t</title></update></n>")
         text = type(u"")
@@ -79,37 +79,37 @@ class Entries(NewsTest):
     def test_of_a_document_without_updates_are_none(self):
         for document in ("<zirknews/>", "<news>text<item/></news>", "<title>T</title>",
                          "<news><UPDATE/><Update/><updates/></news>"):
-            self.assertEqual(self.news(document), [])
+            self.assertEqual(self.read(document), [])
 
     def test_include_the_root_element_whose_name_is_free_otherwise(self):
-        self.assertEqual(self.news("<update><title>Root</title></update>"),
+        self.assertEqual(self.read("<update><title>Root</title></update>"),
                          [(u"Root", [], NORMAL)])
 
     def test_are_found_at_any_depth(self):
-        self.assertEqual(self.news("<a><b><c><update><x><title>T</title></x><y><item><z><itemtext>"
+        self.assertEqual(self.read("<a><b><c><update><x><title>T</title></x><y><item><z><itemtext>"
                                    "i</itemtext><description>d</description></z></item></y>"
                                    "</update></c></b></a>"),
                          [(u"T", [item(u"i", u"d")], NORMAL)])
 
     def test_within_another_are_entries_of_their_own_and_lend_it_their_items(self):
-        news = self.news("<news><update><title>Outer</title><item><itemtext>1</itemtext></item>"
+        news = self.read("<news><update><title>Outer</title><item><itemtext>1</itemtext></item>"
                          "<update type='info'><title>Inner</title>"
                          "<item><itemtext>2</itemtext></item></update></update></news>")
         self.assertEqual(news, [(u"Outer", [item(u"1"), item(u"2")], NORMAL),
                                 (u"Inner", [item(u"2")], u"info")])
 
     def test_within_another_lend_it_their_title_when_it_comes_first(self):
-        news = self.news("<update><update><title>Inner</title></update>"
+        news = self.read("<update><update><title>Inner</title></update>"
                          "<title>Outer</title></update>")
         self.assertEqual([title for title, _, _ in news], [u"Inner", u"Inner"])
 
     def test_within_a_skipped_one_are_entries_all_the_same(self):
-        news = self.news("<news><update require='solo'><update><title>Inner</title></update>"
+        news = self.read("<news><update require='solo'><update><title>Inner</title></update>"
                          "</update></news>")
         self.assertEqual(news, [(u"Inner", [], NORMAL)])
 
     def test_may_be_many(self):
-        news = self.news("<news>" + "".join(
+        news = self.read("<news>" + "".join(
             "<update><title>%d</title></update>" % number for number in range(3000)) + "</news>")
         self.assertEqual([title for title, _, _ in news], [u"%d" % n for n in range(3000)])
 
@@ -208,7 +208,7 @@ class Items(NewsTest):
 class Filter(NewsTest):
 
     def test_leaves_updates_items_and_descriptions_of_other_models_out(self):
-        news = self.news(u"""<news>
+        news = self.read(u"""<news>
             <update require="solo,uno"><title>not here</title></update>
             <update require="solo,duo2"><title>here</title>
               <item require="uno"><itemtext>not here</itemtext></item>
@@ -219,7 +219,7 @@ class Filter(NewsTest):
         self.assertEqual(news, [(u"here", [item(u"here", u"here")], NORMAL)])
 
     def test_may_leave_nothing(self):
-        self.assertEqual(self.news("<news><update require='solo'/><update require='uno'/></news>"),
+        self.assertEqual(self.read("<news><update require='solo'/><update require='uno'/></news>"),
                          [])
 
     def test_compares_whole_names(self):
@@ -229,11 +229,11 @@ class Filter(NewsTest):
                 ("duo", "DUO", False), ("duo", "duo,duo", True), ("duo", "duo2,uno", False),
                 ("", "", True), ("duo", "", False), ("duo", ",", False), ("", "a,", True)]:
             self.module.vumodel = model
-            news = self.news('<update require="%s"><title>T</title></update>' % require)
+            news = self.read('<update require="%s"><title>T</title></update>' % require)
             self.assertEqual(len(news), kept, (model, require))
 
     def test_does_not_look_at_the_shape_of_what_it_leaves_out(self):
-        self.assertEqual(self.news("<n><update require='x'><title/></update></n>"), [])
+        self.assertEqual(self.read("<n><update require='x'><title/></update></n>"), [])
         self.assertEqual(self.items("<item require='x'><itemtext><b/></itemtext></item>"), [])
         self.assertEqual(self.descriptions("<description require='x'><b/></description>"), [])
 
@@ -245,7 +245,7 @@ class Filter(NewsTest):
             return element.getAttribute("id") in ("2", "4")
 
         self.replace(skip_entry=skip)
-        news = self.news(
+        news = self.read(
             "<n><update id='1'><title>T</title><item id='2'><description id='-'>x</description>"
             "</item><item id='3'><description id='4'>x</description><description id='-'/>"
             "<description id='5'>y</description></item></update></n>")
@@ -298,10 +298,10 @@ class SkipEntry(ModuleTest):
         yes = Blank(hasAttribute=lambda name: True, getAttribute=lambda name: "a,b")
         for entry, line in [(Blank(hasAttribute=fail), 113),
                             (Blank(hasAttribute=lambda name: True, getAttribute=fail), 114)]:
-            self.check_failure(error, [("skip_entry", line)], self.module.skip_entry, entry)
+            self.assertFails(error, ["skip_entry:%d" % line], self.module.skip_entry, entry)
         self.module.vumodel = Uncomparable("c")
-        self.check_failure(error, [("skip_entry", 115)], self.module.skip_entry, yes)
-        self.check_failure(AttributeError, [("skip_entry", 113)], self.module.skip_entry, None)
+        self.assertFails(error, ["skip_entry:115"], self.module.skip_entry, yes)
+        self.assertFails(AttributeError, ["skip_entry:113"], self.module.skip_entry, None)
 
 
 class Encodings(NewsTest):
@@ -309,7 +309,7 @@ class Encodings(NewsTest):
     def test_are_those_of_the_declaration(self):
         text = u"<update><title>Grüße</title></update>"
         for name in ("utf-8", "UTF-8", "iso-8859-1", "windows-1252", "cp1250", "iso-8859-15"):
-            news = self.news(
+            news = self.read(
                 (u'<?xml version="1.0" encoding="%s"?>' % name + text).encode(name))
             self.assertEqual(news, [(u"Grüße", [], NORMAL)], name)
 
@@ -317,30 +317,30 @@ class Encodings(NewsTest):
         text = u"<update><title>Grüße</title></update>"
         for document in (text.encode("utf-8"), codecs.BOM_UTF8 + text.encode("utf-8"),
                          text.encode("utf-16"), codecs.BOM_UTF16_BE + text.encode("utf-16-be")):
-            self.assertEqual(self.news(document), [(u"Grüße", [], NORMAL)])
+            self.assertEqual(self.read(document), [(u"Grüße", [], NORMAL)])
 
     def test_that_are_unknown_or_of_several_bytes_are_errors_of_the_parser(self):
         for name, error in [("bogus", LookupError), ("shift_jis", ValueError)]:
-            self.put("zirknews.xml", '<?xml version="1.0" encoding="%s"?><n/>' % name)
-            self.check_failure(error, [("parse_xml", 140)], self.module.parse_xml)
+            self.serve('<?xml version="1.0" encoding="%s"?><n/>' % name)
+            self.assertFails(error, ["parse_xml:140"], self.module.parse_xml)
 
 
 class DocumentType(NewsTest):
 
     def test_may_define_entities(self):
-        self.assertEqual(self.news(
+        self.assertEqual(self.read(
             "<!DOCTYPE n [<!ENTITY who 'ZIRK'><!ENTITY all '<title>T</title>'>]>"
             "<n><update><title>by &who;!</title></update><update>&all;</update></n>"),
             [(u"by ZIRK!", [], NORMAL), (u"T", [], NORMAL)])
 
     def test_gives_no_default_attributes(self):
-        self.assertEqual(self.news(
+        self.assertEqual(self.read(
             "<!DOCTYPE n [<!ATTLIST update type CDATA 'info' require CDATA 'solo'>]>"
             "<n><update><title>T</title></update></n>"), [(u"T", [], NORMAL)])
 
     def test_collapses_blanks_in_attributes_of_token_type(self):
         self.module.vumodel = "solo duo"
-        self.assertEqual(self.news(
+        self.assertEqual(self.read(
             "<!DOCTYPE n [<!ATTLIST update require NMTOKENS #IMPLIED>]>"
             "<n><update require='  solo   duo '><title>T</title></update></n>"),
             [(u"T", [], NORMAL)])
@@ -349,6 +349,6 @@ class DocumentType(NewsTest):
 class Namespaces(NewsTest):
 
     def test_count_by_the_name_as_written(self):
-        self.assertEqual(self.news(
+        self.assertEqual(self.read(
             "<n xmlns:x='u' xmlns='v'><x:update><title>no</title></x:update>"
             "<update x:type='info'><title>yes</title></update></n>"), [(u"yes", [], NORMAL)])

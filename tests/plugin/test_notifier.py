@@ -4,8 +4,7 @@
 import os
 import unittest
 
-from tests.support.driving import (
-    BLUE, Broken, LISTING, NEWS, breaking_at, raising, read, write)
+from tests.support.receiver import BLUE, LISTING, NEWS, Broken, breaking_at, raising, read, write
 from tests.plugin.test_notifier_check import COMMANDS, HOUR, NotifierTest
 
 from Screens.MessageBox import MessageBox
@@ -54,8 +53,8 @@ class Question(NotifierTest):
 
     def test_goes_to_the_host_with_a_bound_callback_and_the_time_out(self):
         calls = []
-        self.replace("AddNotificationWithCallback",
-                     lambda *args, **kwargs: calls.append((args, kwargs)))
+        self.replace(
+            AddNotificationWithCallback=lambda *args, **kwargs: calls.append((args, kwargs)))
         self.assertIsNone(self.notifier.opkg_upgrade_finished(BLUE, 0))
         (callback, screen, text), kwargs = calls.pop()
         self.assertIs(type(callback), boundFunction)
@@ -74,8 +73,8 @@ class Question(NotifierTest):
             pass
         bound = []
         texts = self.note_texts()
-        self.replace("MessageBox", Box)
-        self.replace("boundFunction", lambda function: bound.append(function) or function)
+        self.replace(MessageBox=Box)
+        self.replace(boundFunction=lambda function: bound.append(function) or function)
         self.check(BLUE)
         self.assertIs(type(self.box.screen), Box)
         self.assertEqual(texts, [QUESTION])
@@ -183,8 +182,8 @@ class Answers(NotifierTest):
             def __init__(self, *args):
                 Screen.__init__(self, args[0])
                 self.arguments = args
-        self.replace("AllNews", Mine)
-        self.replace("packagetmpfile", "/tmp/other.listing")
+        self.replace(AllNews=Mine)
+        self.replace(packagetmpfile="/tmp/other.listing")
         self.addCleanup(os.remove, "/tmp/other.listing")
         self.check(BLUE)
         self.box.answer(True)
@@ -201,7 +200,7 @@ class Answers(NotifierTest):
 
             def close(self):
                 calls.append("close")
-        self.replace("open", lambda *args: calls.append(args) or Stream())
+        self.replace(open=lambda *args: calls.append(args) or Stream())
         self.check(BLUE)
         self.box.answer(True)
         self.assertEqual(calls, [(LISTING, "w+"), BLUE, "close"])
@@ -268,7 +267,7 @@ class Failures(NotifierTest):
         for name, line in [("_", 543), ("boundFunction", 544),
                            ("AddNotificationWithCallback", 544)]:
             self.boot()
-            self.replace(name, raising())
+            self.replace(**{name: raising()})
             self.install_opkg(BLUE)
             self.box.start_plugin()
             self.assertFails(Broken, [FINISHED % line], self.box.pass_time, 60)
@@ -315,7 +314,7 @@ class Failures(NotifierTest):
 
     def test_of_a_file_in_a_directory_that_is_missing(self):
         self.asked()
-        self.replace("packagetmpfile", "/tmp/nowhere/file")
+        self.replace(packagetmpfile="/tmp/nowhere/file")
         self.assertAnswerFails(IOError, 514)
 
     def test_of_writing_open_nothing(self):
@@ -323,7 +322,7 @@ class Failures(NotifierTest):
         for listing, line in [(BLUE, 516), (BLUE * 10000, 515)]:
             self.boot()
             self.check(listing)
-            self.replace("packagetmpfile", "/dev/full")
+            self.replace(packagetmpfile="/dev/full")
             self.assertAnswerFails(IOError, line)
             self.assertIsNone(self.box.screen)
 

@@ -4,7 +4,7 @@
 import types
 import unittest
 
-from tests.support.driving import BLUE, Broken, ReceiverTest, breaking_at, raising
+from tests.support.receiver import BLUE, Broken, ReceiverTest, breaking_at, raising
 
 from Components.Console import Console
 from enigma import eTimer
@@ -79,7 +79,7 @@ class Start(NotifierTest):
         class Timer(eTimer):
             def start(self, *args):
                 log.append((args, list(self.callback)))
-        self.replace("eTimer", Timer)
+        self.replace(eTimer=Timer)
         self.assertIsNone(self.notifier.init_timer())
         self.assertEqual(log, [((60000, True), [self.notifier.check_updates])])
 
@@ -300,7 +300,7 @@ class Names(NotifierTest):
         class Runner(object):
             def ePopen(self, *args):
                 calls.append(args)
-        self.replace("Console", Runner)
+        self.replace(Console=Runner)
         notifier = self.module.UpdateNotification()
         self.assertIsNone(notifier.check_updates())
         self.assertIs(type(notifier.Console), Runner)
@@ -353,13 +353,13 @@ class Failures(NotifierTest):
                          getattr(self.notifier, method), *args)
 
     def test_of_the_first_timer(self):
-        self.replace("eTimer", raising())
+        self.replace(eTimer=raising())
         self.assertMethodFails(Broken, "init_timer", 556)
         self.assertEqual(vars(self.notifier), {})
-        self.replace("eTimer", object)
+        self.replace(eTimer=object)
         self.assertMethodFails(AttributeError, "init_timer", 557)
         self.assertEqual(list(vars(self.notifier)), ["update_timer"])
-        self.replace("eTimer", type("Timer", (eTimer,), {"start": raising()}))
+        self.replace(eTimer=type("Timer", (eTimer,), {"start": raising()}))
         self.assertMethodFails(Broken, "init_timer", 558)
         self.assertEqual(self.notifier.update_timer.callback, [self.notifier.check_updates])
 
@@ -370,7 +370,7 @@ class Failures(NotifierTest):
                                           ("ePopen", 2, "opkg_update_finished", 528)]:
             self.boot()
             if name == "Console":
-                self.replace("Console", raising())
+                self.replace(Console=raising())
             else:
                 self.box.patch(Console, "ePopen", breaking_at(count, Console.ePopen))
             self.box.start_plugin()
@@ -383,7 +383,7 @@ class Failures(NotifierTest):
     def test_of_a_missing_runner(self):
         self.assertMethodFails(AttributeError, "opkg_update_finished", 525, "", 0)
         self.notifier.Console = None
-        self.replace("Console", raising())
+        self.replace(Console=raising())
         self.assertMethodFails(Broken, "opkg_update_finished", 526, "", 0)
 
     def test_of_a_result_that_is_no_text(self):

@@ -3,7 +3,7 @@
 import __builtin__
 import unittest
 
-from tests.support.driving import ReceiverTest
+from tests.support.receiver import ReceiverTest
 from tests.plugin.test_module_failures import run
 
 
@@ -29,7 +29,7 @@ class Extended(object):
 class Running(ReceiverTest):
 
     def test_the_builtins_may_be_a_module_in_place_of_its_names(self):
-        self.replace("__builtins__", __builtin__)
+        self.replace(__builtins__=__builtin__)
         self.assertTrue(self.module.newsURL().endswith("/zirknews.xml"))
 
     def test_a_file_may_be_of_a_classic_class(self):
@@ -47,7 +47,7 @@ class Running(ReceiverTest):
                 return "one\ntwo\n"
 
         self.install_opkg()
-        self.replace("open", lambda path, mode: File())
+        self.replace(open=lambda path, mode: File())
         self.assertEqual(self.module.getInstalled(), ["one", "two"])
         self.assertEqual(asked, ["enter", (None, None, None)])
 
@@ -57,12 +57,12 @@ class Running(ReceiverTest):
                 raise AssertionError
 
         self.install_opkg()
-        self.replace("open", lambda path, mode: File())
+        self.replace(open=lambda path, mode: File())
         self.assertFails(AttributeError, ["getInstalled:46"], self.module.getInstalled)
 
     def test_installed_packages_need_not_be_strings(self):
         self.open_news()
-        self.replace("getInstalled", lambda: [None, u"enigma2-plugin-skin-bar-hd"])
+        self.replace(getInstalled=lambda: [None, u"enigma2-plugin-skin-bar-hd"])
         self.box.press("yellow")
         self.assertEqual(self.module.AllNews, type(self.box.stack[0]))
         browser = self.box.stack[0]
@@ -74,8 +74,8 @@ class Running(ReceiverTest):
     def test_installed_packages_may_change_while_the_lists_are_made(self):
         self.open_news()
         installed = []
-        self.replace("getInstalled", lambda: installed)
-        self.replace("_", lambda text: installed.append("enigma2-plugin-skin-bar-hd") or text)
+        self.replace(getInstalled=lambda: installed)
+        self.replace(_=lambda text: installed.append("enigma2-plugin-skin-bar-hd") or text)
         self.box.press("yellow")
         self.assertEqual(self.box.stack[0].skins,
                          [("Bar-Hd   (3) - Remove", "enigma2-plugin-skin-bar-hd_installed")])
@@ -96,7 +96,7 @@ class Running(ReceiverTest):
         self.assertEqual(made, ["item", text])
 
     def test_a_version_may_be_extended_in_place(self):
-        self.replace("getZirkVersionString", Extended)
+        self.replace(getZirkVersionString=Extended)
         self.assertEqual(self.module.getHeader().parts, ["Zirk ", " (Vu+ ", ("+=", "Duo2)\n")])
 
     def test_a_short_name_may_be_extended_in_place(self):
@@ -111,8 +111,8 @@ class Running(ReceiverTest):
         self.open_news()
         name = Extended()
         name.title = lambda: "Bar"
-        self.replace("getInstalled", lambda: [])
-        self.replace("getDownloadStats", Statistics)
+        self.replace(getInstalled=lambda: [])
+        self.replace(getDownloadStats=Statistics)
         self.box.press("yellow")
         self.assertEqual(self.box.stack[0].skins, [("Bar   (3) - Install", name)])
         self.assertEqual(name.parts, ["enigma2-plugin-skin-", ("+=", "_install")])

@@ -7,10 +7,8 @@ import unittest
 from simulator import packages
 from simulator.receiver import Receiver  # before the host's modules
 import enigma
-from tests.support.described import Blank, ModuleTest, failing
+from tests.support.receiver import OPKG, SCRATCH, Blank, ModuleTest, raising
 
-SCRATCH = "/tmp/.installed"
-OPKG = "/usr/bin/opkg"
 COMMAND = "/usr/bin/opkg list-installed | cut -f'0' -d ' ' > /tmp/.installed"
 
 
@@ -150,26 +148,26 @@ class InstalledFailures(InstalledTest):
 
     def test_of_the_command_itself_pass(self):
         error = KeyError("system")
-        self.box.patch(os, "system", failing(error))
-        self.check_failure(error, [("getInstalled", 44)], self.module.getInstalled)
+        self.box.patch(os, "system", raising(error))
+        self.assertFails(error, ["getInstalled:44"], self.module.getInstalled)
 
     def test_of_the_look_at_the_file_pass(self):
         error = KeyError("exists")
         self.scratch("one\n")
-        self.replace(os_path=Blank(exists=failing(error)))
-        self.check_failure(error, [("getInstalled", 45)], self.module.getInstalled)
+        self.replace(os_path=Blank(exists=raising(error)))
+        self.assertFails(error, ["getInstalled:45"], self.module.getInstalled)
         self.assertTrue(os.path.exists(SCRATCH))
 
     def test_of_the_opening_pass_and_the_file_stays(self):
         self.box.patch(os, "system", lambda _: os.mkdir(SCRATCH))
         self.addCleanup(os.rmdir, SCRATCH)
-        self.check_failure(IOError, [("getInstalled", 46)], self.module.getInstalled)
+        self.assertFails(IOError, ["getInstalled:46"], self.module.getInstalled)
 
     def test_of_the_removal_pass(self):
         error = OSError(13, "no")
         self.scratch("one\n")
-        self.replace(remove=failing(error))
-        self.check_failure(error, [("getInstalled", 48)], self.module.getInstalled)
+        self.replace(remove=raising(error))
+        self.assertFails(error, ["getInstalled:48"], self.module.getInstalled)
 
     def check_reading(self, entries, error, entered=None, exit=None, removed=False):
         """Check a failure, or with error None the result, when `open` gives a certain context.
@@ -192,40 +190,40 @@ class InstalledFailures(InstalledTest):
         if error is None:
             self.assertEqual(self.module.getInstalled(), entries)
         else:
-            self.check_failure(error, entries, self.module.getInstalled)
+            self.assertFails(error, entries, self.module.getInstalled)
         self.assertEqual(os.path.exists(SCRATCH), not removed)
         return exits
 
     def test_of_the_reading_pass_after_the_file_is_closed_and_it_stays(self):
         error = IOError(5, "read")
-        exits = self.check_reading([("getInstalled", 47)], error, Blank(read=failing(error)))
+        exits = self.check_reading(["getInstalled:47"], error, Blank(read=raising(error)))
         self.assertEqual(exits, [(IOError, error)])
 
     def test_of_the_splitting_pass_after_the_file_is_closed_and_it_stays(self):
-        exits = self.check_reading([("getInstalled", 47)], AttributeError,
+        exits = self.check_reading(["getInstalled:47"], AttributeError,
                                    Blank(read=lambda: None))
         self.assertEqual([kind for kind, _ in exits], [AttributeError])
 
     def test_of_the_closing_pass_and_the_file_stays(self):
         error = IOError(5, "close")
-        exits = self.check_reading([("getInstalled", 47)], error, Blank(read=lambda: "one"),
-                                   failing(error))
+        exits = self.check_reading(["getInstalled:47"], error, Blank(read=lambda: "one"),
+                                   raising(error))
         self.assertEqual(exits, [(None, None)])
 
     def test_of_the_closing_replace_those_of_the_reading(self):
         error = IOError(5, "close")
         first = KeyError("read")
-        exits = self.check_reading([("getInstalled", 47)], error, Blank(read=failing(first)),
-                                   failing(error))
+        exits = self.check_reading(["getInstalled:47"], error, Blank(read=raising(first)),
+                                   raising(error))
         self.assertEqual(exits, [(KeyError, first)])
 
     def test_of_the_reading_that_the_file_swallows_leave_an_empty_list(self):
-        self.check_reading([], None, Blank(read=failing(KeyError())), lambda _: True, removed=True)
+        self.check_reading([], None, Blank(read=raising(KeyError())), lambda _: True, removed=True)
 
     def test_of_what_has_no_context_pass(self):
         self.scratch("one\n")
         self.replace(open=lambda *_: Blank(read=lambda: ""))
-        self.check_failure(AttributeError, [("getInstalled", 46)], self.module.getInstalled)
+        self.assertFails(AttributeError, ["getInstalled:46"], self.module.getInstalled)
 
     def test_close_a_real_file(self):
         streams = []
@@ -236,7 +234,7 @@ class InstalledFailures(InstalledTest):
 
         self.scratch("one\n")
         self.replace(open=lambda *a: streams.append(Stream(*a)) or streams[-1])
-        self.check_failure(KeyError, [("getInstalled", 47)], self.module.getInstalled)
+        self.assertFails(KeyError, ["getInstalled:47"], self.module.getInstalled)
         self.assertTrue(streams[0].closed)
 
 
@@ -308,13 +306,13 @@ class Header(ModuleTest):
 
     def test_fails_as_the_version_does(self):
         error = KeyError("version")
-        self.replace(getZirkVersionString=failing(error))
-        self.check_failure(error, [("getHeader", 52)], self.module.getHeader)
+        self.replace(getZirkVersionString=raising(error))
+        self.assertFails(error, ["getHeader:52"], self.module.getHeader)
 
     def test_needs_a_text_for_a_version(self):
         for version in (None, 3, []):
             self.replace(getZirkVersionString=lambda: version)
-            error = self.check_failure(TypeError, [("getHeader", 53)], self.module.getHeader)
+            error = self.assertFails(TypeError, ["getHeader:53"], self.module.getHeader)
             self.assertEqual(str(error), "cannot concatenate 'str' and '%s' objects"
                              % type(version).__name__)
 
@@ -331,4 +329,4 @@ class Header(ModuleTest):
                     return False
 
             self.module.vumodel = Key()
-            self.check_failure(error, [("getHeader", 54 + 2 * number)], self.module.getHeader)
+            self.assertFails(error, ["getHeader:%d" % (54 + 2 * number)], self.module.getHeader)

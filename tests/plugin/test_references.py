@@ -14,7 +14,8 @@ import shutil
 import unittest
 
 from tests.support import totals
-from tests.support import sampling, test_import_agrees, test_model_agrees, twins
+from tests.plugin import test_agrees, test_module_agrees
+from tests.support import sampling, twins
 
 # So many generated cases are enough where not their answers but their ends are looked at; so many
 # kinds of failure of each operation; and one operation in so many, and fewer of the names.
@@ -54,29 +55,29 @@ def balanced(case):
     """The test case with a balance in place of the comparison, and few generated cases."""
     class Balanced(case):
         def setUp(self):
-            saved = test_model_agrees.SEEDS, test_model_agrees.ARGUMENT_SEEDS
-            names = test_model_agrees.global_names
+            saved = test_agrees.SEEDS, test_agrees.ARGUMENT_SEEDS
+            names = test_agrees.global_names
             self.addCleanup(self.put_back, saved, names)
             self.put_back((SEEDS, SEEDS), lambda: names()[::2 * STEP - 1])
             case.setUp(self)
             self.comparison = Balance()
 
         def put_back(self, seeds, names):
-            test_model_agrees.SEEDS, test_model_agrees.ARGUMENT_SEEDS = seeds
-            test_model_agrees.global_names = names
+            test_agrees.SEEDS, test_agrees.ARGUMENT_SEEDS = seeds
+            test_agrees.global_names = names
     Balanced.__name__ = case.__name__.replace("Agree", "KeepTheTotals")
     return Balanced
 
 
-FailuresKeepTheTotals = balanced(test_model_agrees.FailuresAgree)
-GeneratedKeepTheTotals = balanced(test_model_agrees.GeneratedAgree)
-NamesKeepTheTotals = balanced(test_model_agrees.NamesAgree)
-ArgumentsKeepTheTotals = balanced(test_model_agrees.ArgumentsAgree)
-ClassesKeepTheTotals = balanced(test_model_agrees.ClassesAgree)
-RealFilesKeepTheTotals = balanced(test_model_agrees.RealFilesAgree)
+FailuresKeepTheTotals = balanced(test_agrees.FailuresAgree)
+GeneratedKeepTheTotals = balanced(test_agrees.GeneratedAgree)
+NamesKeepTheTotals = balanced(test_agrees.NamesAgree)
+ArgumentsKeepTheTotals = balanced(test_agrees.ArgumentsAgree)
+ClassesKeepTheTotals = balanced(test_agrees.ClassesAgree)
+RealFilesKeepTheTotals = balanced(test_agrees.RealFilesAgree)
 
 
-class FailedImportsKeepTheTotals(test_import_agrees.ImportsAgree):
+class FailedImportsKeepTheTotals(test_module_agrees.ImportsAgree):
     """An import that fails can be repeated; one that succeeds happens once for a file."""
 
     def setUp(self):
@@ -94,7 +95,7 @@ class FailedImportsKeepTheTotals(test_import_agrees.ImportsAgree):
         attempts = []
 
         def attempt():
-            attempts[:] = [test_import_agrees.record_import(
+            attempts[:] = [test_module_agrees.record_import(
                 lambda: imp.load_dynamic("Kelvaro", path), **how)]
 
         attempt()

@@ -2,7 +2,7 @@
 
 import unittest
 
-from tests.support.driving import BLUE, LISTING, ReceiverTest, raising, read
+from tests.support.receiver import BLUE, LISTING, ReceiverTest, raising, read
 from tests.support.faults import descriptors_at_rest
 
 REFUSAL = RuntimeError("only the screen in front can open another")

@@ -12,7 +12,7 @@ import unittest
 import weakref
 
 from tests.support.balance import memory
-from tests.support.driving import BLUE, CACHE, ReceiverTest, document, entry
+from tests.support.receiver import BLUE, CACHE, ReceiverTest, document, entry
 
 from Components.Console import Console
 from Screens.MessageBox import MessageBox

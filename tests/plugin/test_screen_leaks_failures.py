@@ -4,9 +4,9 @@
 import contextlib
 import unittest
 
-from tests.support.driving import (
-    BLUE, Broken, LISTING, Old, breaking_at, raising, refusing, write)
-from tests.support.test_screen_leaks import LeakTest
+from tests.support.receiver import (
+    BLUE, LISTING, Broken, Old, breaking_at, raising, refusing, write)
+from tests.plugin.test_screen_leaks import LeakTest
 
 
 class FailingRounds(LeakTest):
@@ -61,8 +61,8 @@ class FailingRounds(LeakTest):
         results = [[("t", [])], [(u"\xe4", [], "info")], [()], None, [("t", [], "info")] * 3 + [5]]
         code, result = [None], [None]
         self.boot(encoding="ascii")
-        self.replace("parse_xml", lambda: code[0])
-        self.replace("load_cache", lambda: result[0])
+        self.replace(parse_xml=lambda: code[0])
+        self.replace(load_cache=lambda: result[0])
 
         def one_round():
             self.box.open_news()
@@ -97,7 +97,7 @@ class FailingRounds(LeakTest):
         shapes = [[], [()], [("t",)], [("t", [()])], [("t", [("i",)])], [(5, [])],
                   [(u"\xe4", [])], [("t", [(u"\xe4", [])])], [("t", [("i", [u"\xe4"])])]]
         current = [None]
-        self.replace("load_cache", lambda: current[0])
+        self.replace(load_cache=lambda: current[0])
 
         def one_round():
             for current[0] in shapes:

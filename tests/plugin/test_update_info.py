@@ -3,8 +3,7 @@
 
 import unittest
 
-from tests.support.driving import (
-    BLUE, LISTING, ReceiverTest, WAIT, document, entry, write)
+from tests.support.receiver import BLUE, LISTING, WAIT, ReceiverTest, document, entry, write
 
 from Screens.Screen import Screen
 
@@ -173,12 +172,12 @@ class Opening(DetailTest):
         def noting(name, original):
             return lambda *args: made.append(name) or original(*args)
         for name in ("StaticText", "ScrollLabel", "Label", "ActionMap", "load_cache"):
-            self.replace(name, noting(name, getattr(self.module, name)))
+            self.replace(**{name: noting(name, getattr(self.module, name))})
 
         class Base(object):
             __init__ = staticmethod(noting("Screen", Screen.__init__))
-        self.replace("Screen", Base)
-        self.replace("header", "H: ")
+        self.replace(Screen=Base)
+        self.replace(header="H: ")
         self.open_detail(1)
         self.assertEqual(made, ["Screen", "StaticText", "load_cache", "ScrollLabel", "Label"]
                          + ["StaticText"] * 4 + ["ActionMap"])
@@ -213,14 +212,14 @@ class Texts(DetailTest):
 
     def test_are_made_by_a_replaced_str_of_the_module(self):
         screen = self.detail("T", [("item", ["more"])])
-        self.replace("header", "H")
-        self.replace("str", lambda text: "str of " + text)
+        self.replace(header="H")
+        self.replace(str=lambda text: "str of " + text)
         self.assertEqual(screen.getNews(), "* str of item\n    - str of more\n\n")
         self.assertEqual(screen.getHeaderWithDate(), "str of HT")
 
     def test_join_the_header_and_the_title_without_a_separator(self):
         screen = self.detail(u"T", [])
-        self.replace("header", "H")
+        self.replace(header="H")
         self.assertEqual(screen.getHeaderWithDate(), "HT")
         self.assertIs(type(screen.getHeaderWithDate()), str)
 

@@ -5,7 +5,7 @@ import os
 import time
 import unittest
 
-from tests.support.driving import BLUE, Broken, LISTING, raising, read, write
+from tests.support.receiver import BLUE, LISTING, Broken, raising, read, write
 from tests.plugin.test_update_info import DetailTest
 
 from Components.Console import Console

@@ -5,9 +5,9 @@ import os
 import sys
 import unittest
 
-from tests.support.driving import (
-    BLUE, Broken, CACHE, LISTING, Old, WAIT, breaking_at, document, entry, raising,
-    refusing, write)
+from tests.support.receiver import (
+    BLUE, CACHE, LISTING, WAIT, Broken, Old, breaking_at, document, entry, raising, refusing,
+    write)
 from tests.plugin.test_update_info import DetailTest, HEADER, UPDATES_KEYS, WIDGETS
 
 from Components.ScrollLabel import ScrollLabel
@@ -44,7 +44,7 @@ class TitleGuard(DetailTest):
             if len(calls) == 1:
                 raise error
             return StaticText(*args)
-        self.replace("StaticText", make)
+        self.replace(StaticText=make)
 
     def test_a_screen_without_it_switches_its_views_all_the_same(self):
         self.install_opkg(BLUE)
@@ -119,7 +119,7 @@ class Construction(DetailTest):
                 ("StaticText", 5, 370, 6), ("ActionMap", 1, 371, 7)]:
             self.boot()
             self.open_browser()
-            self.replace(name, breaking_at(count, getattr(self.module, name)))
+            self.replace(**{name: breaking_at(count, getattr(self.module, name))})
             screen = self.assertConstructionFails(line, widgets)
             self.assertIsNone(screen.Console)
 
@@ -171,11 +171,11 @@ class Construction(DetailTest):
                 ([("t", [()])], IndexError, [INIT % 365, "ZirkUpdateInfo.getNews:454"], 1),
                 ([("t", [("i",)])], IndexError, [INIT % 365, "ZirkUpdateInfo.getNews:455"], 1),
                 ([(5, [])], TypeError, [INIT % 366, "ZirkUpdateInfo.getHeaderWithDate:462"], 2)]:
-            self.replace("load_cache", lambda: entries)
+            self.replace(load_cache=lambda: entries)
             self.assertConstructionFails(trail, widgets, error=error)
 
     def test_fails_in_the_updates_view_when_all_is_made(self):
-        self.replace("fileExists", raising())
+        self.replace(fileExists=raising())
         screen = self.assertConstructionFails(
             [INIT % 384, "ZirkUpdateInfo.bluePressed:405", "ZirkUpdateInfo.getUpdates:466"], 8,
             args=(0, True))
@@ -193,7 +193,7 @@ class Encodings(DetailTest):
                     entry("plain", None, [("plain", ["\xc3\xb6"])]), entry("\xc3\xa4"))
 
     def open_browser(self):
-        self.replace("AllNews", type("Quiet", (self.module.AllNews,), {"setMenu": lambda _: 0}))
+        self.replace(AllNews=type("Quiet", (self.module.AllNews,), {"setMenu": lambda _: 0}))
         self.box.open_news()
         self.assertEqual(self.module.parse_xml(), 1)
 
@@ -213,8 +213,8 @@ class Encodings(DetailTest):
     def test_a_header_that_is_not_ascii_fails_at_the_joining(self):
         self.boot(encoding="ascii")
         self.open_browser()
-        self.replace("header", "\xc3\xa4")
-        self.replace("load_cache", lambda: [(u"title", [])])
+        self.replace(header="\xc3\xa4")
+        self.replace(load_cache=lambda: [(u"title", [])])
         self.assertFails(UnicodeDecodeError,
                          [INIT % 366, "ZirkUpdateInfo.getHeaderWithDate:462"], self.open_detail)
 
@@ -289,7 +289,7 @@ class Steps(DetailTest):
         self.assertFails(IndexError, ["ZirkUpdateInfo.getText:394",
                                       "ZirkUpdateInfo.getHeaderWithDate:462"],
                          screen.getText, "header")
-        self.replace("fileExists", raising())
+        self.replace(fileExists=raising())
         self.assertFails(Broken, ["ZirkUpdateInfo.getText:392", "ZirkUpdateInfo.getUpdates:466"],
                          screen.getText, "updates")
 

@@ -7,8 +7,8 @@ import unittest
 
 from simulator import packages
 from simulator.packages import Package
-from tests.support.driving import (
-    BLUE, Broken, LISTING, NO_CONNECTION, WAIT, breaking_at, raising, read, write)
+from tests.support.receiver import (
+    BLUE, LISTING, NO_CONNECTION, WAIT, Broken, breaking_at, raising, read, write)
 from tests.plugin.test_update_info import DetailTest
 
 from Components.Console import Console
@@ -124,7 +124,7 @@ class Flag(UpdatesTest):
         config = Anything()
         config.usage = Anything()
         config.usage.update_available = Anything()
-        self.replace("config", config)
+        self.replace(config=config)
         self.listing(BLUE)
         self.assertIs(config.usage.update_available.value, True)
         self.assertFalse(self.flag)
@@ -205,7 +205,7 @@ class Running(UpdatesTest):
 
     def test_without_a_place_for_the_listing_reads_as_no_connection(self):
         self.install_opkg(BLUE)
-        self.replace("packagetmpfile", "/tmp/nowhere/listing")
+        self.replace(packagetmpfile="/tmp/nowhere/listing")
         self.box.press("ok", "blue")
         self.box.settle()
         self.assertEqual(self.box.text("update"), NO_CONNECTION)
@@ -251,9 +251,9 @@ class Methods(UpdatesTest):
         class Runner(object):
             def ePopen(self, *args, **kwargs):
                 calls.append((args, kwargs))
-        self.replace("Console", Runner)
-        self.replace("packagetmpfile", "a file")
-        self.replace("fileExists", lambda path: calls.append(path))
+        self.replace(Console=Runner)
+        self.replace(packagetmpfile="a file")
+        self.replace(fileExists=lambda path: calls.append(path))
         screen = self.open_detail()
         self.assertIsNone(screen.getUpdates())
         self.assertIs(type(screen.Console), Runner)
@@ -273,7 +273,7 @@ class Methods(UpdatesTest):
         write(LISTING, BLUE)
         screen = self.open_detail()
         screen["update"].setText = lambda text: log.append("found" if BLUE[:9] in text else text)
-        self.replace("open", Stream)
+        self.replace(open=Stream)
         screen.bluePressed()
         self.assertEqual(log, [WAIT, LISTING, "found"])
 
@@ -320,7 +320,7 @@ class Failures(UpdatesTest):
 
     def test_of_each_step_before_the_first_command(self):
         for name, line in [("fileExists", 466), ("Console", 467)]:
-            self.replace(name, raising())
+            self.replace(**{name: raising()})
             screen = self.open_detail()
             self.assertFails(Broken, ["ZirkUpdateInfo.bluePressed:405",
                                       "ZirkUpdateInfo.getUpdates:%d" % line],
@@ -342,7 +342,7 @@ class Failures(UpdatesTest):
 
     def test_of_a_new_runner_in_the_middle(self):
         screen = self.open_detail()
-        self.replace("Console", raising())
+        self.replace(Console=raising())
         self.assertFails(Broken, ["ZirkUpdateInfo.opkg_update_finished:475"],
                          screen.opkg_update_finished, "", 0)
         self.unbind("packagetmpfile")
@@ -365,15 +365,15 @@ class Failures(UpdatesTest):
         self.assertShowingFails(IOError, 481)
 
     def test_of_a_listing_that_is_gone_after_all(self):
-        self.replace("fileExists", lambda path: True)
+        self.replace(fileExists=lambda path: True)
         self.assertShowingFails(IOError, 481)
 
     def test_of_a_listing_that_cannot_be_read(self):
-        self.replace("packagetmpfile", "/proc/self/mem")  # opens, but has nothing at its start
+        self.replace(packagetmpfile="/proc/self/mem")  # opens, but has nothing at its start
         self.assertShowingFails(IOError, 482)
 
     def test_of_the_second_look_for_the_listing(self):
-        self.replace("fileExists", breaking_at(2, lambda path: True))
+        self.replace(fileExists=breaking_at(2, lambda path: True))
         self.assertShowingFails(Broken, 480)
 
     def test_of_each_text_leave_the_flag_alone(self):
@@ -392,7 +392,7 @@ class Failures(UpdatesTest):
 
     def test_of_a_translation_with_another_number_of_places(self):
         write(LISTING, BLUE)
-        self.replace("_", lambda text: "%s" if "Package :" in text else text)
+        self.replace(_=lambda text: "%s" if "Package :" in text else text)
         self.assertShowingFails(TypeError, 494)
 
     def test_of_the_flag_leave_the_text_alone(self):

@@ -13,7 +13,7 @@ import unittest
 
 from simulator import packages
 from simulator.models import MODELS
-from tests.support.driving import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
+from tests.support.receiver import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
 
 PATIENCE = 15  # real seconds until an expected event must have come
 

@@ -8,7 +8,8 @@ import sys
 import urllib2
 import xml.parsers.expat
 
-from tests.support.described import CLASSES, ModuleTest
+from tests.support.model import CLASSES
+from tests.support.receiver import ModuleTest
 
 #: How many bytes the process may grow by in a check; a lost text in each round is more.
 MEMORY = 64000

@@ -14,7 +14,8 @@ import sys
 import tempfile
 import traceback
 
-from tests.support import recording, scenarios, test_import_agrees, twins
+from tests.plugin import test_module_agrees
+from tests.support import recording, scenarios, twins
 
 #: Of the failures that could be tried in a process of their own, one in so many is (1: all). Those
 #: that need none are quicker: of them one in STEP is tried.
@@ -191,7 +192,7 @@ class ImportWalk(object):
             if "Kelvaro" not in sys.modules:
                 raise SystemError("no exception")
             return sys.modules["Kelvaro"]
-        return test_import_agrees.record_import(load).outcomes, made[0]
+        return test_module_agrees.record_import(load).outcomes, made[0]
 
     def learn(self):
         outcomes, made = self.run(0, self.new_initialiser())

@@ -21,7 +21,7 @@ import urlparse
 
 from simulator.receiver import Receiver
 from tests.support.balance import memory
-from tests.support.driving import BLUE, LISTING, OPKG, WAIT, document, entry, write
+from tests.support.receiver import BLUE, LISTING, OPKG, WAIT, document, entry, write
 from tests.support.faults import children, descriptors
 from tests.support.network_faults import FAULTS, WITHOUT_WAITING
 

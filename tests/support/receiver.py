@@ -1,8 +1,9 @@
 # -*- coding: utf-8 -*-
-"""What the tests of the screens and of the notifier share: a receiver, a feed, an opkg."""
+"""What the tests of the module share: a booted receiver, a feed, an opkg; and how they judge."""
 
 import os
 import shutil
+import socket
 import sys
 import tempfile
 import traceback
@@ -18,13 +19,14 @@ LISTING = "/tmp/.package.tmp"
 CACHE = "/tmp/.updatecache"
 SCRATCH = "/tmp/.installed"
 OPKG = "/usr/bin/opkg"
+CONFIGURATION = "/etc/opkg/all-feed.conf"  # its first line leads to the feed
+
 WAIT = "Please wait ..."
 NO_CONNECTION = "It seems that your Internet connection is not ok, please check it"
 NOT_ANALYZED = "The news file can not be analyzed, please be patient and try again later"
+BLUE = "enigma2-skin-blue - 3.4-r5 - 3.5-r0\n"  # one upgradable package, as opkg prints it
 
 SOURCE = "plugin/src/Kelvaro"  # the file that the module's traceback entries name
-
-BLUE = "enigma2-skin-blue - 3.4-r5 - 3.5-r0\n"  # one upgradable package, as opkg prints it
 
 
 class Broken(Exception):
@@ -34,6 +36,15 @@ class Broken(Exception):
 class Old:
     """An exception of a classic class, derived from nothing."""
 
+
+class Blank(object):
+    """An object to put attributes on: Blank(name=value, ...)."""
+
+    def __init__(self, **attributes):
+        vars(self).update(attributes)
+
+
+# Documents.
 
 def entry(title, kind=None, items=()):
     """An <update> element. items: pairs of a text, None for an item without, and descriptions."""
@@ -55,6 +66,8 @@ NEWS = document(
     entry("Release 3.1", None, [("Faster", [])]),
     entry("Meeting", "info"))
 
+
+# Broken parts of the host.
 
 def raising(error=Broken):
     """A function that takes anything and raises `error`."""
@@ -91,12 +104,7 @@ def refusing(screen_class, attribute=None, widget=None, error=Broken):
                 {"__setattr__": set_attribute, "__setitem__": set_widget})
 
 
-def trail():
-    """The module's traceback entries of the exception being handled: ["Class.method:line"]."""
-    return ["%s:%d" % (name[len("Kelvaro."):], line)
-            for filename, line, name, _ in traceback.extract_tb(sys.exc_info()[2])
-            if filename == SOURCE]
-
+# Files and addresses.
 
 def write(path, content):
     with open(path, "wb") as stream:
@@ -108,15 +116,92 @@ def read(path):
         return stream.read()
 
 
-class ReceiverTest(unittest.TestCase):
-    """Each test has a freshly booted receiver, `self.box`, and a feed server, `self.feed`.
+def configure(content):
+    """Write the feed's configuration; None removes it."""
+    if content is not None:
+        write(CONFIGURATION, content)
+    elif os.path.exists(CONFIGURATION):
+        os.remove(CONFIGURATION)
 
-    options: of the Receiver. news, statistics: what the feed serves; None is a 404.
+
+def closed_port():
+    """Return a TCP port of 127.0.0.1 on which nobody listens."""
+    listener = socket.socket()
+    listener.bind(("127.0.0.1", 0))
+    port = listener.getsockname()[1]
+    listener.close()
+    return port
+
+
+def trail():
+    """The module's traceback entries of the exception being handled: ["Class.method:line"].
+
+    What the import passes is called "init Kelvaro".
+    """
+    entries = traceback.extract_tb(sys.exc_info()[2])
+    return ["%s:%d" % (name[len("Kelvaro."):] if name.startswith("Kelvaro.") else name, line)
+            for filename, line, name, _ in entries if filename == SOURCE]
+
+
+class ModuleTest(unittest.TestCase):
+    """Each test has a freshly booted receiver, `self.box`, and in it the module, `self.module`.
+
+    options: of the Receiver; here the module lies at the top level.
     """
 
-    options = {}
-    news = NEWS
-    statistics = "EXTENSIONS\nfoo;12\nSKINS\nbar-hd;3\n"
+    options = {"plugin_package": False}
+
+    def setUp(self):
+        self.boot()
+
+    def boot(self, **options):
+        """Start the receiver anew."""
+        self.box = Receiver(**dict(self.options, **options))
+        self.module = self.box.module
+        self.addCleanup(self.box.close)
+        return self.box
+
+    def replace(self, **names):
+        """Bind names of the module anew until the test ends."""
+        for name, value in names.items():
+            self.box.patch(self.module, name, value)
+
+    def unbind(self, name):
+        """Take a name out of the module until the test ends."""
+        self.replace(**{name: None})
+        delattr(self.module, name)
+
+    def assertFails(self, error, entries, function, *args, **kwargs):
+        """The call raises `error`, which has passed the module's functions as `entries` says.
+
+        error: the exception itself or its exact class. entries: ["Class.method:line", ...], the
+        outermost first. Returns the exception.
+        """
+        try:
+            function(*args, **kwargs)
+        except:  # noqa: E722 - also what is no Exception, and what is of a classic class
+            kind, value = sys.exc_info()[:2]
+            found, text = trail(), traceback.format_exc()
+            sys.exc_clear()
+        else:
+            self.fail("nothing was raised")
+        self.assertIs(value if isinstance(error, BaseException) else kind, error, text)
+        self.assertEqual(found, list(entries))
+        return value
+
+    def assertFiles(self, present=(), absent=()):
+        self.assertEqual([path for path in present if not os.path.exists(path)], [])
+        self.assertEqual([path for path in absent if os.path.lexists(path)], [])
+
+
+class FeedTest(ModuleTest):
+    """There is a feed, too, `self.feed`, and the receiver's configuration leads to it.
+
+    news, statistics: what it serves; None is a 404.
+    """
+
+    news = None
+    statistics = None
 
     @classmethod
     def setUpClass(cls):
@@ -129,26 +214,37 @@ class ReceiverTest(unittest.TestCase):
         shutil.rmtree(cls._directory)
 
     def setUp(self):
+        shutil.rmtree(self._directory)
+        os.mkdir(self._directory)
+        del self.feed.requests[:]
+        self.addCleanup(self.feed.clear)
         self.serve(self.news)
         self.serve(self.statistics, "zirkdlstat.txt")
-        self.addCleanup(self.feed.clear)
-        self._opkg = None  # where the link to the stand-in points, while it is replaced
-        self.addCleanup(self.restore_opkg)
-        self.boot()
+        super(FeedTest, self).setUp()
 
     def boot(self, **options):
-        """Start the receiver anew."""
-        self.box = Receiver(**dict(dict(self.options, feed_url=self.feed.url), **options))
-        self.module = self.box.module
-        self.addCleanup(self.box.close)
-        return self.box
+        return super(FeedTest, self).boot(**dict({"feed_url": self.feed.url}, **options))
 
     def serve(self, content, name="zirknews.xml"):
+        """Have the feed serve a file with this content; None is a 404."""
         path = os.path.join(self._directory, name)
         if content is not None:
             write(path, content)
         elif os.path.exists(path):
             os.remove(path)
+
+
+class ReceiverTest(FeedTest):
+    """The whole plug-in: its screens over the session, a feed with news, an opkg."""
+
+    options = {}
+    news = NEWS
+    statistics = "EXTENSIONS\nfoo;12\nSKINS\nbar-hd;3\n"
+
+    def setUp(self):
+        self._opkg = None  # where the link to the stand-in points, while it is replaced
+        self.addCleanup(self.restore_opkg)
+        super(ReceiverTest, self).setUp()
 
     # Opening.
 
@@ -199,20 +295,11 @@ class ReceiverTest(unittest.TestCase):
             os.symlink(self._opkg, OPKG)
             self._opkg = None
 
-    # Breaking the host.
-
-    def replace(self, name, value):
-        """Bind a name of the module anew until the test ends."""
-        return self.box.patch(self.module, name, value)
-
-    def unbind(self, name):
-        """Take a name out of the module until the test ends."""
-        self.replace(name, None)
-        delattr(self.module, name)
+    # Texts.
 
     def mark_texts(self):
         """Have every text translated to itself between angle brackets."""
-        self.replace("_", "<%s>".__mod__)
+        self.replace(_="<%s>".__mod__)
 
     def note_texts(self, broken=None, error=Broken):
         """Note what is translated in the list returned; translating `broken` raises."""
@@ -223,26 +310,5 @@ class ReceiverTest(unittest.TestCase):
             if text == broken:
                 raise error
             return text
-        self.replace("_", translate)
+        self.replace(_=translate)
         return texts
-
-    # Judging.
-
-    def assertFails(self, error, entries, function, *args, **kwargs):
-        """The call raises `error`, which passed the module's functions as `entries` says.
-
-        entries: ["Class.method:line", ...], the outermost first. Returns the exception.
-        """
-        try:
-            function(*args, **kwargs)
-        except:  # noqa: E722 - also what is no Exception, and what is of a classic class
-            kind, value = sys.exc_info()[:2]
-            found = trail()
-        else:
-            self.fail("nothing was raised")
-        self.assertEqual((kind.__name__, found), (error.__name__, entries))
-        return value
-
-    def assertFiles(self, present=(), absent=()):
-        self.assertEqual([path for path in present if not os.path.exists(path)], [])
-        self.assertEqual([path for path in absent if os.path.lexists(path)], [])

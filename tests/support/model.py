@@ -1,0 +1,69 @@
+"""The module's face as its model in Python has it: names, source lines, parameters."""
+
+import ast
+import os
+
+#: The module in plain Python, with each statement on its source line.
+MODEL = os.path.abspath(os.path.join(
+    os.path.dirname(__file__), "..", "..", "plugin", "model", "Kelvaro.py"))
+
+with open(MODEL) as _stream:
+    TEXT = _stream.read()
+
+
+def _parameters(function):
+    """Return what stands between the parentheses of a definition."""
+    names = [argument.id for argument in function.args.args]
+    defaults = [ast.literal_eval(value) for value in function.args.defaults]
+    plain = len(names) - len(defaults)
+    return ", ".join(names[:plain] + ["%s=%r" % pair for pair in zip(names[plain:], defaults)])
+
+
+def _functions(body):
+    """Return triples (line, name, parameters); `__os_function__` is the model's own."""
+    return [(node.lineno, node.name, _parameters(node)) for node in body
+            if isinstance(node, ast.FunctionDef) and node.name != "__os_function__"]
+
+
+def _import(node):
+    """Return (line, module, names imported from it, as the statement has them).
+
+    No names: the module itself is bound, by its first component. None: a star.
+    """
+    if isinstance(node, ast.Import):
+        return node.lineno, node.names[0].name, ()
+    names = tuple(alias.name + (" as " + alias.asname if alias.asname else "")
+                  for alias in node.names)
+    return node.lineno, node.module, None if names == ("*",) else names
+
+
+_BODY = ast.parse(TEXT).body
+
+#: (line, module, names); see _import.
+IMPORTS = [_import(node) for node in _BODY if isinstance(node, (ast.Import, ast.ImportFrom))]
+
+#: (line, name, parameters).
+FUNCTIONS = _functions(_BODY)
+
+#: (line, name, whether it derives from Screen, methods as in FUNCTIONS).
+CLASSES = [(node.lineno, node.name, bool(node.bases), _functions(node.body))
+           for node in _BODY if isinstance(node, ast.ClassDef)]
+
+#: (line, name): the values bound at the import that are neither functions nor classes.
+VALUES = [(node.lineno, node.targets[0].id) for node in _BODY if isinstance(node, ast.Assign)]
+
+
+def bound_by_line(star=()):
+    """Return a list of (line, names bound there), in order. star: what `import *` brings."""
+    lines = []
+    for line, module, names in IMPORTS:
+        if names is None:
+            bound = list(star)
+        elif names:
+            bound = [name.split(" as ")[-1] for name in names]
+        else:
+            bound = [module.split(".")[0]]
+        lines.append((line, bound))
+    for rows in (FUNCTIONS, CLASSES, VALUES):
+        lines.extend((row[0], [row[1]]) for row in rows)
+    return sorted(lines)
