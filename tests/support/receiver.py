@@ -7,11 +7,11 @@ import socket
 import sys
 import tempfile
 import traceback
-import unittest
 from xml.sax.saxutils import escape, quoteattr
 
 from simulator.feedserver import FeedServer
 from simulator.receiver import Receiver
+from tests.support.leaks import LeakCheckedTest
 
 from Screens.Screen import Screen
 
@@ -143,7 +143,7 @@ def trail():
             for filename, line, name, _ in entries if filename == SOURCE]
 
 
-class ModuleTest(unittest.TestCase):
+class ModuleTest(LeakCheckedTest):
     """Each test has a freshly booted receiver, `self.box`, and in it the module, `self.module`.
 
     options: of the Receiver; here the module lies at the top level.
@@ -203,21 +203,11 @@ class FeedTest(ModuleTest):
     news = None
     statistics = None
 
-    @classmethod
-    def setUpClass(cls):
-        cls._directory = tempfile.mkdtemp()
-        cls.feed = FeedServer(cls._directory).start()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.feed.stop()
-        shutil.rmtree(cls._directory)
-
     def setUp(self):
-        shutil.rmtree(self._directory)
-        os.mkdir(self._directory)
-        del self.feed.requests[:]
-        self.addCleanup(self.feed.clear)
+        self._directory = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self._directory)
+        self.feed = FeedServer(self._directory).start()
+        self.addCleanup(self.feed.stop)
         self.serve(self.news)
         self.serve(self.statistics, "zirkdlstat.txt")
         super(FeedTest, self).setUp()

@@ -1,0 +1,127 @@
+"""Whether what is done again and again leaves something behind.
+
+A debug interpreter counts all references, and the one made of python.cpp the bytes held, too;
+there each test of LeakCheckedTest is repeated until it leaves both as they were. Other interpreters
+run each test once, and look at descriptors and child processes only.
+"""
+
+import array
+import gc
+import os
+import sys
+import threading
+import time
+import unittest
+import urlparse
+
+COUNTS = hasattr(sys, "gettotalrefcount")
+
+#: How often there may be more than before until that is a leak, for caches fill. First with the
+#: quick collection, that of the youngest objects; then with the whole one, which also gives back
+#: the freed objects that the interpreter keeps for new ones.
+GENERATIONS = [0] * 4 + [2] * 40
+
+
+def once(reason):
+    """Decorates a test, or a class of them, that cannot be repeated; the reason says why."""
+    def decorate(test):
+        test.once = reason
+        return test
+    return decorate
+
+
+def totals(generation):
+    """Return the references and the bytes that the process has, after collecting garbage."""
+    sys.exc_clear()
+    urlparse.clear_cache()
+    gc.collect(generation)
+    held = __import__("faults").held() if "faults" in sys.builtin_module_names else 0
+    # Not a list: it would hold references itself.
+    return array.array("l", (sys.gettotalrefcount(), held))
+
+
+def loss(call):
+    """Call again and again; return what each call leaves behind, as text, or None.
+
+    A call that once leaves no more than it found has lost nothing: what is lost each time shows
+    each time. With the whole collection it takes two calls in a row: the first may give back what
+    earlier calls have left, and so hide what one loses.
+    """
+    clean = 0
+    gc.disable()
+    try:
+        for generation in GENERATIONS:
+            before = totals(generation)
+            call()
+            after = totals(generation)
+            clean = clean + 1 if after[0] <= before[0] and after[1] <= before[1] else 0
+            if clean and (clean > 1 or generation == 0):
+                return None
+    finally:
+        gc.enable()
+    return "leaves %d references and %d bytes more each time" % (
+        after[0] - before[0], after[1] - before[1])
+
+
+def descriptors():
+    """Return how many files this process has open, once its feed servers are at rest."""
+    deadline = time.time() + 10
+    while any(thread.name == "feed connection" for thread in threading.enumerate()):
+        if time.time() > deadline:
+            raise RuntimeError("a connection of the feed server does not end")
+        time.sleep(0.002)
+    return len(os.listdir("/proc/self/fd")) - 1  # but for the one that lists them
+
+
+def children():
+    """Return the ids of this process's children, also of those that nobody has waited for."""
+    found = []
+    for number in os.listdir("/proc"):
+        if number.isdigit():
+            try:
+                with open("/proc/%s/stat" % number) as stream:
+                    fields = stream.read().rpartition(")")[2].split()
+            except IOError:
+                continue  # has just ended
+            if int(fields[1]) == os.getpid():
+                found.append(int(number))
+    return sorted(found)
+
+
+class LeakCheckedTest(unittest.TestCase):
+    """A test that leaves nothing behind; see `once`."""
+
+    once = None
+
+    def run(self, result=None):
+        self._begin()
+        test = getattr(self, self._testMethodName)
+        if COUNTS and not (self.once or getattr(test, "once", None)):
+            setattr(self, self._testMethodName, lambda: self._run_repeatedly(test))
+        super(LeakCheckedTest, self).run(result)
+
+    def _run_repeatedly(self, test):
+        def again():
+            self._begin()
+            self.setUp()
+            test()
+            self._end()
+
+        test()
+        self._end()
+        text = loss(again)
+        self.setUp()  # what follows a test is still to come
+        if text is not None:
+            self.fail("the test " + text)
+
+    def _begin(self):
+        before = descriptors(), children()
+
+        def at_rest():
+            self.assertEqual((descriptors(), children()), before, "open files and children")
+        self.addCleanup(at_rest)  # the first one: it runs last
+
+    def _end(self):
+        self.tearDown()
+        if not self.doCleanups():
+            self.fail("a cleanup has failed")
