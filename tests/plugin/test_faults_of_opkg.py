@@ -21,7 +21,7 @@ from tests.support.receiver import (
 from tests.support.faults import Recording, children, descriptors_at_rest
 from tests.support.sampling import sampled
 from tests.plugin.test_update_info_packages import UP_TO_DATE, UpdatesTest, block
-from tests.support.twins import MODEL
+from tests.support.model import MODEL
 
 from Screens.MessageBox import MessageBox
 

@@ -1,8 +1,9 @@
 """Whether what is done again and again leaves something behind.
 
 A debug interpreter counts all references, and the one made of python.cpp the bytes held, too;
-there each test of LeakCheckedTest is repeated until it leaves both as they were. Other interpreters
-run each test once, and look at descriptors and child processes only.
+there LeakCheckedTest repeats its tests, one in ONE_IN of them, until they leave both as they were.
+Everywhere it looks at open files and child processes. Where references are not counted, `loss`
+counts those to what is used everywhere, and the objects that the garbage collector knows.
 """
 
 import array
@@ -13,8 +14,14 @@ import threading
 import time
 import unittest
 import urlparse
+import zlib
+
+from tests.support.sampling import ONE_IN
 
 COUNTS = hasattr(sys, "gettotalrefcount")
+
+#: What other interpreters count the references to.
+SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
 
 #: How often there may be more than before until that is a leak, for caches fill. First with the
 #: quick collection, that of the youngest objects; then with the whole one, which also gives back
@@ -35,6 +42,8 @@ def totals(generation):
     sys.exc_clear()
     urlparse.clear_cache()
     gc.collect(generation)
+    if not COUNTS:
+        return array.array("l", (sum(map(sys.getrefcount, SHARED)), len(gc.get_objects())))
     held = __import__("faults").held() if "faults" in sys.builtin_module_names else 0
     # Not a list: it would hold references itself.
     return array.array("l", (sys.gettotalrefcount(), held))
@@ -59,8 +68,8 @@ def loss(call):
                 return None
     finally:
         gc.enable()
-    return "leaves %d references and %d bytes more each time" % (
-        after[0] - before[0], after[1] - before[1])
+    return "leaves %d references and %d %s more each time" % (
+        after[0] - before[0], after[1] - before[1], "bytes" if COUNTS else "objects")
 
 
 def descriptors():
@@ -96,7 +105,8 @@ class LeakCheckedTest(unittest.TestCase):
     def run(self, result=None):
         self._begin()
         test = getattr(self, self._testMethodName)
-        if COUNTS and not (self.once or getattr(test, "once", None)):
+        if (COUNTS and not (self.once or getattr(test, "once", None))
+                and zlib.crc32(self.id()) % ONE_IN == 0):
             setattr(self, self._testMethodName, lambda: self._run_repeatedly(test))
         super(LeakCheckedTest, self).run(result)
 

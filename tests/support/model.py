@@ -4,8 +4,8 @@ import ast
 import os
 
 #: The module in plain Python, with each statement on its source line.
-MODEL = os.path.abspath(os.path.join(
-    os.path.dirname(__file__), "..", "..", "plugin", "model", "Kelvaro.py"))
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+MODEL = os.path.join(ROOT, "plugin", "model", "Kelvaro.py")
 
 with open(MODEL) as _stream:
     TEXT = _stream.read()
@@ -48,6 +48,16 @@ FUNCTIONS = _functions(_BODY)
 #: (line, name, whether it derives from Screen, methods as in FUNCTIONS).
 CLASSES = [(node.lineno, node.name, bool(node.bases), _functions(node.body))
            for node in _BODY if isinstance(node, ast.ClassDef)]
+
+#: Full name by name and first line, which tell the model's functions apart.
+NAMES = dict(((name, line), "Kelvaro." + name) for line, name, _ in FUNCTIONS)
+NAMES.update(((name, line), "Kelvaro.%s.%s" % (class_name, name))
+             for _, class_name, _, methods in CLASSES for line, name, _ in methods)
+
+#: The lines whose errors are handled, and those that look an error's class up.
+HANDLED = set(
+    line for node in ast.walk(ast.parse(TEXT)) if isinstance(node, (ast.TryExcept, ast.With))
+    for line in range(node.lineno, getattr(node, "handlers", node.body)[-1].lineno + 1))
 
 #: (line, name): the values bound at the import that are neither functions nor classes.
 VALUES = [(node.lineno, node.targets[0].id) for node in _BODY if isinstance(node, ast.Assign)]

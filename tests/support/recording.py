@@ -18,6 +18,8 @@ import weakref
 import xml.dom.minidom
 import xml.parsers.expat
 
+from tests.support.model import NAMES
+
 SOURCE = "plugin/src/Kelvaro"
 
 PLAIN_TYPES = frozenset([type(None), bool, int, long, float, str, unicode])
@@ -31,16 +33,18 @@ class Recorder(object):
 
     log holds the operations so far, as tuples that compare equal between implementations.
     files is the content (byte strings) of the recorded file system by path, directories the
-    set of its directories. answers gives return values of host functions by name (see
+    set of its directories. places: with `places`, the line of the module at each operation of
+    the log (None: outside of it). answers gives return values of host functions by name (see
     `answer`). outcomes is for the caller's own use. Nothing is noted while noting is false.
     """
 
     current = None
 
-    def __init__(self, fail_at=0, error=None):
+    def __init__(self, fail_at=0, error=None, places=False):
         self.fail_at = fail_at
         self.error = error
         self.log = []
+        self.places = [] if places else None
         self.outcomes = []
         self.files = {}
         self.directories = set(["/tmp", "/etc/opkg"])
@@ -61,6 +65,8 @@ class Recorder(object):
         """Write one operation down, then raise if it is the one to fail."""
         self.log.append((operation, tuple([self.describe(detail) for detail in details]),
                          self.describe_state(sys.exc_info())))
+        if self.places is not None:
+            self.places.append(line_at_work(sys._getframe()))
         if len(self.log) == self.fail_at:
             raise self.error("operation %d" % self.fail_at)
 
@@ -122,6 +128,13 @@ class Recorder(object):
         return (kind.__name__, self.describe(value), traceback_entries(traceback))
 
 
+def line_at_work(frame):
+    """The line of the innermost of the model's functions at work."""
+    while frame is not None and frame.f_code.co_filename != SOURCE:
+        frame = frame.f_back
+    return frame and frame.f_lineno
+
+
 def type_name(thing):
     """The name of a thing's class, for classic instances too."""
     return (thing.__class__ if isinstance(thing, types.InstanceType) else type(thing)).__name__
@@ -131,10 +144,6 @@ def is_native_function(thing):
     """Is it a function of the extension module (these have a type of their own)?"""
     return type(thing).__module__ not in ("__builtin__", __name__) and callable(thing) \
         and hasattr(type(thing), "__get__") and hasattr(thing, "__name__")
-
-
-# Set by `twins` from the model: the first line of each of its functions, to its full name.
-MODEL_NAMES = {}
 
 
 def traceback_entries(traceback):
@@ -150,7 +159,7 @@ def traceback_entries(traceback):
         if code.co_filename == SOURCE and name == "<module>":
             name = "init Kelvaro"
         elif code.co_filename == SOURCE and "Kelvaro." not in name:
-            name = MODEL_NAMES.get((name, code.co_firstlineno), name)
+            name = NAMES.get((name, code.co_firstlineno), name)
         entries.append((os.path.basename(code.co_filename), name, traceback.tb_lineno))
         traceback = traceback.tb_next
     return tuple(entries)

@@ -16,59 +16,28 @@ import sys
 import tempfile
 import warnings
 
-from tests.support import recording
+from tests.support import model as face, recording, scenarios
 from tests.support.recording import Recorder, SOURCE
-from tests.support.sampling import sampled
+from tests.support.sampling import ONE_IN
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-MODEL = os.path.join(ROOT, "plugin", "model", "Kelvaro.py")
-MODULE = os.environ.get("KELVARO_MODULE", os.path.join(ROOT, "build", "native", "Kelvaro.so"))
+MODULE = os.environ.get("KELVARO_MODULE", os.path.join(face.ROOT, "build", "native", "Kelvaro.so"))
 
 
 # --- loading -------------------------------------------------------------------------------
 
-def model_tree(change=None):
-    """The model's syntax tree, every statement wholly on its first line.
-
-    change: (old, new) text to replace in the source, for a model that is wrong on purpose.
-    """
-    with open(MODEL) as source_file:
-        source = source_file.read()
-    if change is not None:
-        old, new = change
-        if source.count(old) < 1:
-            raise ValueError("the model does not contain %r" % old)
-        source = source.replace(old, new, 1)
-    tree = ast.parse(source, MODEL)
+def load_model(name="Kelvaro"):
+    """Import the model under this module name, every statement wholly on its first line."""
+    tree = ast.parse(face.TEXT, face.MODEL)
     for statement in ast.walk(tree):
         if isinstance(statement, (ast.Assign, ast.AugAssign, ast.Expr, ast.Return)):
             for part in ast.walk(statement):
                 if hasattr(part, "lineno"):
                     part.lineno = statement.lineno
-    return tree
-
-
-def note_model_names(tree):
-    """Tell the recorder the full names of the model's functions."""
-    for thing in tree.body:
-        if isinstance(thing, ast.FunctionDef):
-            recording.MODEL_NAMES[(thing.name, thing.lineno)] = "Kelvaro." + thing.name
-        if isinstance(thing, ast.ClassDef):
-            for method in thing.body:
-                recording.MODEL_NAMES[(method.name, method.lineno)] = (
-                    "Kelvaro.%s.%s" % (thing.name, method.name))
-
-
-def load_model(change=None, name="Kelvaro"):
-    """Import the model under this module name (see model_tree for `change`)."""
-    tree = model_tree(change)
-    note_model_names(tree)
-    code = compile(tree, SOURCE, "exec")
     module = imp.new_module(name)
-    module.__file__ = MODEL
+    module.__file__ = face.MODEL
     sys.modules[name] = module
     try:
-        exec(code, vars(module))
+        exec(compile(tree, SOURCE, "exec"), vars(module))
     except:  # noqa: E722 - classic exceptions have no base
         sys.modules.pop(name, None)
         raise
@@ -95,10 +64,10 @@ def load_module():
 def directory_for_copies():
     """Make a directory for copies of the module.
 
-    A removed copy takes room where it was while the process lives that has loaded it, and there is
-    little in /tmp of the sandbox: so it lies where the process of a test file may write besides.
+    A removed copy takes room while the process lives that has loaded it, and the sandbox's /tmp
+    has little.
     """
-    return tempfile.mkdtemp(dir=os.environ.get("KELVARO_TEST_DIRECTORY"))
+    return tempfile.mkdtemp(dir="/var" if "KELVARO_SANDBOX" in os.environ else None)
 
 
 def load_in_package(load):
@@ -109,7 +78,7 @@ def load_in_package(load):
         package.__path__ = [directory]
         sys.modules["plugins"] = package
         if load is load_model or MODULE.endswith(".py"):
-            return load_model(name="plugins.Kelvaro")
+            return load_model("plugins.Kelvaro")
         shutil.copy(MODULE, os.path.join(directory, "Kelvaro.so"))
         return __import__("plugins.Kelvaro", fromlist=["Kelvaro"])
     finally:
@@ -214,9 +183,6 @@ ERRORS = [
     OldStyleError,
 ]
 
-# Scenarios with more operations than this are given fewer kinds of failure.
-LONG = 110
-
 UNBOUND = re.compile(r"unbound method (Kelvaro\.function object|\w+\(\))")
 FAILED = object()
 
@@ -289,14 +255,14 @@ def nameless(description):
 
 
 def run(twin, scenario, seed=0, fail_at=0, error=ERRORS[0], in_handler=False, without=None,
-        replaced=None, by=None, translation=recording.translate):
+        replaced=None, by=None, translation=recording.translate, places=False):
     """Run a scenario on one implementation; returns its Recorder.
 
     in_handler: run it while another exception is being handled; without: a name that the
     module's namespace is to lack; replaced: a name that gets the value `by` there; translation:
-    the function `_` among the builtins, or None.
+    the function `_` among the builtins, or None; places: have the recorder note `places`.
     """
-    recorder = Recorder(fail_at, error)
+    recorder = Recorder(fail_at, error, places)
     recorder.noting = False
     case = Case(twin, recorder, seed, in_handler)
     recording.set_usage()
@@ -338,20 +304,44 @@ def difference(expected, found):
     return None
 
 
-class Comparison(object):
-    """Compares scenarios on two implementations and counts the cases."""
+def reached(scenario):
+    """Return the operations of a scenario, in order: pairs (line of the module, operation)."""
+    if scenario not in _reached:
+        recorder = run(model(), scenario, places=True)
+        _reached[scenario] = [(line, entry[0])
+                              for line, entry in zip(recorder.places, recorder.log)]
+    return _reached[scenario]
 
-    def __init__(self, expected, found):
-        self.expected = expected
-        self.found = found
-        self.cases = 0
+
+_reached = {}
+
+
+def failing_operations(scenario):
+    """Return the numbers of the operations of a fixed scenario that are to fail.
+
+    They are one in ONE_IN, and each that no earlier scenario has on that line.
+    """
+    if not _first:
+        for other in scenarios.FIXED:
+            for number, place in enumerate(reached(other), 1):
+                _first.setdefault(place, (other, number))
+    return [number for number, place in enumerate(reached(scenario), 1)
+            if number % ONE_IN == 0 or _first.get(place) == (scenario, number)]
+
+
+_first = {}
+
+
+class Comparison(object):
+    """Compares scenarios on model and module."""
+
+    def __init__(self):
         self._records = []
 
     def case(self, scenario, **how):
         """The difference in one run of a scenario (see `run` for `how`), or None."""
-        self.cases += 1
-        one = run(self.expected, scenario, **how)
-        other = run(self.found, scenario, **how)
+        one = run(model(), scenario, **how)
+        other = run(module(), scenario, **how)
         self._records.append((scenario.__name__, how, other))
         if len(self._records) >= 500:
             leak = self.leak()
@@ -362,30 +352,24 @@ class Comparison(object):
             text = "%s, %s:\n%s" % (scenario.__name__, describe_how(how), text)
         return text
 
-    def failures(self, scenario, kinds=None, step=1, **how):
-        """The first difference when each operation of a scenario fails in turn, or None.
+    def failures(self, scenario, numbers=None, **how):
+        """The first difference when operations of a scenario fail in turn, or None.
 
-        Each `step`-th operation fails with `kinds` kinds of errors; the kinds rotate. None takes
-        every kind for a short scenario and two for a long one. Every second case runs while an
+        numbers: of the operations, or those of failing_operations(). Where the module handles
+        errors, an operation fails with every kind of them. Every second case runs while an
         exception is being handled.
         """
         text = self.case(scenario, **how)
-        if text is not None:
-            return text
-        operations = len(run(self.expected, scenario, **how).log)
-        if kinds is None:
-            kinds = len(ERRORS) if operations <= LONG else 2
-        for fail_at in sampled(range(1, operations + 1, step)):
-            for kind in range(kinds):
-                error = ERRORS[(fail_at * kinds + kind) % len(ERRORS)]
-                text = self.case(scenario, fail_at=fail_at, error=error,
-                                 in_handler=bool((fail_at + kind) % 2), **how)
-                if text is not None:
-                    return text
-        return None
+        for fail_at in failing_operations(scenario) if numbers is None else numbers:
+            handled = reached(scenario)[fail_at - 1][0] in face.HANDLED
+            for kind in range(len(ERRORS) if handled else 1):
+                text = text or self.case(
+                    scenario, fail_at=fail_at, error=ERRORS[(fail_at + kind) % len(ERRORS)],
+                    in_handler=bool((fail_at + kind) % 2), **how)
+        return text
 
     def leak(self):
-        """What the second implementation left alive in the cases since the last question."""
+        """What the module left alive in the cases since the last question."""
         records, self._records = self._records, []
         gc.collect()
         for name, how, recorder in records:

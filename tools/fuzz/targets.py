@@ -82,7 +82,7 @@ def agree(scenario, data):
         raise AssertionError(difference)
 
 
-comparison = twins.Comparison(twins.model(), twins.module())
+comparison = twins.Comparison()
 
 
 def statistics(data):
