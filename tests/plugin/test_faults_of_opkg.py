@@ -1,7 +1,6 @@
 # -*- coding: utf-8 -*-
 """Whatever opkg does, and whenever the screen that asked it closes: the outcomes are known."""
 
-import collections
 import errno
 import fcntl
 import gc
@@ -16,24 +15,41 @@ import weakref
 
 from simulator import packages as standin
 from simulator.packages import Package
-from tests.support.receiver import (
-    BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
-from tests.support.faults import Recording, children, descriptors_at_rest
-from tests.support.sampling import sampled
 from tests.plugin.test_update_info_packages import UP_TO_DATE, UpdatesTest, block
+from tests.support.leaks import children
 from tests.support.model import MODEL
+from tests.support.receiver import BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write
+from tests.support.sampling import sampled
 
 from Screens.MessageBox import MessageBox
 
 HOURS_24 = 24 * 3600 * 1000
-NOISE = "Downloading http://feed/all/Packages.gz.\n"
+BLUE_SHOWN = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
+NOISE = "".join(chr(byte) for byte in range(1, 256) if chr(byte) not in "\n\r ") * 1000
+LOCKED = ("Collected errors:\n * opkg_conf_load: Could not lock /usr/lib/opkg/lock: "
+          "Resource temporarily unavailable.\n")
+
+#: What opkg prints: the listing, the update, the installed packages. What comes of it: the text of
+#: the updates view, whether the background check finds updates, the installed packages.
+OUTPUTS = {
+    "nothing": ("", "", "", UP_TO_DATE, False, []),
+    "noise_without_blanks_and_line_ends":
+        (NOISE, NOISE, NOISE, UP_TO_DATE, False, (NOISE + "\n").splitlines()),
+    "what_is_no_text": ("\xff\xfe - \x80 - \xc3\n", "\xff\0", "\xff\xfe - \x80\n",
+                        block("\xff\xfe", "\x80", "\xc3"), True, ["\xff\xfe"]),
+    "zero_bytes": ("a\0b - 1 - 2\n\0\n", "\0", "a - 1\n", block("a\0b", "1", "2"), True, ["a"]),
+    "carriage_returns": ("a - 1 - 2\r\nb - 1 - 2\r", "", "a - 1\r\nb - 1\r\n",
+                         block("a", "1", "2") + block("b", "1", "2"), True, ["a", "b"]),
+    "other_separators": ("a\t-\t1\t-\t2\na -1- 2\na--1--2\na \xe2\x80\x93 1 \xe2\x80\x93 2\n"
+                         "a  -  1\n", "", "a\t-\t1\n", UP_TO_DATE, False, ["a\t-\t1"]),
+    "five_parts": ("a - 1 - 2 - 3 - 4\n", "", "a - 1 - 2\n", block("a", "1", "2"), True, ["a"]),
+    "no_name": (" - 1 - 2\n", "", " - 1\n", UP_TO_DATE, True, [""]),
+    # The second line begins with a blank.
+    "that_it_is_locked": (LOCKED, LOCKED, LOCKED, UP_TO_DATE, False, ["Collected", ""]),
+}
 
 
-def packages(number):
-    return "%d package%s" % (number, "" if number == 1 else "s")
-
-
-class Opkg(UpdatesTest, Recording):
+class Opkg(UpdatesTest):
     """What the three users of opkg make of what it does."""
 
     def script(self, *lines):
@@ -41,14 +57,9 @@ class Opkg(UpdatesTest, Recording):
         self.install_opkg()
         write(OPKG, "\n".join(("#!/bin/sh",) + lines + ("",)))
 
-    def check(self, order, fault, shown, found, installed):
-        """Check the three outcomes, and that all goes well again when opkg does.
-
-        shown: the text of the updates view. found: whether the background check finds updates.
-        installed: the list of installed packages.
-        """
+    def check(self, shown, found, installed):
+        """Check the three outcomes as in OUTPUTS, and that all goes well again when opkg does."""
         self.box.start_plugin()
-        open_files = descriptors_at_rest()
         self.box.press("ok", "blue")
         self.box.settle()
         self.assertEqual(self.box.text("update"), shown)
@@ -64,107 +75,129 @@ class Opkg(UpdatesTest, Recording):
             self.assertIsInstance(self.box.screen, MessageBox)
             self.box.answer(False)
         self.assertEqual(self.box.timers(), [HOURS_24])
-        self.assertEqual((descriptors_at_rest(), children()), (open_files, []))
-        self.record("opkg", order, fault, self.in_words(shown),
-                    "asks the user" if found else "no update",
-                    packages(len(installed)))
-        if not os.path.isdir(OPKG):
-            self.check_recovery()
-
-    def check_recovery(self):
+        self.recover()
         self.install_opkg(BLUE, installed="one - 1\n")
         self.open_browser()
         self.box.press("ok", "blue")
         self.box.settle()
-        self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
+        self.assertEqual(self.box.text("update"), BLUE_SHOWN)
         self.assertEqual(self.module.getInstalled(), ["one"])
         self.box.press("red", "red")
         self.box.pass_time(24 * 3600)
         self.assertIsInstance(self.box.screen, MessageBox)
 
-    @staticmethod
-    def in_words(shown):
-        if shown in (UP_TO_DATE, NO_CONNECTION):
-            return "up to date" if shown == UP_TO_DATE else "no connection"
-        return packages(shown.count("\nPackage : "))
+    def recover(self):
+        """What else it takes, besides another opkg."""
 
     def test_missing(self):
         self.remove_opkg()
-        self.check(0, "`opkg` missing", UP_TO_DATE, False, [])
+        self.check(UP_TO_DATE, False, [])
 
     def test_not_executable(self):
         self.script()
         os.chmod(OPKG, 0o644)
-        self.check(1, "`opkg` not executable", UP_TO_DATE, False, [])
+        self.check(UP_TO_DATE, False, [])
 
     def test_a_directory(self):
         self.remove_opkg()
         os.mkdir(OPKG)
-        self.check(2, "a directory in place of `opkg`", UP_TO_DATE, False, [])
-        os.rmdir(OPKG)
-        self.check_recovery()
+        self.recover = lambda: os.rmdir(OPKG)
+        self.check(UP_TO_DATE, False, [])
 
     def test_killed_at_once(self):
         self.script("kill -9 $$")
-        self.check(3, "`opkg` killed at once", UP_TO_DATE, False, [])
+        self.check(UP_TO_DATE, False, [])
 
     def test_killed_within_its_output(self):
         self.script('printf "a - 1 - 2\\nb - 1 -"', "kill -9 $$")
-        self.check(4, "`opkg` killed within its second line", block("a", "1", "2"), True,
-                   ["a", "b"])
+        self.check(block("a", "1", "2"), True, ["a", "b"])
 
-    def test_failing(self):
+    def test_failing_after_its_output(self):
         self.install_opkg(BLUE, update=NOISE, installed="a - 1\n", status=255)
-        self.check(5, "`opkg` failing with status 255 behind its output",
-                   block("enigma2-skin-blue", "3.4-r5", "3.5-r0"), True, ["a"])
+        self.check(BLUE_SHOWN, True, ["a"])
 
-    def test_megabytes(self):
+    def test_printing_in_pieces_that_cut_lines_and_letters(self):
+        self.script('for piece in "bl" "\\303" "\\244u" " " "- 1 -" " 2" "\\nb - 3" "\\n"; do',
+                    '  printf "$piece"; sleep 0.01', "done")
+        name = "bl\xc3\xa4u"
+        self.check(block(name, "1", "2"), True, [name, "b"])
+
+    def test_printing_a_message_with_separators_on_standard_error(self):
+        self.script('echo "Warning - this - that" >&2')
+        self.check(UP_TO_DATE, True, [])
+
+    def test_without_a_process_for_it(self):
+        def recover():
+            subprocess.Popen, os.system = popen, system
+        self.install_opkg(BLUE, installed="a - 1\n")
+        popen = self.box.patch(subprocess, "Popen", raising(OSError(errno.EAGAIN, "")))
+        system = self.box.patch(os, "system", lambda command: -1)
+        self.recover = recover
+        self.check(NO_CONNECTION, False, [])
+
+    # With the stand-in, which keeps the state that opkg keeps.
+
+    def offer(self):
+        """One package is installed, and the feed has a newer one, of which opkg knows."""
+        standin.build_feed(self._directory, [Package("a", "2")])
+        standin.install_initial_state([Package("a", "1")])
+        self.addCleanup(standin.install_initial_state, [])
+        with open(os.devnull, "w") as nothing:
+            self.assertEqual(subprocess.call([OPKG, "update"], stdout=nothing), 0)
+
+    def test_while_another_one_runs(self):
+        self.offer()
+        with open("/run/opkg.lock", "w") as lock:
+            self.addCleanup(os.remove, "/run/opkg.lock")
+            fcntl.lockf(lock, fcntl.LOCK_EX)
+            self.check(block("a", "1", "2"), True, ["a"])
+
+    def test_without_its_lists_and_without_those_of_the_feed(self):
+        self.offer()
+        shutil.rmtree("/var/lib/opkg/lists")
+        shutil.rmtree(os.path.join(self._directory, "all"))
+        self.check(UP_TO_DATE, False, ["a"])
+
+    def test_without_its_state(self):
+        self.offer()
+        shutil.rmtree("/var/lib/opkg")
+        self.check(UP_TO_DATE, False, [])
+
+
+def _test_of(listing, update, installed, *outcomes):
+    def test(self):
+        self.install_opkg(listing, update, installed)
+        self.check(*outcomes)
+    return test
+
+
+for _name, _row in OUTPUTS.items():
+    setattr(Opkg, "test_printing_" + _name, _test_of(*_row))
+
+
+class OfTheModel(Opkg):
+    """The model in plain Python makes the same of it."""
+
+    options = {"module": MODEL}
+
+
+class Waiting(UpdatesTest):
+    """opkg takes long, or prints much, or is asked twice."""
+
+    def test_for_megabytes_and_for_lines_of_megabytes(self):
         names = sampled(["package%05d%s" % (number, "x" * 240) for number in range(20000)])
-        listing = "".join("%s - 1 - 2\n" % name for name in names)
-        self.install_opkg(listing, NOISE * 50000, listing)
-        self.check(6, "5 MB of packages", "".join(block(name, "1", "2") for name in names),
-                   True, names)
+        for names, end in ((names, "\n"), (["x" * 5000000], "")):
+            listing = "".join("%s - 1 - 2%s" % (name, end) for name in names)
+            self.install_opkg(listing, listing, listing)
+            self.box.press("ok", "blue")
+            self.box.settle()
+            self.assertEqual(self.box.text("update"),
+                             "".join(block(name, "1", "2") for name in names))
+            self.box.press("red")
+            self.assertEqual(self.module.getInstalled(), names)
+            os.remove(LISTING)
 
-    def test_one_line_of_megabytes(self):
-        name = "x" * 5000000
-        self.install_opkg(name + " - 1 - 2", name, name)
-        self.check(7, "one line of 5 MB without an end", block(name, "1", "2"), True, [name])
-
-    def test_noise(self):
-        noise = "".join(chr(byte) for byte in range(1, 256) if chr(byte) not in "\n\r ") * 1000
-        self.install_opkg(noise, noise, noise)
-        self.check(8, "noise without blanks and line ends", UP_TO_DATE, False,
-                   (noise + "\n").splitlines())
-
-    def test_bytes_that_are_no_text(self):
-        self.install_opkg("\xff\xfe - \x80 - \xc3\n", "\xff\0", "\xff\xfe - \x80\n")
-        self.check(9, "names and versions that are no text", block("\xff\xfe", "\x80", "\xc3"),
-                   True, ["\xff\xfe"])
-
-    def test_zero_bytes(self):
-        self.install_opkg("a\0b - 1 - 2\n\0\n", "\0", "a - 1\n")
-        self.check(10, "zero bytes", block("a\0b", "1", "2"), True, ["a"])
-
-    def test_carriage_returns(self):
-        self.install_opkg("a - 1 - 2\r\nb - 1 - 2\r", "", "a - 1\r\nb - 1\r\n")
-        self.check(11, "carriage returns before the line ends",
-                   block("a", "1", "2") + block("b", "1", "2"), True, ["a", "b"])
-
-    def test_other_separators(self):
-        self.install_opkg("a\t-\t1\t-\t2\na -1- 2\na--1--2\na \xe2\x80\x93 1 \xe2\x80\x93 2\n"
-                          "a  -  1\n", "", "a\t-\t1\n")
-        self.check(12, "tabs, dashes and single hyphens between the parts", UP_TO_DATE, False,
-                   ["a\t-\t1"])
-
-    def test_more_parts(self):
-        self.install_opkg("a - 1 - 2 - 3 - 4\n", "", "a - 1 - 2\n")
-        self.check(13, "five parts in a line", block("a", "1", "2"), True, ["a"])
-
-    def test_no_name(self):
-        self.install_opkg(" - 1 - 2\n", "", " - 1\n")
-        self.check(14, "a package without a name", UP_TO_DATE, True, [""])
-
-    def test_hanging(self):
+    def test_without_end_for_the_update_holds_no_screen_and_no_further_check_comes(self):
         self.install_opkg(hang="update")
         self.box.start_plugin()
         self.box.hold()
@@ -175,12 +208,10 @@ class Opkg(UpdatesTest, Recording):
         self.box.pass_time(60 + 48 * 3600)
         self.assertEqual((self.box.running, self.box.timers()), (["opkg update"], []))
         self.assertFalse(self.flag)
-        self.box.press("ok", "red", "red")  # the screens don't wait for it
+        self.box.press("ok", "red", "red")
         self.assertIsNone(self.box.screen)
-        self.record("opkg", 15, "`opkg update` hanging", "waits, and closing ends it",
-                    "waits, and no further check comes", "-")
 
-    def test_hanging_listing(self):
+    def test_without_end_for_the_listing_holds_no_screen_and_no_further_check_comes(self):
         self.install_opkg(hang="list-upgradable")
         self.box.start_plugin()
         self.box.hold()
@@ -197,15 +228,18 @@ class Opkg(UpdatesTest, Recording):
         self.box.press("red")
         self.assertIsNone(self.box.screen)
         self.assertEqual(self.box.running, ["opkg list-upgradable"])
-        self.record("opkg", 15, "`opkg list-upgradable` hanging", "waits, and closing ends it",
-                    "waits, and no further check comes", "-")
 
-    def test_stopped_within_its_listing(self):
-        # The listing stays as it is then, and counts until the browser closes.
-        for order, fault, output, shown in [
-                (15.1, "`opkg list-upgradable` stopped by closing the view", "", UP_TO_DATE),
-                (15.2, "the same behind its first line", "a - 1 - 2\n", block("a", "1", "2"))]:
-            self.script('[ "$1" = update ] && exit', "printf '%s'" % output, "exec sleep 1000")
+    def test_for_installed_packages_the_GUI_does(self):
+        self.install_opkg()
+        write(OPKG, "#!/bin/sh\nsleep 0.3\n")
+        start = time.time()
+        self.assertEqual(self.module.getInstalled(), [])
+        self.assertGreaterEqual(time.time() - start, 0.3)
+
+    def test_is_ended_by_closing_and_what_was_listed_counts_until_the_browser_closes(self):
+        self.install_opkg()
+        for output, shown in [("", UP_TO_DATE), ("a - 1 - 2\n", block("a", "1", "2"))]:
+            write(OPKG, "#!/bin/sh\n[ $1 = update ] || { printf '%s'; exec sleep 1000; }" % output)
             self.box.press("ok", "blue")
             self.box.finish("opkg update")
             deadline = time.time() + 10
@@ -219,85 +253,9 @@ class Opkg(UpdatesTest, Recording):
             self.assertEqual((self.box.text("update"), self.box.commands), (shown, []))
             self.assertEqual(self.flag, shown != UP_TO_DATE)
             self.box.press("red", "red")
-            self.record("opkg", order, fault,
-                        self.in_words(shown) + " until the browser closes", "-", "-")
             self.open_browser()
-        self.install_opkg(BLUE)
-        self.box.press("ok", "blue")
-        self.box.settle()
-        self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
 
-    def test_hanging_list_of_installed_packages(self):
-        self.script("sleep 0.5")
-        start = time.time()
-        self.assertEqual(self.module.getInstalled(), [])
-        self.assertGreaterEqual(time.time() - start, 0.5)
-        self.record("opkg", 16, "`opkg list-installed` hanging", "-", "-",
-                    "the GUI waits as long")
-
-    def test_in_pieces(self):
-        self.script('for piece in "bl" "\\303" "\\244u" " " "- 1 -" " 2" "\\nb - 3" "\\n"; do',
-                    '  printf "$piece"; sleep 0.01', "done")
-        name = "bl\xc3\xa4u"
-        self.check(17, "its output in pieces that cut lines and letters", block(name, "1", "2"),
-                   True, [name, "b"])
-
-    def test_silent(self):
-        self.script()
-        self.check(18, "nothing printed", UP_TO_DATE, False, [])
-
-    def test_messages_with_separators(self):
-        self.script('echo "Warning - this - that" >&2')
-        self.check(19, "a message with two separators on standard error", UP_TO_DATE, True, [])
-
-    def test_no_process(self):
-        self.install_opkg(BLUE, installed="a - 1\n")
-        popen = self.box.patch(subprocess, "Popen", raising(OSError(errno.EAGAIN, "")))
-        system = self.box.patch(os, "system", lambda command: -1)
-        self.addCleanup(setattr, subprocess, "Popen", popen)
-
-        def recover():
-            subprocess.Popen, os.system = popen, system
-            Opkg.check_recovery(self)
-        self.check_recovery = recover
-        self.check(20, "no process to be had for it", NO_CONNECTION, False, [])
-
-    # With the stand-in, which keeps the state that opkg keeps.
-
-    def offer(self):
-        """One package is installed, and the feed has a newer one, of which opkg knows."""
-        standin.build_feed(self._directory, [Package("a", "2")])
-        standin.install_initial_state([Package("a", "1")])
-        self.addCleanup(standin.install_initial_state, [])
-        self.assertEqual(subprocess.call([OPKG, "update"], stdout=open(os.devnull, "w")), 0)
-
-    def lock(self, path):
-        """Hold opkg's lock, as another one does that runs."""
-        if not os.path.isdir(os.path.dirname(path)):
-            os.makedirs(os.path.dirname(path))
-        stream = open(path, "w")
-        self.addCleanup(os.remove, path)
-        self.addCleanup(stream.close)
-        fcntl.lockf(stream, fcntl.LOCK_EX)
-
-    def test_locked(self):
-        self.offer()
-        self.lock("/var/run/opkg.lock")
-        # It lists nothing then, and says why on standard error.
-        self.check(21, "the lock held by another `opkg`", UP_TO_DATE, False, [])
-
-    def test_without_its_lists(self):
-        self.offer()
-        shutil.rmtree("/var/lib/opkg/lists")
-        shutil.rmtree(os.path.join(self._directory, "all"))
-        self.check(23, "its package lists gone, and the feed's", UP_TO_DATE, False, ["a"])
-
-    def test_without_its_state(self):
-        self.offer()
-        shutil.rmtree("/var/lib/opkg")
-        self.check(24, "its whole state gone", UP_TO_DATE, False, [])
-
-    def test_asked_by_check_and_view_at_once(self):
+    def test_is_done_by_check_and_view_each_for_itself(self):
         self.install_opkg(BLUE)
         self.box.start_plugin()
         self.box.hold()
@@ -317,39 +275,18 @@ class Opkg(UpdatesTest, Recording):
         self.assertTrue(self.flag)
         self.box.release()
         self.box.settle()
-        shown = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
-        self.assertEqual(self.box.text("update"), shown)
+        self.assertEqual(self.box.text("update"), BLUE_SHOWN)
         self.assertEqual(self.box.notifications, 1)  # waits for the screens
         self.box.press("red", "red")
         self.assertIsInstance(self.box.screen, MessageBox)
         self.box.answer(False)
         self.assertEqual(self.box.timers(), [HOURS_24])
-        self.record("opkg", 25, "asked by the check and the view at once", self.in_words(shown),
-                    "asks the user, once the screens are closed", "-")
 
 
-class OfTheModel(Opkg):
-    """The model in plain Python makes the same of it."""
-
-    options = {"module": MODEL}
-
-    # These take long, and what is much says nothing else than what is little.
-    test_megabytes = test_one_line_of_megabytes = test_hanging_list_of_installed_packages = None
-
-    def record(self, *_):
-        pass
-
-
-#: When the screen is closed, in the words of the document.
+#: When the screen is closed.
 MOMENTS = ("while `opkg update` runs", "when `opkg update` has printed something",
            "while `opkg list-upgradable` runs",
            "when it has ended and nobody has been told", "when its listing is shown")
-
-#: How it goes, in the words of the document.
-WAYS = collections.OrderedDict([
-    ("key", "by a key"),
-    ("within", "by a key, the callback coming before the screen is freed"),
-    ("host", "by the host, which kills nothing")])
 
 NOTHING = ([], False)
 NO_CONSOLE = (["AttributeError, line 474"], False)
@@ -357,8 +294,9 @@ NO_CONSOLE = (["AttributeError, line 474"], False)
 NO_TEXT = (["KeyError, line 501"], False)
 NO_TEXT_BUT_PACKAGES = (["KeyError, line 501"], True)
 
-#: (way, late callbacks): for each moment, the exceptions and whether the flag is up.
-#: The listing of moment 4 has raised the flag before the screen closes.
+#: (way of closing, late callbacks): for each moment, the exceptions and whether the flag is up.
+#: key: by a key. within: by a key, the callback coming before the screen is freed. host: by the
+#: host, which kills nothing. The listing of the last moment raises the flag before.
 SHOWN = ([], True)
 CLOSED = {
     # What is killed calls nobody.
@@ -373,22 +311,14 @@ CLOSED = {
 }
 
 
-class Moments(UpdatesTest, Recording):
-    """The detail screen closed at every moment of a running listing."""
+class Closing(UpdatesTest):
+    """The detail screen is closed at every moment of a running listing."""
 
     GO = "/tmp/opkg.go"
 
-    def boot_with(self, **options):
-        self.boot(raise_errors=False, **options)
-        self.box.hold()
-        self.open_browser()
-        self.install_opkg()
-        # `update` prints and ends, `list-upgradable` waits for a sign.
-        write(OPKG, '#!/bin/sh\n[ "$1" = update ] && echo text && exit\n'
-                    'while [ ! -e %s ]; do sleep 0.01; done\necho "a - 1 - 2"\n' % self.GO)
-        if os.path.exists(self.GO):
-            os.remove(self.GO)
-        self.addCleanup(lambda: os.path.exists(self.GO) and os.remove(self.GO))
+    def go(self):
+        """Let `opkg list-upgradable` print and end."""
+        write(self.GO, "")
 
     def receive(self):
         """Deliver the next piece of output, or the end, of the first command; nothing else."""
@@ -396,13 +326,8 @@ class Moments(UpdatesTest, Recording):
         self.assertTrue(select.select([container], [], [], 10)[0])
         self.box.loop.call(container.receive)
 
-    def go(self):
-        write(self.GO, "")
-
     def reach(self, moment):
-        if moment >= 1:
-            self.receive()
-        if moment >= 2:
+        for _ in range(min(moment, 2)):
             self.receive()
         if moment >= 3:
             self.go()
@@ -413,79 +338,69 @@ class Moments(UpdatesTest, Recording):
     def close(self, screen, way):
         if way == "key":
             self.box.press("red")
-        elif way == "within":
-            screen.closeNews()
-        else:
+            return
+        if way == "host":
             self.box.session.close(screen, 0)
             self.box.loop.run_due()
+            return
+        screen.closeNews()
+        first = self.box.running[:1]
+        while first and self.box.running == first:
+            self.receive()  # before the loop's next turn
+        self.box.loop.run_due()
 
-    def finish(self):
-        """Deliver all that is still to come."""
+    def run_to_the_end(self, moment, way, late, **options):
+        """Return the exceptions with their lines, and whether the flag is up."""
+        self.boot(raise_errors=False, late_callbacks=late, **options)
+        self.box.hold()
+        self.open_browser()
+        self.install_opkg()
+        # `update` prints and ends, `list-upgradable` waits for a sign.
+        write(OPKG, '#!/bin/sh\n[ "$1" = update ] && echo text && exit\n'
+                    'while [ ! -e %s ]; do sleep 0.01; done\necho "a - 1 - 2"\n' % self.GO)
+        if os.path.exists(self.GO):
+            os.remove(self.GO)
+        self.box.press("ok", "blue")
+        reference = weakref.ref(self.box.screen)
+        self.reach(moment)
+        self.close(reference(), way)
         while self.box.running:
             self.go()
             self.receive()
         self.box.loop.run_due()
-
-    def run_to_the_end(self, moment, way, late, **options):
-        """Return what happened: exceptions with lines, the flag, the files, all as described."""
-        self.boot_with(late_callbacks=late, **options)
-        open_files = descriptors_at_rest()
-        self.box.press("ok", "blue")
-        screen = self.box.screen
-        reference = weakref.ref(screen)
-        self.reach(moment)
-        self.close(screen, way)
-        del screen
-        if way == "within":
-            first = self.box.running[:1]
-            while first and self.box.running == first:
-                self.receive()  # before the loop's next turn
-            self.box.loop.run_due()
-        self.finish()
         errors = [re.sub("(?s).*line ([0-9]+), in .*?([A-Za-z]+Error).*", r"\2, line \1", text)
                   for text in self.box.errors]
         self.assertIs(self.box.screen, self.browser)
-        self.assertEqual(self.box.running, [])
         gc.collect()
         self.assertIsNone(reference())
-        self.assertEqual((descriptors_at_rest(), children()), (open_files, []))
+        self.assertEqual(children(), [])
         return errors, self.flag
 
     def check(self, way, late):
         for moment, expected in enumerate(CLOSED[way, late]):
-            found = self.run_to_the_end(moment, way, late)
-            self.assertEqual(found, expected, MOMENTS[moment])
-            self.assertEqual(self.run_to_the_end(moment, way, late, module=MODEL), found)
+            self.assertEqual(self.run_to_the_end(moment, way, late, module=MODEL), expected,
+                             MOMENTS[moment])
+            self.assertEqual(self.run_to_the_end(moment, way, late), expected, MOMENTS[moment])
             # The browser works on, with a listing of its own.
-            self.run_again()
-            errors, flag = found
-            self.record("closing", 10 * WAYS.keys().index(way) + 5 * late + moment, WAYS[way],
-                        MOMENTS[moment], "yes" if late else "no",
-                        ", ".join(errors) or "nothing is raised",
-                        "raised" if flag else "as it was")
-
-    def run_again(self):
-        """Another listing in the same browser goes well."""
-        self.go()
-        if os.path.exists(LISTING):
-            os.remove(LISTING)
-        errors = len(self.box.errors)
-        self.box.release()
-        self.box.press("ok", "blue")
-        self.box.settle()
-        self.assertEqual(self.box.text("update"), block("a", "1", "2"))
-        self.box.press("red", "red")
-        self.assertIsNone(self.box.screen)
-        self.assertEqual(len(self.box.errors), errors)
+            self.go()
+            if os.path.exists(LISTING):
+                os.remove(LISTING)
+            del self.box.errors[:]
+            self.box.release()
+            self.box.press("ok", "blue")
+            self.box.settle()
+            self.assertEqual(self.box.text("update"), block("a", "1", "2"))
+            self.box.press("red", "red")
+            self.assertEqual((self.box.screen, self.box.errors), (None, []))
 
 
-def _test_of(way, late):
+def _closing(way, late):
     return lambda self: self.check(way, late)
 
 
 for _way, _late in CLOSED:
-    setattr(Moments, "test_%s%s" % (_way, "_with_late_callbacks" if _late else ""),
-            _test_of(_way, _late))
+    setattr(Closing, "test_%s%s" % (_way, "_with_late_callbacks" if _late else ""),
+            _closing(_way, _late))
 
 
 if __name__ == "__main__":
