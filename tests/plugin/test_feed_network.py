@@ -3,25 +3,21 @@
 
 import gc
 import os
+import re
 import socket
-import subprocess
 import sys
 import threading
 import time
-import traceback
 import unittest
 import urllib2
-import urlparse
 
-from simulator.feedserver import FeedServer
 from simulator.receiver import run_fresh
-from tests.support.balance import MEMORY, LeakTest, memory
-from tests.support.receiver import (
-    CACHE, NOT_ANALYZED, NO_CONNECTION, SOURCE, WAIT, ReceiverTest, configure, read, write)
-from tests.support import twins
-from tests.support.faults import Recording, descriptors
+from tests.support import leaks, twins
 from tests.support.network_faults import (
-    FAULTS, NEWS, STATISTICS, TITLE, WHOLE, WITHOUT_WAITING, body_of, bomb, http)
+    FAULTS, NEWS, SLOW, STATISTICS, TITLE, WHOLE, body_of, bomb, http)
+from tests.support.receiver import (
+    CACHE, CONFIGURATION, NOT_ANALYZED, NO_CONNECTION, WAIT, FeedTest, ReceiverTest, closed_port,
+    configure, read, trail, write)
 
 from Screens.MessageBox import MessageBox
 
@@ -29,8 +25,8 @@ MEGABYTE = 1 << 20
 
 FORMER = "the former content"
 
-#: How many times faster than told silences pass here, and time-outs with them.
-SPEED = 10
+#: How many times faster than told silences pass, and time-outs with them.
+SPEED = 20
 
 
 def outcome(function):
@@ -38,70 +34,41 @@ def outcome(function):
     try:
         return function()
     except Exception:
-        kind, _, trace = sys.exc_info()
-        lines = [line for source, line, _, _ in traceback.extract_tb(trace) if source == SOURCE]
-        del trace
+        kind = sys.exc_info()[0]
+        line = trail()[0].rpartition(":")[2]
         module = "" if kind.__module__ == "exceptions" else kind.__module__ + "."
         sys.exc_clear()
-        return "%s%s, line %d" % (module, kind.__name__, lines[0])
+        return "%s%s, line %s" % (module, kind.__name__, line)
 
 
-def in_words(result):
-    """Return a result of outcome() for the document."""
-    if isinstance(result, int):
-        return "status %d" % result
-    if result is None:
-        return "None"
-    if ", line " in result[-12:]:
-        return result
-    return "the text, %d bytes" % len(result)
-
-
-class NetworkTest(ReceiverTest, Recording):
+class NetworkTest(ReceiverTest):
 
     def setUp(self):
         ReceiverTest.setUp(self)
         self.install_opkg()
-        urlopen = urllib2.urlopen
-        self.box.patch(urllib2, "urlopen",
-                       lambda url, data, timeout: urlopen(url, data, timeout / SPEED))
 
-    def check(self, fault):
+    def check(self, news, statistics, contents=None):
+        """Check what parse_xml and getDownloadStats come to, and the model's, and the screen.
+
+        contents: the news list for status 1; else the cache stays as it is.
+        """
         write(CACHE, FORMER)
         before = os.stat(CACHE)
-        fault.strike(self.feed, "zirknews.xml", speed=SPEED)
-        body = fault.strike(self.feed, "zirkdlstat.txt", speed=SPEED)
-
-        news = outcome(self.module.parse_xml)
-        self.assertEqual(news, fault.news)
+        self.assertEqual(outcome(self.module.parse_xml), news)
         if news == 1:
-            self.assertEqual(self.module.load_cache(), fault.contents)
+            self.assertEqual(self.module.load_cache(), contents)
         else:
             after = os.stat(CACHE)
             self.assertEqual((after.st_ino, after.st_mtime), (before.st_ino, before.st_mtime))
             self.assertEqual(read(CACHE), FORMER)
+        self.assertEqual(outcome(self.module.getDownloadStats), statistics)
 
-        statistics = outcome(self.module.getDownloadStats)
-        self.assertEqual(statistics, body if fault.statistics is WHOLE else fault.statistics)
-        if fault.name in WITHOUT_WAITING:
-            self.check_model(news, statistics)
-
-        self.check_screen(fault, news, statistics)
-        self.feed.clear()
-        self.check_recovery()
-        self.assertEqual([path for path in self.feed.requests if "secret" in path], [])
-        self.record("network", FAULTS.index(fault), fault.fault, in_words(news),
-                    in_words(statistics))
-
-    def check_model(self, news, statistics):
+    def check_model(self, news, statistics, contents=None):
         """The model in plain Python comes to the same, in the same lines."""
-        def stored():
-            # What is pickled differs by how many references there are.
-            return repr(self.module.load_cache()) if news == 1 else read(CACHE)
-        before = stored()
         self.assertEqual(outcome(self.model().parse_xml), news)
+        if news == 1:
+            self.assertEqual(self.module.load_cache(), contents)
         self.assertEqual(outcome(self.model().getDownloadStats), statistics)
-        self.assertEqual(stored(), before)
 
     def model(self):
         """The model, loaded once, where the plug-in has put the module."""
@@ -112,12 +79,12 @@ class NetworkTest(ReceiverTest, Recording):
             del sys.modules["Kelvaro"], sys.modules["UpgradeZirk"]
         return NetworkTest._model
 
-    def check_screen(self, fault, news, statistics):
+    def check_screen(self, news, statistics, contents=None):
         """The browser opens, shows what it shows for this outcome, and all its keys work."""
         self.box.loop.raise_errors = False
         browser = self.open_news()
         if news == 1:
-            self.assertEqual(self.box.rows(), [entry[0] for entry in fault.contents])
+            self.assertEqual(self.box.rows(), [entry[0] for entry in contents])
         elif news in (2, 3):
             self.assertIsInstance(self.box.screen, MessageBox)
             self.assertEqual(self.box.text("text"), NO_CONNECTION if news == 2 else NOT_ANALYZED)
@@ -136,7 +103,8 @@ class NetworkTest(ReceiverTest, Recording):
         if statistics is None or ", line " in statistics:
             self.assertIs(self.box.screen, browser)
         else:
-            self.assertEqual(self.box.rows(), ["Extensions"] if "EXT" in statistics else [])
+            self.assertEqual(self.box.rows(), [category for category in ("Extensions", "Skins")
+                                               if category.upper() in statistics])
             self.box.press("cancel")
         self.assertEqual(len(self.box.errors), errors + (", line " in (statistics or "")))
         self.box.press("green", "cancel", "red")
@@ -152,16 +120,51 @@ class NetworkTest(ReceiverTest, Recording):
 
 
 class Faults(NetworkTest):
-    """A test for each of the faults, made below."""
+    """A test for each fault of network_faults."""
 
     def test_redirections_are_followed_until_they_are_too_many(self):
         for fault in FAULTS:
-            if fault.name in ("redirected_to_itself", "redirected_in_a_circle"):
+            if fault.name in ("redirection to the same address",
+                              "redirections between two addresses"):
                 del self.feed.requests[:]
                 fault.strike(self.feed, "zirknews.xml")
                 self.assertEqual(self.module.parse_xml(), 2)
                 self.assertGreater(len(self.feed.requests), 4)
                 self.assertLess(len(self.feed.requests), 20)
+
+
+def add_tests(faults, body):
+    for fault in faults:
+        def test(self, fault=fault):
+            body(self, fault)
+        setattr(Faults, "test_" + re.sub(r"\W+", "_", fault.name).strip("_"), test)
+
+
+def at_once(self, fault):
+    fault.strike(self.feed, "zirknews.xml")
+    body = fault.strike(self.feed, "zirkdlstat.txt")
+    outcomes = fault.news, body if fault.statistics is WHOLE else fault.statistics, fault.contents
+    self.check(*outcomes)
+    self.check_model(*outcomes)
+    self.check_screen(*outcomes)
+    self.feed.clear()
+    self.check_recovery()
+    self.assertEqual([path for path in self.feed.requests if "secret" in path], [])
+
+
+def slowly(self, fault):
+    urlopen = urllib2.urlopen
+    self.box.patch(urllib2, "urlopen",
+                   lambda url, data, timeout: urlopen(url, data, timeout / SPEED))
+    fault.strike(self.feed, "zirknews.xml", SPEED)
+    fault.strike(self.feed, "zirkdlstat.txt", SPEED)
+    self.check(fault.news, fault.statistics, fault.contents)
+    self.feed.clear()
+    self.check_recovery()
+
+
+add_tests(FAULTS, at_once)
+add_tests(SLOW, slowly)
 
 
 class Listener(object):
@@ -211,7 +214,7 @@ class Ways(NetworkTest):
 
     def setUp(self):
         NetworkTest.setUp(self)
-        self.own_line = read("/etc/opkg/all-feed.conf")
+        self.own_line = read(CONFIGURATION)
         self.resolve = socket.getaddrinfo
         self.addCleanup(setattr, socket, "getaddrinfo", self.resolve)
 
@@ -223,118 +226,81 @@ class Ways(NetworkTest):
         self.addCleanup(listener.close)
         return listener
 
-    def free_port(self):
-        """Return a port that is taken, but where nobody listens."""
-        taken = socket.socket()
-        taken.bind(("127.0.0.1", 0))
-        self.addCleanup(taken.close)
-        return taken.getsockname()[1]
-
-    def resolve_with(self, function):
-        socket.getaddrinfo = function
-
     def use_proxy(self, address):
         os.environ["http_proxy"] = address
         self.addCleanup(os.environ.pop, "http_proxy", None)
         self.box.patch(urllib2, "_opener", None)  # which has looked at the environment already
 
-    def repair(self):
+    def check_way(self, *outcomes):
+        self.check(*outcomes)
+        self.check_model(*outcomes)
+        self.check_screen(*outcomes)
         configure(self.own_line)
         socket.getaddrinfo = self.resolve
         if os.environ.pop("http_proxy", None) is not None:
             urllib2._opener = None
-
-    def check_failure(self, fault, status=3):
-        write(CACHE, FORMER)
-        news, statistics = outcome(self.module.parse_xml), outcome(self.module.getDownloadStats)
-        self.assertEqual((news, statistics), (status, None))
-        self.assertEqual(read(CACHE), FORMER)
-        self.check_model(news, statistics)
-        self.check_screen(None, news, statistics)
-        self.repair()
         self.check_recovery()
-        self.record("network", -1, fault, in_words(news), in_words(statistics))
 
-    def check_success(self, fault, news=TITLE, statistics=STATISTICS):
-        """Check that it is as if nothing were wrong."""
-        write(CACHE, FORMER)
-        self.assertEqual(outcome(self.module.parse_xml), 1)
-        self.assertEqual(self.module.load_cache(), news)
-        self.assertEqual(outcome(self.module.getDownloadStats), statistics)
-        self.check_model(1, statistics)
-        self.repair()
-        self.check_recovery()
-        if fault is not None:
-            self.record("network", -1, fault, in_words(1), in_words(statistics))
-
-    def own_news(self):
-        """Return what the feed's own news are, as a list."""
-        self.module.parse_xml()
-        return self.module.load_cache()
+    def resolve_with(self, error):
+        def fail(*_):
+            raise error
+        self.lead_to("nowhere.example", 80)
+        socket.getaddrinfo = fail
 
     def test_no_server(self):
-        self.lead_to("127.0.0.1", self.free_port())
-        self.check_failure("connection refused")
+        self.lead_to("127.0.0.1", closed_port())
+        self.check_way(3, None)
 
     def test_no_name(self):
-        def unknown(*_):
-            raise socket.gaierror(-2, "Name or service not known")
-        self.lead_to("nowhere.example", 80)
-        self.resolve_with(unknown)
-        self.check_failure("a host name without an address")
+        self.resolve_with(socket.gaierror(-2, "Name or service not known"))
+        self.check_way(3, None)
 
     def test_no_name_server(self):
-        def silent(*_):
-            time.sleep(0.01)
-            raise socket.gaierror(-3, "Temporary failure in name resolution")
-        self.lead_to("nowhere.example", 80)
-        self.resolve_with(silent)
-        self.check_failure("a name server that does not answer")
+        self.resolve_with(socket.gaierror(-3, "Temporary failure in name resolution"))
+        self.check_way(3, None)
 
-    def test_a_slow_name_server(self):
-        seconds = [6.0 / SPEED]  # the time-out is not its concern
-        expected = self.own_news()
-
+    def test_a_name_server_slower_than_the_time_out_which_is_not_for_it(self):
         def slow(_, *others):
             time.sleep(seconds.pop() if seconds else 0)
             return self.resolve("127.0.0.1", *others)
+        urlopen = urllib2.urlopen
+        self.box.patch(urllib2, "urlopen", lambda url, data, _: urlopen(url, data, 0.2))
+        self.module.parse_xml()
+        expected = self.module.load_cache()
         self.lead_to("feed.example", self.feed.port)
-        configure(read("/etc/opkg/all-feed.conf").replace("/all", "/feed/all"))
-        self.resolve_with(slow)
-        start = time.time()
-        self.assertEqual(self.module.parse_xml(), 1)
-        self.assertGreaterEqual(time.time() - start, 6.0 / SPEED)
-        self.check_success("a name server that answers after 6 seconds", expected,
-                           self.statistics)
+        configure(read(CONFIGURATION).replace("/all", "/feed/all"))
+        seconds = [0.3]
+        socket.getaddrinfo = slow
+        self.check_way(1, self.statistics, expected)
+        self.assertEqual(seconds, [])
 
     def addresses(self, *pairs):
         """Give a name these addresses, pairs of a family and an address with a port."""
-        self.resolve_with(lambda *_: [(family, socket.SOCK_STREAM, 6, "", address)
-                                      for family, address in pairs])
+        self.lead_to("feed.example", 80)
+        socket.getaddrinfo = lambda *_: [(family, socket.SOCK_STREAM, 6, "", address)
+                                         for family, address in pairs]
 
     def test_an_address_of_ipv6_that_leads_nowhere_and_one_that_does(self):
         listener = self.listen(lambda path: http(body_of(path)))
-        self.lead_to("feed.example", 80)
-        self.addresses((socket.AF_INET6, ("::1", self.free_port(), 0, 0)),
+        self.addresses((socket.AF_INET6, ("::1", closed_port(), 0, 0)),
                        (socket.AF_INET, ("127.0.0.1", listener.port)))
-        self.check_success("a server out of reach by IPv6, but not by IPv4")
+        self.check_way(1, STATISTICS, TITLE)
         self.assertIn("\r\nHost: feed.example", listener.requests[0])
 
     def test_addresses_that_all_lead_nowhere(self):
-        self.lead_to("feed.example", 80)
-        self.addresses((socket.AF_INET6, ("::1", self.free_port(), 0, 0)),
-                       (socket.AF_INET, ("127.0.0.1", self.free_port())))
-        self.check_failure("a server out of reach by IPv6 and IPv4")
+        self.addresses((socket.AF_INET6, ("::1", closed_port(), 0, 0)),
+                       (socket.AF_INET, ("127.0.0.1", closed_port())))
+        self.check_way(3, None)
 
     def test_a_server_of_ipv6_alone(self):
         try:
             listener = self.listen(lambda path: http(body_of(path)), socket.AF_INET6, "::1")
         except socket.error:  # this machine has no IPv6: then nobody is there
-            self.lead_to("[::1]", self.free_port())
+            self.lead_to("[::1]", closed_port())
             self.assertEqual(self.module.parse_xml(), 3)
             return
         self.lead_to("[::1]", listener.port)
-        self.check_success(None)
+        self.check_way(1, STATISTICS, TITLE)
         # No connection is kept for a next request, so none can be found closed.
         for request in listener.requests:
             self.assertIn("\r\nConnection: close\r\n", request)
@@ -343,69 +309,50 @@ class Ways(NetworkTest):
         listener = self.listen(lambda path: http(body_of(path)))
         self.lead_to("nowhere.example", 80)
         self.use_proxy("http://127.0.0.1:%d/" % listener.port)
-        self.check_success("a proxy named by the environment")
+        self.check_way(1, STATISTICS, TITLE)
         self.assertEqual(listener.requests[0].split("\r\n")[0],
                          "GET http://nowhere.example:80/zirknews.xml HTTP/1.1")
 
     def test_a_proxy_that_is_not_there(self):
-        self.use_proxy("http://127.0.0.1:%d/" % self.free_port())
-        self.check_failure("a proxy that is not there")
+        self.use_proxy("http://127.0.0.1:%d/" % closed_port())
+        self.check_way(3, None)
 
     def test_a_proxy_that_wants_a_password(self):
         listener = self.listen(http(NEWS, ["Proxy-Authenticate: Basic realm=\"\""],
                                     "407 Proxy Authentication Required"))
         self.use_proxy("http://127.0.0.1:%d/" % listener.port)
-        self.check_failure("a proxy that wants a password", 2)
+        self.check_way(2, None)
 
 
-def _test_of(fault):
-    def test(self):
-        self.check(fault)
-    return test
+@leaks.once("it looks at the memory itself")
+class Much(FeedTest):
+    """Tens of megabytes, more than the C library keeps for later, are fetched and not kept."""
 
-
-for _fault in FAULTS:
-    setattr(Faults, "test_" + _fault.name, _test_of(_fault))
-
-
-class Much(LeakTest, Recording):
-    """A hundred megabytes."""
-
-    def setUp(self):
-        LeakTest.setUp(self)
-        self.feed = FeedServer("/tmp").start()
-        self.addCleanup(self.feed.stop)
-        configure(self.feed.conf_line())
-
-    def fetch(self, pieces):
-        write(CACHE, FORMER)
+    def check(self, status, pieces):
         for name in ("zirknews.xml", "zirkdlstat.txt"):
             self.feed.fault(name, answer=pieces)
-        self.module.newsURL()
-        before = memory()
-        news = outcome(self.module.parse_xml)
-        size = len(self.module.getDownloadStats())
+        before = self.memory()
+        self.assertEqual(outcome(self.module.parse_xml), status)
+        self.assertGreater(len(self.module.getDownloadStats()), 40 * MEGABYTE)
         gc.collect()
-        self.assertLess(memory() - before, 8 * MEGABYTE)
-        return news, size
+        self.assertLess(self.memory() - before, 8 * MEGABYTE)
 
-    def test_of_noise_are_no_document(self):
-        news, size = self.fetch(http("") + ["noise " * 50000] * 350)
-        self.assertEqual((news, size), (3, 350 * 300000))
+    @staticmethod
+    def memory():
+        return int(read("/proc/self/statm").split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+    def test_of_noise_is_no_document(self):
+        write(CACHE, FORMER)
+        self.check(3, http("") + ["noise " * 50000] * 160)
         self.assertEqual(read(CACHE), FORMER)
-        self.record("network", len(FAULTS), "100 MB of noise", in_words(news),
-                    "the text, %d bytes" % size)
 
-    def test_of_a_document_are_read(self):
+    def test_of_a_document_is_read(self):
         comment = "<!--" + "x" * (MEGABYTE - 7) + "-->"
-        news, size = self.fetch(http("<news>") + [comment] * 100 + [NEWS + "</news>"])
-        self.assertEqual(news, 1)
-        self.assertEqual(self.module.load_cache(), [(u"Title", [], "normal")])
-        self.record("network", len(FAULTS), "100 MB of a document", in_words(news),
-                    "the text, %d bytes" % size)
+        self.check(1, http("<news>") + [comment] * 45 + [NEWS + "</news>"])
+        self.assertEqual(self.module.load_cache(), TITLE)
 
 
-class Bombs(unittest.TestCase, Recording):
+class Bombs(unittest.TestCase):
     """An entity that would take 1 GB, where memory is short."""
 
     def check(self, content, megabytes, expected):
@@ -435,78 +382,9 @@ with FeedServer("/tmp") as server:
 
     def test_in_a_text_end_as_memory_does(self):
         self.check(bomb(4, 100000), 10, "MemoryError, line 140")
-        self.record("network", len(FAULTS), "an entity of 1 GB in a text, with 10 MB to be had",
-                    "MemoryError, line 140", "the text")
 
     def test_in_an_attribute_end_like_a_document_that_is_not_well_formed(self):
         self.check(bomb(4, 100000, in_attribute=True), 100, "3")
-        self.record("network", len(FAULTS),
-                    "an entity of 1 GB in an attribute, with 100 MB to be had", "status 3",
-                    "the text")
-
-
-class Losses(LeakTest, Recording):
-    """Rounds of every fault lose neither an object nor a descriptor."""
-
-    #: Those that take time and end like another one.
-    SLOW = ("dripping_body", "dripping_headers", "left_open", "silent_in_the_headers")
-    #: Those of which so much comes that the memory's blocks lie differently each time.
-    LARGE = ("chunk_size_long", "deep", "entity", "long_header", "long_status_line",
-             "many_headers", "zeros")
-
-    @classmethod
-    def setUpClass(cls):
-        # In a process of its own: here its threads would move what is counted. Each fault has a
-        # directory of the server to itself.
-        code = """
-import sys
-from simulator.feedserver import FeedServer
-from tests.support.network_faults import FAULTS
-server = FeedServer("/tmp").start()
-for fault in FAULTS:
-    for name in ("zirknews.xml", "zirkdlstat.txt"):
-        fault.strike(server, name, "/%s/%s" % (fault.name, name), 60)
-print server.port
-sys.stdout.flush()
-sys.stdin.read()
-server.stop()
-"""
-        cls.child = subprocess.Popen([sys.executable, "-c", code], stdin=subprocess.PIPE,
-                                     stdout=subprocess.PIPE, close_fds=True)
-        cls.port = int(cls.child.stdout.readline())
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.child.communicate()
-
-    def check_rounds(self, faults, memory_bound):
-        urlopen = urllib2.urlopen
-        self.addCleanup(setattr, urllib2, "urlopen", urlopen)
-        silent = "silent_at_once", "silent_in_the_body"
-
-        def once():
-            for fault in faults:
-                seconds = 0.05 if fault.name in silent else 5.0
-                urllib2.urlopen = lambda url, data, timeout: urlopen(url, data, seconds)
-                configure("src/gz Zirk-all http://127.0.0.1:%d/%s/all\n"
-                          % (self.port, fault.name))
-                self.assertIs(type(outcome(self.module.parse_xml)), type(fault.news), fault.name)
-                outcome(self.module.getDownloadStats)
-            urlparse.clear_cache()
-
-        once()
-        before = descriptors()
-        self.check(once, 5, memory_bound)
-        self.assertEqual(descriptors(), before)
-
-    def test_by_small_faults(self):
-        self.check_rounds([fault for fault in FAULTS if fault.name not in self.SLOW + self.LARGE],
-                          MEMORY)
-
-    def test_by_large_faults(self):
-        faults = [fault for fault in FAULTS if fault.name in self.LARGE]
-        self.assertEqual(len(faults), len(self.LARGE))
-        self.check_rounds(faults, 16 * MEGABYTE)
 
 
 if __name__ == "__main__":

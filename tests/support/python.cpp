@@ -2,10 +2,10 @@
 // `faults`, that lets an allocation of memory fail. It stands in for the C library's malloc, calloc
 // and realloc for the whole process, extension modules and C library included.
 //
-//   faults.call(number, everywhere, function, *arguments, **keywords)
+//   faults.call(number, function, *arguments, **keywords)
 //     Calls the function. The allocation of this number (the first is 1; 0 is none) that is made
-//     meanwhile in this thread fails. Unless `everywhere` is true, only those count that the called
-//     C function makes, and the C functions that it calls: none made by code written in Python.
+//     meanwhile in this thread fails. Only those count that the called C function makes, and the C
+//     functions that it calls: none made by code written in Python.
 //   faults.allocations()
 //     How many of them the last call made.
 //   faults.held()
@@ -49,7 +49,6 @@ namespace {
 
 struct Watch {
   bool on;
-  bool everywhere;
   long number;  // of the allocation that fails
   long seen;
   PyThreadState* thread;
@@ -59,8 +58,7 @@ thread_local Watch watch;
 
 // Whether this allocation is the one that fails. May run before AddressSanitizer does.
 __attribute__((no_sanitize("address", "undefined"))) bool refuse() {
-  if (!watch.on || (!watch.everywhere && watch.thread->frame != watch.caller) ||
-      ++watch.seen != watch.number) {
+  if (!watch.on || watch.thread->frame != watch.caller || ++watch.seen != watch.number) {
     return false;
   }
   errno = ENOMEM;
@@ -68,16 +66,15 @@ __attribute__((no_sanitize("address", "undefined"))) bool refuse() {
 }
 
 PyObject* call(PyObject* /*self*/, PyObject* arguments, PyObject* keywords) {
-  PyObject* first = PyTuple_GetSlice(arguments, 0, 3);
-  PyObject* rest = PyTuple_GetSlice(arguments, 3, PyTuple_GET_SIZE(arguments));
+  PyObject* first = PyTuple_GetSlice(arguments, 0, 2);
+  PyObject* rest = PyTuple_GetSlice(arguments, 2, PyTuple_GET_SIZE(arguments));
   long number = 0;
-  int everywhere = 0;
   PyObject* function = nullptr;
   PyObject* result = nullptr;
   if (first != nullptr && rest != nullptr &&
-      PyArg_ParseTuple(first, "liO", &number, &everywhere, &function) != 0) {
+      PyArg_ParseTuple(first, "lO", &number, &function) != 0) {
     PyThreadState* thread = PyThreadState_GET();
-    watch = {true, everywhere != 0, number, 0, thread, thread->frame};
+    watch = {true, number, 0, thread, thread->frame};
     result = PyObject_Call(function, rest, keywords);
     watch.on = false;
   }
