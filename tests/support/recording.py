@@ -205,7 +205,7 @@ class Recorded(object):
     """Base of the host's objects: attribute access is noted, and so is truth by length."""
 
     def __getattribute__(self, name):
-        if not name.startswith("__"):
+        if not name.startswith("_"):
             note("get", self, name)
         return object.__getattribute__(self, name)
 
@@ -253,16 +253,8 @@ class Widget(Recorded):
     setText = operation("setText")
 
 
-class ActionMap(Widget):
-    pass
-
-
-class StaticText(Widget):
-    pass
-
-
-class Label(Widget):
-    pass
+ActionMap, StaticText, Label, Pixmap = [
+    type(_name, (Widget,), {}) for _name in ("ActionMap", "StaticText", "Label", "Pixmap")]
 
 
 class ScrollLabel(Widget):
@@ -334,16 +326,8 @@ class Session(Widget):
     openWithCallback = operation("openWithCallback")
 
 
-class ChoiceBox(Screen):
-    pass
-
-
-class Ipkg(Screen):
-    pass
-
-
-class UpdatePlugin(Screen):
-    pass
+ChoiceBox, Ipkg, UpdatePlugin = [
+    type(_name, (Screen,), {}) for _name in ("ChoiceBox", "Ipkg", "UpdatePlugin")]
 
 
 class MessageBox(Screen):
@@ -359,10 +343,6 @@ class IpkgComponent(object):
 
 
 class GUIComponent(object):
-    pass
-
-
-class Pixmap(Widget):
     pass
 
 
@@ -415,36 +395,27 @@ class RecordedFile(Recorded):
         quietly(self, _path=path, _at=0)
         Recorder.current.watch(self)
 
-    def _rest(self):
-        content = Recorder.current.files[object.__getattribute__(self, "_path")]
-        return content[object.__getattribute__(self, "_at"):]
-
-    def _take(self, size):
-        taken = object.__getattribute__(self, "_rest")()[:size]
-        quietly(self, _at=object.__getattribute__(self, "_at") + len(taken))
+    def _take(self, size=None):
+        taken = Recorder.current.files[self._path][self._at:][:size]
+        quietly(self, _at=self._at + len(taken))
         return taken
-
-    def _method(self, name):
-        return object.__getattribute__(self, name)
 
     def read(self, *args):
         note("read", self, args)
-        taken = object.__getattribute__(self, "_take")
-        return taken(*args) if args else taken(None)
+        return self._take(*args)
 
     def readline(self, *args):
         note("readline", self, args)
-        rest = object.__getattribute__(self, "_rest")()
-        end = rest.find("\n") + 1 or len(rest)
-        return object.__getattribute__(self, "_take")(end)
+        end = Recorder.current.files[self._path].find("\n", self._at)
+        return self._take(end + 1 - self._at if end >= 0 else None)
 
     def readlines(self, *args):
         note("readlines", self, args)
-        return object.__getattribute__(self, "_take")(None).splitlines(True)
+        return self._take().splitlines(True)
 
     def write(self, data):
         note("write", self, data)
-        Recorder.current.files[object.__getattribute__(self, "_path")] += data
+        Recorder.current.files[self._path] += data
 
     def close(self):
         note("close file", self)

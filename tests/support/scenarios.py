@@ -7,7 +7,7 @@ the host and the order of calls from the case's random numbers.
 
 import pickle
 
-from tests.support import recording
+from tests.support import documents, recording
 
 CACHE = "/tmp/.updatecache"
 LISTING = "/tmp/.package.tmp"
@@ -47,45 +47,32 @@ def pickled(news):
 
 # --- module functions ----------------------------------------------------------------------
 
-def installed_packages(case):
-    case.recorder.answers["installed"] = "one\ntwo\r\nthree"
-    case.call("getInstalled")
+def calling(name, *args, **given):
+    """A scenario that calls one function of the module.
+
+    given: of the recorder, its `files`, `answers`; `replace`: names of the module; `label`: more of
+    the scenario's name.
+    """
+    def scenario(case):
+        case.recorder.files.update(given.get("files", {}))
+        case.recorder.answers.update(given.get("answers", {}))
+        case.replace(**given.get("replace", {}))
+        case.call(name, *args)
+    scenario.__name__ = name + given.get("label", "")
+    return scenario
 
 
-def installed_packages_without_a_file(case):
-    case.call("getInstalled")
+def fetching(name, label, body):
+    """A scenario in which a function fetches a body from the feed, or an exception comes of it."""
+    return calling(name, label=label, files={FEED: FEED_LINE}, answers={"urlopen": body})
 
 
-def header(case):
-    case.call("getHeader")
-
-
-def cache_is_written(case):
-    case.call("write_cache", NEWS)
+NOT_FOUND, UNREACHABLE = recording.HTTPError(404, "not found"), recording.URLError("refused")
 
 
 def cache_is_written_to_a_new_directory(case):
     case.replace(cache_file="/tmp/new/cache")
     case.call("write_cache", NEWS)
-    case.call("load_cache")
-
-
-def cache_is_written_below_a_missing_directory(case):
-    case.replace(cache_file="/none/new/cache")
-    case.call("write_cache", NEWS)
-
-
-def cache_is_loaded(case):
-    case.recorder.files[CACHE] = pickled(NEWS)
-    case.call("load_cache")
-
-
-def missing_cache_is_loaded(case):
-    case.call("load_cache")
-
-
-def damaged_cache_is_loaded(case):
-    case.recorder.files[CACHE] = pickled(NEWS)[:20]
     case.call("load_cache")
 
 
@@ -95,46 +82,26 @@ def news_address(case):
     case.call("newsURL", f_name="other.txt")
 
 
-def statistics(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = STATISTICS
-    case.call("getDownloadStats")
-
-
-def statistics_not_found(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = recording.HTTPError(404, "not found")
-    case.call("getDownloadStats")
-
-
-def statistics_unreachable(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = recording.URLError("refused")
-    case.call("getDownloadStats")
-
-
-def news_document(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = DOCUMENT
-    case.call("parse_xml")
-
-
-def news_not_found(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = recording.HTTPError(404, "not found")
-    case.call("parse_xml")
-
-
-def news_unreachable(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = recording.URLError("refused")
-    case.call("parse_xml")
-
-
-def news_not_well_formed(case):
-    case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = "no document"
-    case.call("parse_xml")
+FUNCTIONS = [
+    calling("getInstalled", answers={"installed": "one\ntwo\r\nthree"}),
+    calling("getInstalled", label="_without_a_file"),
+    calling("getHeader"),
+    calling("write_cache", NEWS),
+    cache_is_written_to_a_new_directory,
+    calling("write_cache", NEWS, label="_below_a_missing_directory",
+            replace={"cache_file": "/none/new/cache"}),
+    calling("load_cache", files={CACHE: pickled(NEWS)}),
+    calling("load_cache", label="_that_is_missing"),
+    calling("load_cache", label="_that_is_damaged", files={CACHE: pickled(NEWS)[:20]}),
+    news_address,
+    fetching("getDownloadStats", "", STATISTICS),
+    fetching("getDownloadStats", "_not_found", NOT_FOUND),
+    fetching("getDownloadStats", "_unreachable", UNREACHABLE),
+    fetching("parse_xml", "", DOCUMENT),
+    fetching("parse_xml", "_not_found", NOT_FOUND),
+    fetching("parse_xml", "_unreachable", UNREACHABLE),
+    fetching("parse_xml", "_not_well_formed", "no document"),
+]
 
 
 # --- the news browser ----------------------------------------------------------------------
@@ -313,14 +280,9 @@ def notifier_calls_itself(case):
     del case.notifier.show_Kelvaro
 
 
-FIXED = [
-    installed_packages, installed_packages_without_a_file, header, cache_is_written,
-    cache_is_written_to_a_new_directory, cache_is_written_below_a_missing_directory,
-    cache_is_loaded, missing_cache_is_loaded, damaged_cache_is_loaded, news_address, statistics,
-    statistics_not_found, statistics_unreachable, news_document, news_not_found,
-    news_unreachable, news_not_well_formed, browser_opens, browser_shows_news, status_of(2),
-    status_of(3), status_of(4), popular_packages,
-    popular_packages_without_statistics, popular_packages_of_empty_statistics,
+FIXED = FUNCTIONS + [
+    browser_opens, browser_shows_news, status_of(2), status_of(3), status_of(4),
+    popular_packages, popular_packages_without_statistics, popular_packages_of_empty_statistics,
     browser_without_an_index, detail_of_the_last_entry, detail_opens, detail_opens_with_updates,
     detail_shows_news, detail_lists_updates, detail_calls_its_callbacks, notifier_checks,
     notifier_finds_nothing, notifier_asks, notifier_stays_silent, notifier_calls_itself,
@@ -370,75 +332,17 @@ def generated_feed(case):
         case.call("parse_xml")
 
 
-def element(rng, depth):
-    """A random element of a news document, with what lies below it, as a byte string."""
-    name = rng.choice(["update", "update", "title", "title", "item", "item", "itemtext",
-                       "itemtext", "description", "description", "Update", "other"])
-    attributes = ""
-    if rng.random() < 0.3:
-        attributes += ' require="%s"' % rng.choice(
-            ["", "uno4kse", "duo,uno4kse", "duo, uno4kse", "duo", ",", "uno4kse,", "uno4k"])
-    if rng.random() < 0.3:
-        attributes += ' type="%s"' % rng.choice(
-            ["", "normal", "info", "urgent", "Urgent", "\xc3\xa4"])
-    content = "".join([piece(rng, depth) for _ in range(rng.randint(0, 5 if depth else 1))])
-    return "<%s%s>%s</%s>" % (name, attributes, content, name)
-
-
-def piece(rng, depth):
-    """A random piece of content: text, CDATA, a comment, or a further element."""
-    if depth and rng.random() < 0.6:
-        return element(rng, depth - 1)
-    return rng.choice(["text", " ", "\n", "<![CDATA[raw]]>", "<!--note-->", "\xc3\xa4", "&amp;",
-                       "<?pi x?>", "&#228;"])
-
-
-def update(rng):
-    """A random `update` in the shape that the module expects, mostly."""
-    title = "<title>%s</title>" % rng.choice(["News", "\xc3\xa4", "<![CDATA[x]]>", "a &lt; b"])
-    if rng.random() < 0.06:
-        title = rng.choice(["", "<title/>", "<title><b>x</b></title>"])
-    return "<update%s>%s%s</update>" % (
-        rng.choice(["", ' type="info"', ' type="urgent"', ' require="uno4kse"', ' require=""',
-                    ' type="" require="solo,uno4kse"', ' require="solo"']),
-        title, "".join([item(rng) for _ in range(rng.randint(0, 4))]))
-
-
-def item(rng):
-    members = ["<itemtext>one</itemtext>", "<itemtext>two</itemtext>", "<itemtext/>",
-               "<description>d</description>", "<description/>",
-               '<description require="duo">no</description>',
-               '<description require="uno4kse">yes</description>',
-               "<description><b>x</b></description>" if rng.random() < 0.1 else "",
-               "<itemtext><!--c--></itemtext>"]
-    return "<item%s>%s</item>" % (rng.choice(["", "", ' require="duo"', ' require="uno4kse"']),
-                                  "".join(some(rng, members, 6)))
-
-
-def document(rng):
-    """A random news document; now and then it is not well-formed."""
-    if rng.random() < 0.7:
-        body = "".join([update(rng) for _ in range(rng.randint(0, 5))])
-    else:
-        body = "".join([piece(rng, 4) for _ in range(rng.randint(0, 5))])
-    start = rng.choice(["", '<?xml version="1.0"?>', '<?xml version="1.0" encoding="utf-8"?>',
-                        '<?xml version="1.0" encoding="iso-8859-1"?>'])
-    text = start + "<news>" + body + "</news>"
-    if rng.random() < 0.1:
-        cut = rng.randrange(len(text) + 1)
-        text = rng.choice([text[:cut], text[:cut] + "<" + text[cut:], "", "plain", "\xff\xfe"])
-    return text
-
-
 def generated_document(case):
     case.recorder.files[FEED] = FEED_LINE
-    case.recorder.answers["urlopen"] = document(case.rng)
-    case.replace(vumodel=case.rng.choice(["uno4kse"] * 4 + ["duo", u"uno4kse", "", None]))
+    case.recorder.answers["urlopen"] = documents.generate(
+        case.rng, case.rng.choice(["plain", "plain", "damaged"]))[1]
+    case.replace(vumodel=case.rng.choice(["uno4kse"] * 4 + ["duo2", u"uno4kse", "", None]))
     if case.rng.random() < 0.7:
-        # The real parser and its nodes, at their own speed.
-        case.replace(xml=recording.xml)
-    if case.call("parse_xml") == 1:
-        case.call("load_cache")
+        # The real parser and its nodes, at their own speed. A text that two entries share is one
+        # object in minidom's tree, and two in the compact one, which a pickle tells.
+        case.replace(xml=recording.xml, write_cache=recording.function("write_cache"))
+    case.call("parse_xml")
+    case.call("load_cache")
 
 
 def member(rng):
