@@ -16,7 +16,6 @@ from tests.plugin.test_module_agrees import record_import
 from tests.support import leaks, scenarios, twins
 from tests.support.receiver import BLUE, CACHE, ReceiverTest, document, entry
 from tests.support.sampling import sampled
-from tests.support.twins import ERRORS
 
 import Screens.Screen
 
@@ -36,8 +35,8 @@ class Walks(unittest.TestCase):
             self.check(scenario)
         for scenario in scenarios.FIXED:
             self.check(scenario)
-            for fail_at in twins.failing_operations(scenario):
-                self.check(scenario, fail_at=fail_at, error=ERRORS[fail_at % len(ERRORS)])
+            for fail_at, errors in twins.failing_operations(scenario):
+                self.check(scenario, fail_at=fail_at, error=errors[fail_at % len(errors)])
 
     def test_of_generated_inputs_leave_nothing(self):
         for scenario in scenarios.GENERATED:

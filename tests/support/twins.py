@@ -317,16 +317,20 @@ _reached = {}
 
 
 def failing_operations(scenario):
-    """Return the numbers of the operations of a fixed scenario that are to fail.
+    """Yield the operations of a fixed scenario that are to fail: pairs (number, errors).
 
-    They are one in ONE_IN, and each that no earlier scenario has on that line.
+    They are one in ONE_IN, and each that no earlier scenario has on that line; where the line
+    handles errors, this one fails with every kind of them.
     """
     if not _first:
         for other in scenarios.FIXED:
             for number, place in enumerate(reached(other), 1):
                 _first.setdefault(place, (other, number))
-    return [number for number, place in enumerate(reached(scenario), 1)
-            if number % ONE_IN == 0 or _first.get(place) == (scenario, number)]
+    for number, place in enumerate(reached(scenario), 1):
+        first = _first.get(place) == (scenario, number)
+        if first or number % ONE_IN == 0:
+            handled = place[0] in face.HANDLED and (first or ONE_IN == 1)
+            yield number, ERRORS if handled else [ERRORS[number % len(ERRORS)]]
 
 
 _first = {}
@@ -352,20 +356,17 @@ class Comparison(object):
             text = "%s, %s:\n%s" % (scenario.__name__, describe_how(how), text)
         return text
 
-    def failures(self, scenario, numbers=None, **how):
+    def failures(self, scenario, operations=None, **how):
         """The first difference when operations of a scenario fail in turn, or None.
 
-        numbers: of the operations, or those of failing_operations(). Where the module handles
-        errors, an operation fails with every kind of them. Every second case runs while an
-        exception is being handled.
+        operations: pairs as of failing_operations(), which are taken without. Every second case
+        runs while an exception is being handled.
         """
         text = self.case(scenario, **how)
-        for fail_at in failing_operations(scenario) if numbers is None else numbers:
-            handled = reached(scenario)[fail_at - 1][0] in face.HANDLED
-            for kind in range(len(ERRORS) if handled else 1):
-                text = text or self.case(
-                    scenario, fail_at=fail_at, error=ERRORS[(fail_at + kind) % len(ERRORS)],
-                    in_handler=bool((fail_at + kind) % 2), **how)
+        for fail_at, errors in operations or failing_operations(scenario):
+            for number, error in enumerate(errors, fail_at):
+                text = text or self.case(scenario, fail_at=fail_at, error=error,
+                                         in_handler=bool(number % 2), **how)
         return text
 
     def leak(self):
