@@ -1,4 +1,4 @@
-"""parse_xml fetches, reads and stores the news: statuses, order of effects, failures."""
+"""What comes over the network: the download statistics, and parse_xml up to its news list."""
 
 import os
 import socket
@@ -7,171 +7,204 @@ import urllib2
 import xml.dom.minidom
 import xml.parsers.expat
 
-from tests.support.receiver import CACHE, Blank, FeedTest, closed_port, configure, raising
+from tests.support.receiver import (
+    CACHE, Blank, Broken, FeedTest, closed_port, configure, raising, read, write)
+from tests.support.steps import check_steps
 
 FORMER = "the former content"
 DOCUMENT = "<news><update><title>T</title></update></news>"
+HTTP_ERROR = urllib2.HTTPError("u", 404, "no", {}, None)
 
 
-class DownloadTest(FeedTest):
-    """Base: a cache from before, that failures have to leave alone."""
+class Downloads(object):
+    """What holds for both functions. A cache from before is left alone by all that fails."""
 
     def setUp(self):
-        super(DownloadTest, self).setUp()
-        with open(CACHE, "wb") as stream:
-            stream.write(FORMER)
+        super(Downloads, self).setUp()
+        write(CACHE, FORMER)
         self.before = os.stat(CACHE)
+        self.call = getattr(self.module, self.function)
 
-    def check_untouched(self):
+    def assertUntouched(self):
         after = os.stat(CACHE)
         self.assertEqual((after.st_ino, after.st_mtime), (self.before.st_ino, self.before.st_mtime))
-        with open(CACHE, "rb") as stream:
-            self.assertEqual(stream.read(), FORMER)
+        self.assertEqual(read(CACHE), FORMER)
 
-    def check_status(self, status):
-        found = self.module.parse_xml()
-        self.assertEqual(found, status)
-        self.assertIs(type(found), int)
-        if status != 1:
-            self.check_untouched()
+    def assertGives(self, result):
+        found = self.call()
+        self.assertEqual((type(found), found), (type(result), result))
+        if result != self.whole:
+            self.assertUntouched()
 
-    def check_passes(self, error, *entries):
-        value = self.assertFails(error, entries, self.module.parse_xml)
-        self.check_untouched()
+    def assertPasses(self, error, line, *further):
+        value = self.assertFails(error, ["%s:%d" % (self.function, line)] + list(further),
+                                 self.call)
+        self.assertUntouched()
         return value
 
+    def download(self, error):
+        """Yield twice, with the opening and then the reading of the file raising `error`."""
+        for urlopen in (raising(error), lambda *_: Blank(read=raising(error))):
+            self.box.patch(urllib2, "urlopen", urlopen)
+            yield
 
-class Statuses(DownloadTest):
-
-    def test_is_1_for_a_stored_document(self):
-        self.serve(DOCUMENT)
-        self.check_status(1)
-        self.assertEqual(self.module.load_cache(), [(u"T", [], "normal")])
-        self.assertEqual(self.feed.requests, ["/feed/zirknews.xml"])
-
-    def test_is_2_for_an_HTTP_error(self):
-        self.check_status(2)
+    def test_an_HTTP_error_is_a_result(self):
+        self.serve(None, self.name)
+        self.assertGives(self.http_error)
+        self.serve(DOCUMENT, self.name)
         for status in (400, 401, 403, 404, 500, 503):
-            self.feed.fault("zirknews.xml", status=status)
-            self.check_status(2)
+            self.feed.fault(self.name, status=status)
+            self.assertGives(self.http_error)
+            self.feed.fault(self.name, status=status, body=DOCUMENT)
+            self.assertGives(self.http_error)
 
-    def test_is_2_for_an_HTTP_error_whose_body_would_be_a_document(self):
-        self.feed.fault("zirknews.xml", status=404, body=DOCUMENT)
-        self.check_status(2)
-
-    def test_is_3_for_a_refused_connection(self):
-        configure("src/gz Zirk-all http://127.0.0.1:%d/all\n" % closed_port())
-        self.check_status(3)
-
-    def test_is_3_for_a_host_that_has_no_address(self):
-        self.box.patch(socket, "getaddrinfo", raising(socket.gaierror(-2, "unknown")))
+    def test_a_server_that_cannot_be_reached_is_a_result(self):
+        for address in ("http://127.0.0.1:%d/all" % closed_port(), "nohttp://127.0.0.1/all"):
+            configure("src/gz Zirk-all %s\n" % address)
+            self.assertGives(self.unreachable)
         configure("src/gz Zirk-all http://nowhere.example/all\n")
-        self.check_status(3)
-
-    def test_is_3_for_a_scheme_that_nobody_handles(self):
-        configure("src/gz Zirk-all nohttp://127.0.0.1/all\n")
-        self.check_status(3)
-
-    def test_is_3_for_a_document_that_is_not_well_formed(self):
-        for document in ("plain text", "", " ", "<news>", "<news></News>", "<a/><b/>",
-                         "<update><title>T</title>", "<n>&nbsp;</n>", "<n a='1' a='2'/>",
-                         "<x:n/>", "<n>\xff</n>", "<n>&#0;</n>", DOCUMENT + "trailer",
-                         "\xef\xbb\xbf", "<?xml version='1.0'?>"):
-            self.serve(document)
-            self.check_status(3)
-
-    def test_is_3_though_the_part_before_the_error_has_entries(self):
-        self.serve(DOCUMENT[:-7])
-        self.check_status(3)
-
-    def test_is_followed_by_1_when_the_server_has_recovered(self):
-        self.feed.fault("zirknews.xml", status=500, times=1)
-        self.serve(DOCUMENT)
-        self.check_status(2)
-        self.check_status(1)
-
-    def test_follows_redirections(self):
-        self.serve(DOCUMENT, "moved.xml")
-        self.feed.fault("zirknews.xml", status=302,
-                        headers=[("Location", self.feed.address("moved.xml"))])
-        self.check_status(1)
-
-
-class Stalls(DownloadTest):
-    """The time-out of five seconds is for each step of the connection."""
-
-    def test_before_the_answer_beyond_the_time_out_pass_the_time_out_on(self):
-        self.feed.fault("zirknews.xml", stall="headers")
-        start = time.time()
-        error = self.check_passes(socket.timeout, "parse_xml:134")
-        self.assertEqual(str(error), "timed out")
-        self.assertTrue(4.9 <= time.time() - start < 8, time.time() - start)
-
-    def test_within_the_time_out_do_no_harm(self):
-        self.serve(DOCUMENT)
-        for point in ("headers", "body", "middle"):
-            self.feed.fault("zirknews.xml", stall=point, seconds=0.1)
-            self.check_status(1)
-
-    def test_while_connecting_are_an_unreachable_server(self):
         self.box.patch(socket, "create_connection", raising(socket.timeout("timed out")))
-        self.check_status(3)
+        self.assertGives(self.unreachable)
+        self.box.patch(socket, "create_connection", raising(socket.gaierror(-2, "unknown")))
+        self.assertGives(self.unreachable)
 
-    def test_in_the_body_pass_the_time_out_on(self):
-        self.serve(DOCUMENT)
+    def test_the_reading_counts_like_the_opening(self):
+        for error, result in ((HTTP_ERROR, self.http_error),
+                              (urllib2.URLError("no"), self.unreachable)):
+            for _ in self.download(error):
+                self.assertGives(result)
+
+    def test_other_errors_pass(self):
+        for error in (IOError("read"), socket.error(104, "reset"), socket.timeout("timed out"),
+                      KeyboardInterrupt(), SystemExit(1), MemoryError(),
+                      xml.parsers.expat.ExpatError("early")):
+            for _ in self.download(error):
+                self.assertPasses(error, self.line)
+
+    def test_a_broken_connection_is_another_error(self):
+        self.serve(DOCUMENT, self.name)
+        self.feed.fault(self.name, drop="headers")
+        with self.assertRaises(Exception) as caught:
+            self.call()
+        self.assertEqual(type(caught.exception).__name__, "BadStatusLine")
+        self.feed.fault(self.name, drop="middle", reset=True)
+        self.assertPasses(socket.error, self.line)
+
+    def test_errors_of_the_address_pass(self):
+        configure(None)
+        self.assertPasses(IOError, self.line - 2, "newsURL:105")
+        configure("")
+        error = self.assertPasses(ValueError, self.line)
+        self.assertEqual(str(error), "unknown url type: ")
+
+    def test_a_stall_is_borne_for_a_while(self):
+        self.serve(DOCUMENT, self.name)
+        for point in ("headers", "body", "middle"):
+            self.feed.fault(self.name, stall=point, seconds=0.1)
+            self.assertGives(self.whole)
         urlopen = urllib2.urlopen
         self.box.patch(urllib2, "urlopen", lambda url, data, _: urlopen(url, data, 0.2))
         for point in ("body", "middle"):
-            self.feed.fault("zirknews.xml", stall=point)
-            self.check_passes(socket.timeout, "parse_xml:134")
+            write(CACHE, FORMER)
+            self.before = os.stat(CACHE)
+            self.feed.fault(self.name, stall=point)
+            self.assertPasses(socket.timeout, self.line)
 
-    def test_are_bounded_by_the_argument_5_0(self):
-        calls = []
+    def test_a_redirection_is_followed(self):
+        self.serve(DOCUMENT, "moved")
+        self.feed.fault(self.name, status=302,
+                        headers=[("Location", self.feed.address("moved"))])
+        self.assertGives(self.whole)
 
-        def urlopen(*arguments, **keywords):
-            calls.append((arguments, keywords))
-            return Blank(read=lambda: DOCUMENT)
+    def test_classes_of_errors_are_those_of_the_urllib2_in_use(self):
+        class Refused(Exception):
+            pass
 
-        self.box.patch(urllib2, "urlopen", urlopen)
-        self.check_status(1)
-        self.assertEqual(calls, [((self.feed.address("zirknews.xml"), None, 5.0), {})])
-        self.assertIs(type(calls[0][0][2]), float)
+        def use(error, **classes):
+            self.replace(urllib2=Blank(urlopen=raising(error), **classes))
+
+        use(Refused(), HTTPError=urllib2.HTTPError, URLError=Refused)
+        self.assertGives(self.unreachable)
+        use(Refused(), HTTPError=(KeyError, Refused))
+        self.assertGives(self.http_error)
+        use(Refused())
+        self.assertPasses(AttributeError, self.line + 1)
+        use(Refused(), HTTPError=KeyError)
+        self.assertPasses(AttributeError, self.line + 3)
 
 
-class Failures(DownloadTest):
+class Statistics(Downloads, FeedTest):
 
-    def test_of_the_address_pass(self):
-        configure(None)
-        self.check_passes(IOError, "parse_xml:132", "newsURL:105")
+    function, name, line = "getDownloadStats", "zirkdlstat.txt", 122
+    http_error = unreachable = None
+    whole = DOCUMENT
 
-    def test_of_an_empty_configuration_pass_as_an_unknown_address(self):
-        configure("")
-        error = self.check_passes(ValueError, "parse_xml:134")
-        self.assertEqual(str(error), "unknown url type: ")
+    def test_are_the_whole_body_untouched(self):
+        for content in ("", "EXTENSIONS\r\nfoo;12\n\n", "\x00\xff" * 100000):
+            self.serve(content, "zirkdlstat.txt")
+            self.assertEqual(self.call(), content)
+        self.assertEqual(self.feed.requests, ["/feed/zirkdlstat.txt"] * 3)
 
-    def test_of_the_download_pass_unless_they_are_HTTP_or_URL_errors(self):
-        for error in (IOError("read"), socket.error(104, "reset"), KeyboardInterrupt(),
-                      SystemExit(1), MemoryError(), xml.parsers.expat.ExpatError("early")):
-            for urlopen in (raising(error), lambda *_: Blank(read=raising(error))):
-                self.box.patch(urllib2, "urlopen", urlopen)
-                self.check_passes(error, "parse_xml:134")
+    def test_come_step_by_step(self):
+        body = Blank()
 
-    def test_of_the_reading_count_like_those_of_the_opening(self):
-        for error, status in [(urllib2.HTTPError("u", 404, "no", {}, None), 2),
-                              (urllib2.URLError("no"), 3)]:
-            self.box.patch(urllib2, "urlopen", lambda *_: Blank(read=raising(error)))
-            self.check_status(status)
+        def prepare(steps):
+            self.replace(newsURL=steps.does("newsURL", "address"), urllib2=Blank(
+                HTTPError=(), URLError=(),
+                urlopen=steps.does("urlopen", Blank(read=steps.does("read", body)))))
+            return []
 
-    def test_of_the_connection_pass(self):
+        check_steps(self, "getDownloadStats", [
+            (120, "newsURL('zirkdlstat.txt')"), (122, "urlopen('address', None, 5.0)"),
+            (122, "read()")], prepare, body)
+
+
+class News(Downloads, FeedTest):
+
+    function, name, line = "parse_xml", "zirknews.xml", 134
+    http_error, unreachable, whole = 2, 3, 1
+
+    def test_are_stored_and_1_is_the_result(self):
+        self.feed.fault("zirknews.xml", status=500, times=1)
         self.serve(DOCUMENT)
-        self.feed.fault("zirknews.xml", drop="headers")
-        with self.assertRaises(Exception) as caught:
-            self.module.parse_xml()
-        self.assertEqual(type(caught.exception).__name__, "BadStatusLine")
-        self.feed.fault("zirknews.xml", drop="middle", reset=True)
-        self.check_passes(socket.error, "parse_xml:134")
+        self.assertGives(2)
+        self.assertGives(1)
+        self.assertEqual(self.module.load_cache(), [(u"T", [], "normal")])
+        self.assertEqual(self.feed.requests, ["/feed/zirknews.xml"] * 2)
 
-    def test_of_the_shape_name_the_line_of_the_missing_part(self):
+    def test_that_are_not_well_formed_give_3(self):
+        for document in ("plain text", "", " ", "<news>", "<news></News>", "<a/><b/>",
+                         "<update><title>T</title>", "<n>&nbsp;</n>", "<n a='1' a='2'/>",
+                         "<x:n/>", "<n>\xff</n>", "<n>&#0;</n>", DOCUMENT + "trailer",
+                         "\xef\xbb\xbf", "<?xml version='1.0'?>", DOCUMENT[:-7]):
+            self.serve(document)
+            self.assertGives(3)
+
+    def test_that_are_not_well_formed_are_known_by_the_class_of_the_module_in_use(self):
+        class Malformed(Exception):
+            pass
+
+        self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "x")))
+        dom = Blank(minidom=Blank(parseString=raising(Malformed())))
+        self.replace(xml=Blank(dom=dom, parsers=Blank(expat=Blank(ExpatError=Malformed))))
+        self.assertGives(3)
+        self.replace(xml=Blank(dom=dom))
+        self.assertPasses(AttributeError, 141)
+
+    def test_pass_other_errors_of_the_parser_on(self):
+        self.serve(DOCUMENT)
+        error = MemoryError()
+        self.box.patch(xml.dom.minidom, "parseString", raising(error))
+        self.assertPasses(error, 140)
+
+    def test_time_out_after_five_seconds_of_silence(self):
+        self.feed.fault("zirknews.xml", stall="headers")
+        start = time.time()
+        error = self.assertPasses(socket.timeout, 134)
+        self.assertEqual(str(error), "timed out")
+        self.assertTrue(4.9 <= time.time() - start < 8, time.time() - start)
+
+    def test_without_a_part_name_its_line(self):
         for content, error, line, text in [
                 ("", IndexError, 150, "list index out of range"),
                 ("<title/>", AttributeError, 150, "'NoneType' object has no attribute 'data'"),
@@ -182,78 +215,24 @@ class Failures(DownloadTest):
                 ("<title>T</title><item><description><b/></description></item>", AttributeError,
                  163, "Element instance has no attribute 'data'")]:
             self.serve("<n>%s<update>%s</update></n>" % (DOCUMENT, content))
-            found = self.check_passes(error, "parse_xml:%d" % line)
-            self.assertEqual(str(found), text)
+            self.assertEqual(str(self.assertPasses(error, line)), text)
 
-    def test_of_the_filter_have_entries_of_both_functions(self):
+    def test_pass_errors_of_the_filter_on_and_of_the_writing(self):
         error = KeyError("model")
 
         class Model(str):
-            def __eq__(self, other):
-                if other == u"here":
-                    raise error
-                return True
             __hash__ = str.__hash__
+            __eq__ = raising(error)
 
-        for document, line in [
-                ("<update require='here'/>", 144),
-                ("<update><title>T</title><item require='here'/></update>", 154),
-                ("<update><title>T</title><item><description require='here'>d</description>"
-                 "</item></update>", 162)]:
-            self.module.vumodel = Model()
-            self.serve(document)
-            self.check_passes(error, "parse_xml:%d" % line, "skip_entry:115")
-
-    def test_of_the_writing_have_entries_of_both_functions(self):
+        self.module.vumodel = Model("duo2")
+        self.serve("<update require='here'/>")
+        self.assertPasses(error, 144, "skip_entry:115")
         self.serve(DOCUMENT)
         self.module.cache_file = "/tmp"
-        self.check_passes(IOError, "parse_xml:168", "write_cache:94")
-        error = KeyError("dump")
-        self.replace(dump=raising(error))
-        self.module.cache_file = "/tmp/.another"
-        self.addCleanup(os.remove, self.module.cache_file)
-        self.check_passes(error, "parse_xml:168", "write_cache:95")
+        self.assertPasses(IOError, 168, "write_cache:94")
 
-    def test_of_the_parser_that_are_not_about_form_pass(self):
-        self.serve(DOCUMENT)
-        error = MemoryError()
-        self.box.patch(xml.dom.minidom, "parseString", raising(error))
-        self.check_passes(error, "parse_xml:140")
-
-    def test_are_judged_by_the_classes_of_the_modules_in_use(self):
-        class Refused(Exception):
-            pass
-
-        class Malformed(Exception):
-            pass
-
-        self.replace(
-            urllib2=Blank(urlopen=raising(Refused()), HTTPError=urllib2.HTTPError,
-                          URLError=Refused))
-        self.check_status(3)
-        self.replace(urllib2=Blank(urlopen=raising(Refused()), HTTPError=(KeyError, Refused)))
-        self.check_status(2)
-        self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "x")))
-        parsers = Blank(expat=Blank(ExpatError=Malformed))
-        dom = Blank(minidom=Blank(parseString=raising(Malformed())))
-        self.replace(xml=Blank(dom=dom, parsers=parsers))
-        self.check_status(3)
-
-    def test_of_looking_a_class_up_pass_in_the_line_of_the_handler(self):
-        self.replace(urllib2=Blank(urlopen=raising(ValueError())))
-        self.check_passes(AttributeError, "parse_xml:135")
-        self.replace(urllib2=Blank(urlopen=raising(ValueError()), HTTPError=KeyError))
-        self.check_passes(AttributeError, "parse_xml:137")
-        self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "x")), xml=Blank(
-            dom=Blank(minidom=Blank(parseString=raising(ValueError())))))
-        self.check_passes(AttributeError, "parse_xml:141")
-
-
-class Steps(DownloadTest):
-    """Every operation on network, document and cache, in order, with its source line."""
-
-    EXPECTED = [
-        (132, "newsURL()"), (134, "urlopen('address', None, 5.0)"), (134, "answer.read()"),
+    STEPS = [
+        (132, "newsURL()"), (134, "urlopen('address', None, 5.0)"), (134, "read()"),
         (140, "parseString('news')"), (143, "document.getElementsByTagName('update')"),
         (144, "skip(update)"), (147, "update.hasAttribute('type')"),
         (148, "update.getAttribute('type')"), (149, "update.getElementsByTagName('title')"),
@@ -263,96 +242,56 @@ class Steps(DownloadTest):
         (158, "itemtext.firstChild"), (159, "itemtext.firstChild"), (159, "itemtext text.data"),
         (161, "item.getElementsByTagName('description')"), (162, "description.firstChild"),
         (162, "skip(description)"), (163, "description.firstChild"),
-        (163, "description text.data"),
-        (167, "document.unlink()"), (168, "write_cache(%r)" % [
-            ("title text", [("itemtext text", ["description text"])], "kind")])]
+        (163, "description text.data"), (167, "document.unlink()"),
+        (168, "write_cache(%r)" % [("title text", [("itemtext text", ["description text"])],
+                                    "kind")])]
 
-    def run_steps(self, failing_step, error):
-        """Run parse_xml on a recording host; return the operations done and a callable."""
-        done = []
+    def test_come_step_by_step(self):
+        def prepare(steps):
+            class Node(object):
+                def __init__(self, name, *children):
+                    self.name = name
+                    self.hasAttribute = steps.does(name + ".hasAttribute", True)
+                    self.getAttribute = steps.does(name + ".getAttribute", "kind")
+                    self.unlink = steps.does(name + ".unlink")
+                    self.children = children
 
-        def step(text, result=None):
-            done.append(text)
-            if len(done) - 1 == failing_step:
-                raise error
-            return result
+                def getElementsByTagName(self, name):
+                    return steps.step("%s.getElementsByTagName(%r)" % (self.name, name),
+                                      [child for child in self.children if child.name == name])
 
-        class Node(object):
-            def __init__(self, name, children):
-                self.name = name
-                self.children = children
+                firstChild = property(lambda self: steps.step(
+                    self.name + ".firstChild", Node(self.name + " text")))
+                data = property(lambda self: steps.step(self.name + ".data", self.name))
 
-            def getElementsByTagName(self, name):
-                return step("%s.getElementsByTagName(%r)" % (self.name, name),
-                            [child for child in self.children if child.name == name])
+            document = Node("document", Node("update", Node("title"), Node(
+                "item", Node("itemtext"), Node("description"))))
+            minidom = Blank(parseString=steps.does("parseString", document))
+            answer = Blank(read=steps.does("read", "news"))
+            self.replace(
+                newsURL=steps.does("newsURL", "address"),
+                urllib2=Blank(HTTPError=(), URLError=(),
+                              urlopen=steps.does("urlopen", answer)),
+                xml=Blank(dom=Blank(minidom=minidom), parsers=Blank(expat=Blank(ExpatError=()))),
+                skip_entry=lambda node: steps.step("skip(%s)" % node.name, False),
+                write_cache=steps.does("write_cache"))
+            return []
 
-            def hasAttribute(self, name):
-                return step("%s.hasAttribute(%r)" % (self.name, name), True)
+        check_steps(self, "parse_xml", self.STEPS, prepare, 1)
 
-            def getAttribute(self, name):
-                return step("%s.getAttribute(%r)" % (self.name, name), "kind")
-
-            def unlink(self):
-                step(self.name + ".unlink()")
-
-            @property
-            def firstChild(self):
-                return step(self.name + ".firstChild", Text(self.name + " text"))
-
-        class Text(object):
-            def __init__(self, name):
-                self.name = name
-
-            @property
-            def data(self):
-                return step(self.name + ".data", self.name)
-
-        document = Node("document", [Node("update", [
-            Node("title", []),
-            Node("item", [Node("itemtext", []), Node("description", [])])])])
-        self.replace(
-            newsURL=lambda *a: step("newsURL%r" % (a,), "address"),
-            urllib2=Blank(urlopen=lambda *a: step("urlopen%r" % (a,), Blank(
-                read=lambda *a: step("answer.read%r" % (a,), "news")))),
-            xml=Blank(dom=Blank(minidom=Blank(
-                parseString=lambda text: step("parseString(%r)" % text, document))),
-                parsers=Blank(expat=Blank(ExpatError=()))),
-            skip_entry=lambda node: step("skip(%s)" % node.name, False),
-            write_cache=lambda news: step("write_cache(%r)" % news))
-        vars(self.module.urllib2).update(HTTPError=(), URLError=())  # catch nothing
-        return done
-
-    def test_are_done_in_order(self):
-        done = self.run_steps(None, None)
-        self.assertEqual(self.module.parse_xml(), 1)
-        self.assertEqual(done, [text for _, text in self.EXPECTED])
-
-    def test_end_with_the_one_that_fails_and_its_line_is_named(self):
-        error = KeyError("step")
-        for number, (line, _) in enumerate(self.EXPECTED):
-            done = self.run_steps(number, error)
-            self.check_passes(error, "parse_xml:%d" % line)
-            self.assertEqual(done, [text for _, text in self.EXPECTED[:number + 1]])
-
-    def test_of_a_loop_that_fails_name_the_loop(self):
-        error = KeyError("next")
-
-        def nodes(*_):
-            raise error
+    def test_name_the_line_of_a_loop_that_fails(self):
+        def nodes():
+            raise Broken
             yield
 
-        def element(name):
-            """A document in which the search for `name` breaks off."""
-            def find(wanted):
-                return nodes() if wanted == name else [element(name)]
-            child = Blank(data="text")
-            return Blank(getElementsByTagName=find, firstChild=child, unlink=None,
-                         hasAttribute=lambda _: False)
+        def element(broken):
+            """A document in which the search for the tag `broken` breaks off."""
+            return Blank(getElementsByTagName=lambda tag: (
+                nodes() if tag == broken else [element(broken)]),
+                         firstChild=Blank(data="text"), hasAttribute=lambda _: False)
 
-        for name, line in [("update", 143), ("item", 153), ("itemtext", 157),
-                           ("description", 161)]:
-            self.replace(newsURL=lambda: "", urllib2=Blank(
-                urlopen=lambda *_: Blank(read=lambda: "")))
+        self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "")))
+        for tag, line in [("update", 143), ("item", 153), ("itemtext", 157), ("description", 161)]:
             self.replace(xml=Blank(dom=Blank(minidom=Blank(
-                parseString=lambda _: element(name)))))
-            self.check_passes(error, "parse_xml:%d" % line)
+                parseString=lambda _: element(tag)))))
+            self.assertPasses(Broken, line)

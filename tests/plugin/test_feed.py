@@ -1,0 +1,288 @@
+# -*- coding: utf-8 -*-
+"""The feed's address, the filter for receivers and the cache of the news."""
+
+import cPickle
+import os
+import pickle
+import shutil
+import tempfile
+import xml.dom.minidom
+
+from tests.support.receiver import (
+    CACHE, CONFIGURATION, Blank, ModuleTest, configure, raising, read, write)
+from tests.support.steps import check_steps
+
+KEYWORD = "src/gz Zirk-all "
+NEWS = [(u"Öl", [(None, []), (u"item", [u"a", u"b"])], "normal"),
+        (u"", [], u"urgent"), (u"\ud83d\udcfa", [(u"x", [u""])], u"")]
+
+
+class Address(ModuleTest):
+
+    def check(self, *rows):
+        """rows: the configuration, the file asked for (if any), the address."""
+        for row in rows:
+            configure(row[0])
+            found = self.module.newsURL(*row[1:-1])
+            self.assertEqual((type(found), found), (str, row[-1]), row)
+
+    def test_is_that_of_the_file_asked_for_or_of_the_news_document(self):
+        self.check((KEYWORD + "http://h.example/3.1/all\n", "http://h.example/3.1/zirknews.xml"),
+                   (KEYWORD + "http://h/all\n", "zirknews.xml", "http://h/zirknews.xml"),
+                   (KEYWORD + "http://h/all\n", "X", "http://h/X"),
+                   (KEYWORD + "http://h/any\n", "X", "http://h/any"))
+        configure(KEYWORD + "http://h/all\n")
+        self.assertEqual(self.module.newsURL(f_name="zirkdlstat.txt"), "http://h/zirkdlstat.txt")
+
+    def test_has_every_all_replaced_but_none_that_the_name_brings(self):
+        self.check((KEYWORD + "http://smallbox.example/alltoall/all\n", "X",
+                    "http://smXbox.example/XtoX/X"),
+                   (KEYWORD + "http://h/aallll\n", "X", "http://h/aXll"),
+                   (KEYWORD + "http://h/all\n", "all", "http://h/all"),
+                   (KEYWORD + "http://h/allall\n", "balll", "http://h/balllballl"))
+
+    def test_loses_characters_of_the_keyword_at_both_ends_up_to_the_line_feed(self):
+        self.check(("http://h/all\n", "X", "http://h/X"),
+                   ("all all gz/gz-src http://h/all\n", "X", "http://h/X"),
+                   ("skills.example/all\n", "X", ".example/X"),
+                   ("ZzSh/all\n", "X", "Sh/X"),
+                   ("src/gz Other-all http://h/all\n", "X", "Other-X http://h/X"),
+                   (KEYWORD + "http://feed.example/all/2", "X", "http://feed.example/X/2"),
+                   # Without a line feed the last component goes, with the slash before it.
+                   (KEYWORD + "http://feed.box/all", "X", "http://feed.box"))
+
+    def test_loses_white_space_at_both_ends_after_that(self):
+        self.check((KEYWORD + "\t\x0b http://h/all\t\r\n", "X", "http://h/X"),
+                   (KEYWORD + "http://h/all \n", "X", "http://h/X"),
+                   ("\tsrc http://h/all \r\n", "X", "src http://h/X"))
+
+    def test_stands_in_the_first_line_whatever_that_holds(self):
+        self.check((KEYWORD + "http://one/all\nhttp://two/all\n", "X", "http://one/X"),
+                   (KEYWORD + "http://h\xff\xfe\x00/all\n", "X", "http://h\xff\xfe\x00/X"),
+                   (KEYWORD + "http://h/%s/all\n" % ("x" * 100000), "X",
+                    "http://h/%s/X" % ("x" * 100000)))
+
+    def test_is_empty_for_a_line_without_one(self):
+        for content in ("", "\n", KEYWORD, KEYWORD + "\n", " \t \n"):
+            self.check((content, ""))
+
+    def test_is_unicode_for_a_unicode_name(self):
+        configure(KEYWORD + "http://h/all\n")
+        found = self.module.newsURL(u"x\xe4")
+        self.assertEqual((type(found), found), (type(u""), u"http://h/x\xe4"))
+
+    def test_needs_a_text_for_a_name(self):
+        configure(KEYWORD + "http://h/all\n")
+        for name in (None, 5, []):
+            self.assertFails(TypeError, ["newsURL:109"], self.module.newsURL, name)
+
+    def test_needs_the_configuration(self):
+        configure(None)
+        error = self.assertFails(IOError, ["newsURL:105"], self.module.newsURL)
+        self.assertEqual(str(error), "[Errno 2] No such file or directory: '%s'" % CONFIGURATION)
+        os.mkdir(CONFIGURATION)
+        self.addCleanup(os.rmdir, CONFIGURATION)
+        self.assertFails(IOError, ["newsURL:105"], self.module.newsURL)
+
+    def test_is_made_step_by_step(self):
+        address = Blank()
+
+        def prepare(steps):
+            stripped = Blank(replace=steps.does("replace", address))
+            line = Blank(strip=steps.does("strip", Blank(strip=steps.does("strip", stripped))))
+            self.replace(open=steps.does("open", Blank(
+                readline=steps.does("readline", line), close=steps.does("close"))))
+            return ["X"]
+
+        check_steps(self, "newsURL", [
+            (105, "open('/etc/opkg/all-feed.conf', 'r')"), (106, "readline()"),
+            (106, "strip('src/gz Zirk-all ')"), (107, "close()"), (108, "strip()"),
+            (109, "replace('all', 'X')")], prepare, address)
+
+
+class SkipEntry(ModuleTest):
+    """The receiver of the tests is a "duo2"."""
+
+    def test_tells_whether_the_model_is_missing_among_those_that_an_element_requires(self):
+        for attributes, answer in [("", False), ("require='duo2'", False), ("require='x'", True),
+                                   ("require=''", True), ("Require='x'", False)]:
+            element = xml.dom.minidom.parseString("<e %s/>" % attributes).documentElement
+            self.assertIs(self.module.skip_entry(element), answer, attributes)
+
+    def test_reads_the_model_when_it_is_called(self):
+        element = xml.dom.minidom.parseString("<e require='solo'/>").documentElement
+        self.assertIs(self.module.skip_entry(element), True)
+        self.module.vumodel = "solo"
+        self.assertIs(self.module.skip_entry(element), False)
+
+    def test_keeps_an_element_whose_list_is_empty(self):
+        element = Blank(hasAttribute=len, getAttribute=lambda name: Blank(split=lambda by: []))
+        self.assertIs(self.module.skip_entry(element), False)
+
+    def test_goes_step_by_step(self):
+        def prepare(steps):
+            class Models(list):
+                def __contains__(self, model):
+                    return steps.step("%r in models" % model)
+
+            value = Blank(split=steps.does("split", Models([1])))
+            return [Blank(hasAttribute=steps.does("hasAttribute", 1),
+                          getAttribute=steps.does("getAttribute", value))]
+
+        check_steps(self, "skip_entry", [
+            (113, "hasAttribute('require')"), (114, "getAttribute('require')"),
+            (114, "split(',')"), (115, "'duo2' in models")], prepare, True)
+
+        def without(steps):
+            return [Blank(hasAttribute=steps.does("hasAttribute", 0))]
+
+        check_steps(self, "skip_entry", [(113, "hasAttribute('require')")], without, False)
+
+
+class CacheTest(ModuleTest):
+
+    def setUp(self):
+        super(CacheTest, self).setUp()
+        self.directory = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.directory)
+
+    def use(self, *parts):
+        """Make a file below the test's own directory the cache file; return its path."""
+        self.module.cache_file = os.path.join(self.directory, *parts)
+        return self.module.cache_file
+
+
+class Writing(CacheTest):
+
+    def test_leaves_exactly_the_pickle_of_the_highest_protocol(self):
+        self.module.write_cache(["x" * 10000])
+        shared = [u"same"]
+        for value in (NEWS, [], None, u"text", [shared, shared], {"any": (1, 2.5, True)}):
+            self.assertIsNone(self.module.write_cache(value))
+            self.assertEqual(read(CACHE), cPickle.dumps(value, -1))
+            self.assertEqual(read(CACHE)[:2], "\x80\x02")  # protocol 2
+
+    def test_goes_to_the_file_that_the_module_names(self):
+        news = (1,)
+        path = self.use("news")
+        self.module.write_cache(news)
+        self.assertEqual(read(path), cPickle.dumps(news, -1))
+        self.assertFiles(absent=[CACHE])
+
+    def test_makes_the_missing_directory_and_none_above_it(self):
+        path = self.use("missing", "news")
+        self.module.write_cache([1])
+        self.assertEqual(self.module.load_cache(), [1])
+        shutil.rmtree(os.path.dirname(path))
+        path = self.use("missing", "too", "news")
+        error = self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
+        self.assertEqual((error.filename, os.listdir(self.directory)), (path, []))
+
+    def test_goes_on_after_any_OSError_of_making_the_directory(self):
+        class Mine(OSError):
+            pass
+
+        for error in (OSError(17, "exists"), OSError(), Mine()):
+            opened = []
+            self.use("missing", "news")
+            self.box.patch(os, "mkdir", raising(error))
+            self.replace(open=lambda *args: opened.append(args) or open(self.directory + "/x", "w"))
+            self.module.write_cache("content")
+            self.assertEqual(opened, [(self.module.cache_file, "w")])
+            self.assertEqual(read(self.directory + "/x"), cPickle.dumps("content", -1))
+
+    def test_passes_other_errors_of_making_the_directory_on(self):
+        for error in (IOError(), ValueError(), EnvironmentError(), KeyboardInterrupt()):
+            self.use("missing", "news")
+            self.box.patch(os, "mkdir", raising(error))
+            self.assertFails(error, ["write_cache:91"], self.module.write_cache, [])
+            self.assertEqual(os.listdir(self.directory), [])
+
+    def test_fails_where_no_file_can_be_written(self):
+        os.mkdir(self.use("directory"))
+        write(self.use("file"), "")
+        for path, line, number in [(self.directory + "/directory", 94, 21),  # EISDIR
+                                   (self.directory + "/file/news", 94, 20),  # ENOTDIR
+                                   ("/dev/full", 96, 28)]:                   # ENOSPC
+            self.module.cache_file = path
+            error = self.assertFails(IOError, ["write_cache:%d" % line],
+                                     self.module.write_cache, [])
+            self.assertEqual(error.errno, number)
+
+    def test_of_what_cannot_be_pickled_leaves_a_damaged_file(self):
+        self.module.write_cache(["former"])
+        self.assertFails(TypeError, ["write_cache:95"], self.module.write_cache,
+                         [u"text", (value for value in ())])
+        self.assertNotEqual(read(CACHE), cPickle.dumps(["former"], -1))
+        with self.assertRaises(Exception):
+            self.module.load_cache()
+
+    def steps_of_writing(self, there):
+        """Return `prepare` for check_steps, with a directory that is there or not."""
+        def prepare(steps):
+            self.box.patch(os, "mkdir", steps.does("mkdir"))
+            self.replace(
+                os_path=Blank(dirname=steps.does("dirname", "the directory"),
+                              isdir=steps.does("isdir", there)),
+                open=steps.does("open", Blank(close=steps.does("close"), write=None)),
+                dump=lambda news, stream, protocol: steps.step(
+                    "dump(%r, %r)" % (news, protocol)))
+            return [NEWS]
+        return prepare
+
+    WRITE = [(94, "open('/tmp/.updatecache', 'w')"), (95, "dump(%r, -1)" % NEWS), (96, "close()")]
+    LOOK = [(89, "dirname('/tmp/.updatecache')"), (89, "isdir('the directory')")]
+
+    def test_goes_step_by_step(self):
+        # An OSError is caught only while the directory is made.
+        check_steps(self, "write_cache", self.LOOK + self.WRITE,
+                    self.steps_of_writing(there=True), error=OSError("step"))
+        check_steps(self, "write_cache", self.LOOK + [
+            (91, "dirname('/tmp/.updatecache')"), (91, "mkdir('the directory')")] + self.WRITE,
+                    self.steps_of_writing(there=False))
+
+    def test_to_a_bare_name_tries_to_make_the_empty_directory(self):
+        made, opened = [], []
+        self.box.patch(os, "mkdir", made.append)
+        self.replace(cache_file="bare", dump=lambda *_: None,
+                     open=lambda *args: opened.append(args) or Blank(close=lambda: None))
+        self.module.write_cache([])
+        self.assertEqual((made, opened), ([""], [("bare", "w")]))
+
+
+class Loading(CacheTest):
+
+    def test_gives_what_was_written_with_every_type_and_anew_each_time(self):
+        for value in (NEWS, [], None, [u"ä", "\xff", 3], (True, 2.5)):
+            self.module.write_cache(value)
+            self.assertEqual(repr(self.module.load_cache()), repr(value))
+        self.module.write_cache(NEWS)
+        self.assertIsNot(self.module.load_cache(), self.module.load_cache())
+
+    def test_reads_the_first_object_of_the_file_in_any_protocol(self):
+        for protocol in (0, 1, 2):
+            write(CACHE, pickle.dumps(NEWS, protocol) + "rest")
+            self.assertEqual(self.module.load_cache(), NEWS)
+
+    def test_needs_the_file(self):
+        error = self.assertFails(IOError, ["load_cache:99"], self.module.load_cache)
+        self.assertEqual(str(error), "[Errno 2] No such file or directory: '%s'" % CACHE)
+        os.mkdir(self.use("directory"))
+        self.assertFails(IOError, ["load_cache:99"], self.module.load_cache)
+
+    def test_of_a_damaged_file_fails_as_the_unpickling_does(self):
+        whole = cPickle.dumps(NEWS, -1)
+        for content, error in [("", EOFError), (whole[:-1], EOFError), ("\x80\x09.", ValueError),
+                               ("nonsense", cPickle.UnpicklingError)]:
+            write(CACHE, content)
+            self.assertFails(error, ["load_cache:100"], self.module.load_cache)
+
+    def test_goes_step_by_step(self):
+        def prepare(steps):
+            self.replace(open=steps.does("open", Blank(close=steps.does("close"))),
+                         load=lambda stream: steps.step("load(stream)", NEWS))
+            return []
+
+        check_steps(self, "load_cache", [
+            (99, "open('/tmp/.updatecache')"), (100, "load(stream)"), (101, "close()")],
+                    prepare, NEWS)
