@@ -1,6 +1,6 @@
-"""Importing the module: the order of effects, the star import, base classes, packages."""
+"""Importing the module: the order of effects, the names it binds, base classes, packages."""
 
-import imp
+import itertools
 import os
 import shutil
 import sys
@@ -8,283 +8,200 @@ import tempfile
 import types
 import unittest
 
-from simulator.receiver import Receiver  # before the host's modules
-import Screens.Screen
-import Tools.Directories
-import Tools.HardwareInfoVu
-import enigma
-from tests.support.model import IMPORTS, bound_by_line
-from tests.support.receiver import Blank, trail
+from simulator.receiver import Receiver, run_fresh  # before the host's modules
+from Screens.Screen import Screen
+from tests.support import importing, recording, twins
+from tests.support.model import CLASSES, IMPORTS
+from tests.support.receiver import Blank, ModuleTest, trail, write
+from tests.support.recording import HOST_MODULES
+from tests.support.sampling import sampled
+from tests.support.twins import ERRORS
 
-MISSING = object()
+
+class ImportsAgree(unittest.TestCase):
+    """The import runs from top to bottom, and fails where the failing statement stands.
+
+    Both the module and its model are imported, and do the same to the host, in the same order.
+    """
+
+    def agree(self, loads=(twins.load_model, twins.load_module), **how):
+        expected, found = [importing.record_import(load, **how) for load in loads]
+        text = twins.difference(expected, found)
+        if text is not None:
+            self.fail("import, %s:\n%s" % (twins.describe_how(how), text))
+        return expected
+
+    def test_an_undisturbed_import_binds_the_same_names_in_the_same_order(self):
+        self.agree()
+        self.agree(in_handler=True)
+
+    def failing_line(self, **how):
+        """The line on which an import fails for want of a module or name."""
+        kind, _, entries = self.agree(**how).outcomes[0]
+        self.assertEqual(kind, "ImportError")
+        return [line for _, name, line in entries if name == "init Kelvaro"][0]
+
+    def test_a_missing_module_or_name_fails_on_its_line(self):
+        lines = set()
+        for path, names in sorted(HOST_MODULES.items()):
+            lines.add(self.failing_line(changes={path: None}))
+            for name in names:
+                if not (path == "Tools.Directories" or name.startswith("_")):
+                    lines.add(self.failing_line(changes={path: {name: None}}))
+        for line, path, names in IMPORTS:
+            if line == 27 or line > 30:  # those of the interpreter
+                for name in names or [None]:
+                    name = name and name.split(" as ")[0]
+                    self.assertEqual(self.failing_line(hidden={path: name}), line)
+                    lines.add(line)
+        self.assertEqual(sorted(lines), range(8, 35))
+
+    def test_each_failing_operation(self):
+        operations = len(self.agree().log)
+        self.assertGreater(operations, 60)
+        for fail_at in sampled(range(1, operations + 1)):
+            self.agree(fail_at=fail_at, error=ERRORS[fail_at % len(ERRORS)],
+                       in_handler=bool(fail_at % 2))
+
+    def test_star_import_honours_all_and_leading_underscores(self):
+        for names in ({"__all__": ["fileExists", "_private"]}, {"__all__": ("resolveFilename",)},
+                      {"__all__": ["missing"]}, {"__all__": 3}, {"__all__": []}, {"header": 1},
+                      {"__all__": [1]}, {"__all__": "ab"},
+                      {"_": 1, "__x": 2, "x_": 3, "vumodel": "x", "Screen": 5, "open": 1},
+                      {"Label": 1, "remove": 2, "cache_file": 3, "parse_xml": 4, "AllNews": 5},
+                      {"str": 5}, {"mkdir": 1, "system": 2}):
+            self.agree(changes={"Tools.Directories": names})
+
+    def test_the_version_and_the_model_make_the_header(self):
+        for version in ("4.1", u"4.1", None):
+            for model in ("duo", "duo4kse", u"zero", "other", None, Blank()):
+                class HardwareInfoVu(object):
+                    get_device_name = staticmethod(lambda: model)
+
+                self.agree(changes={"enigma": {"getZirkVersionString": lambda: version},
+                                    "Tools.HardwareInfoVu": {"HardwareInfoVu": HardwareInfoVu}})
+
+    def test_the_metaclass_of_the_screen_makes_the_classes(self):
+        class Meta(type):
+            def __new__(mcs, name, bases, names):
+                recording.note("class", name, bases, names["__module__"], [
+                    (member, type(names[member]).__name__) for member in sorted(names)])
+                return type.__new__(mcs, name, bases, names)
+        base = Meta("Screen", (dict,), {"__module__": "host"})
+        log = self.agree(changes={"Screens.Screen": {"Screen": base}}).log
+        self.assertEqual([entry[1][0][1] for entry in log if entry[0] == "class"],
+                         ["AllNews", "ZirkUpdateInfo"])
+
+    def test_whatever_the_screen_is_a_class_statement_decides(self):
+        class Classic:
+            def __init__(self, session):
+                recording.note("session", session)
+
+        class Odd(object):
+            def __init__(self, *arguments):
+                recording.note("made of", arguments[:2])
+
+        def use(module):
+            recording.note("types", type(module.AllNews).__name__, type(module.AllNews).__module__)
+            module.AllNews("session", "/path")
+
+        for base in (5, "text", recording.translate, object(), bool, types.ModuleType,
+                     recording.MessageBox, Classic, Odd()):
+            self.agree(changes={"Screens.Screen": {"Screen": base}}, then=use)
+
+    def test_inside_a_package_its_own_modules_come_first(self):
+        loads = [lambda: twins.load_in_package(twins.load_model),
+                 lambda: twins.load_in_package(twins.load_module)]
+        operations = len(self.agree(loads).log)
+        beside = {"plugins.UpgradeZirk": {"UpdatePlugin": recording.ChoiceBox}}
+        bound = self.agree(loads, changes=beside).outcomes[2][1]
+        self.assertIn(("UpdatePlugin", ("class", recording.__name__, "ChoiceBox")),
+                      [row[:2] for row in bound])
+        self.agree(loads, changes={"UpgradeZirk": None})
+        self.agree(loads, changes=dict(beside, UpgradeZirk=None))
+        for fail_at in sampled(range(1, operations + 1, 3)):
+            self.agree(loads, fail_at=fail_at, error=ERRORS[fail_at % len(ERRORS)])
 
 
-class ImportTest(unittest.TestCase):
-    """Base: a host that the module has not been imported into yet."""
+class Host(unittest.TestCase):
+    """The simulated receiver, into which the module has not been imported yet."""
 
     def setUp(self):
         self.box = Receiver(fresh=True, load=False, plugin_package=False)
         self.addCleanup(self.box.close)
-        saved = dict(sys.modules)
+        saved = sys.modules["Tools.Directories"] = __import__("Tools.Directories").Directories
+        self.addCleanup(sys.modules.__setitem__, "Tools.Directories", saved)
 
-        def restore():
-            for name in set(sys.modules) - set(saved):
-                if name.split(".")[0] not in ("encodings", "linecache"):
-                    del sys.modules[name]
-            sys.modules.update(saved)
-
-        self.addCleanup(restore)
-
-    def stand_in(self, name, **attributes):
-        """Put a module with these attributes in the place of the host module `name`."""
-        module = types.ModuleType(name)
-        vars(module).update(attributes)
-        sys.modules[name] = module
-        return module
-
-
-class Order(ImportTest):
-    """Statements take effect from top to bottom, each name being bound by its own line."""
-
-    def record(self):
-        """Import; return a list of (what happened, names bound by then)."""
-        events = []
-
-        def note(what):
-            names = vars(sys.modules["Kelvaro"]) if "Kelvaro" in sys.modules else ()
-            events.append((what, set(name for name in names if name[:2] != "__")))
-
-        # UpgradeZirk is a file beside the module that nobody has loaded.
-        saved = {"UpgradeZirk": imp.new_module("UpgradeZirk")}
-        saved["UpgradeZirk"].UpdatePlugin = object
-        for _, name, _ in IMPORTS:
-            if name not in saved:
-                __import__(name)
-        for _, name, _ in IMPORTS:
-            if name in sys.modules:
-                saved[name] = sys.modules.pop(name)
-
-        class Finder(object):
-            """Notes the search for each module that the module imports."""
-
-            @staticmethod
-            def find_module(name, path=None):
-                if name in saved:
-                    note(name)
-                    return Finder
-
-            @staticmethod
-            def load_module(name):
-                sys.modules[name] = saved[name]
-                return saved[name]
-
-        class Hardware(object):
-            def __init__(self):
-                note("HardwareInfoVu()")
-
-            def get_device_name(self):
-                note("get_device_name()")
-                return "uno4kse"
-
-        def version():
-            note("getZirkVersionString()")
-            return "4"
-
-        class Meta(type):
-            def __new__(mcs, name, bases, namespace):
-                if name != "Screen":
-                    note("class " + name)
-                return type.__new__(mcs, name, bases, namespace)
-
-        self.box.patch(Tools.HardwareInfoVu, "HardwareInfoVu", Hardware)
-        self.box.patch(enigma, "getZirkVersionString", version)
-        self.box.patch(Screens.Screen, "Screen", Meta("Screen", (object,), {}))
-        sys.meta_path.insert(0, Finder)
-        try:
-            self.box.load()
-        finally:
-            sys.meta_path.remove(Finder)
-        return events
-
-    def test_is_that_of_the_lines(self):
-        star = [name for name in vars(Tools.Directories) if not name.startswith("_")]
-        lines = bound_by_line(star)
-
-        def names_before(line):
-            return set(sum((names for number, names in lines if number < line), []))
-
-        found = [(line, name) for line, name, _ in IMPORTS if line != 32]
-        expected = [(name, names_before(line)) for line, name in found] + [
-            ("HardwareInfoVu()", names_before(38)),
-            ("get_device_name()", names_before(38)),
-            ("getZirkVersionString()", names_before(86)),
-            ("class AllNews", names_before(176)),
-            ("class ZirkUpdateInfo", names_before(351))]
-        events = self.record()
-        self.assertEqual([what for what, _ in events], [what for what, _ in expected])
-        for (what, names), (_, wanted) in zip(events, expected):
-            self.assertEqual(names, wanted, what)
-
-    def test_puts_the_model_and_the_version_asked_for_once_into_the_header(self):
-        self.record()
-        self.assertEqual(self.box.module.vumodel, "uno4kse")
-        self.assertEqual(self.box.module.header, "Zirk 4 (Vu+ Uno 4K SE)\n")
-
-    def test_lets_a_failing_model_query_leave_everything_later_undone(self):
-        calls = []
-        error = KeyError("model")
-
-        def device_name(_):
-            calls.append("get_device_name")
-            raise error
-
-        self.box.patch(Tools.HardwareInfoVu.HardwareInfoVu, "get_device_name", device_name)
-        self.box.patch(enigma, "getZirkVersionString", lambda: calls.append("version"))
-        with self.assertRaises(KeyError) as caught:
-            self.box.load()
-        self.assertIs(caught.exception, error)
-        self.assertEqual(calls, ["get_device_name"])
-        self.assertNotIn("Kelvaro", sys.modules)
-
-
-class Star(ImportTest):
-    """Line 23 takes from Tools.Directories what any star import would."""
-
-    def load_with(self, **attributes):
-        attributes.setdefault("fileExists", None)
-        self.stand_in("Tools.Directories", **attributes)
-        return vars(self.box.load())
-
-    def test_takes_all_names_without_leading_underscore(self):
-        names = self.load_with(resolveFilename=1, SCOPE_PLUGINS=2, _private=3, __dunder__=4)
-        self.assertEqual((names["resolveFilename"], names["SCOPE_PLUGINS"]), (1, 2))
-        self.assertNotIn("_private", names)
-        self.assertNotIn("__dunder__", names)
-
-    def test_takes_exactly_what_all_lists_underscores_included(self):
-        names = self.load_with(one=1, two=2, _three=3, __all__=["one", "_three"])
-        self.assertEqual((names["one"], names["_three"]), (1, 3))
-        for name in ("two", "fileExists", "__all__"):
-            self.assertNotIn(name, names)
-
-    def test_fails_when_all_lists_a_name_that_is_not_there(self):
-        with self.assertRaises(AttributeError) as caught:
-            self.load_with(one=1, __all__=("one", "two"))
-        self.assertEqual(str(caught.exception), "'module' object has no attribute 'two'")
-        self.assertNotIn("Kelvaro", sys.modules)
-
-    def test_replaces_names_of_earlier_lines_and_is_replaced_by_later_ones(self):
-        names = self.load_with(Label="its own", remove="its own", cache_file="its own",
-                               parse_xml="its own", AllNews="its own")
-        self.assertEqual(names["Label"], "its own")
-        self.assertIs(names["remove"], os.remove)
-        self.assertEqual(names["cache_file"], "/tmp/.updatecache")
-        self.assertTrue(callable(names["parse_xml"]))
-        self.assertIsInstance(names["AllNews"], type)
-
-    def test_takes_any_object_with_a_namespace(self):
+    def test_may_have_any_object_in_the_place_of_a_module(self):
         sys.modules["Tools.Directories"] = Blank(fileExists=5)
         self.assertEqual(self.box.load().fileExists, 5)
 
+    def test_gives_its_own_objects_to_all_the_imports(self):
+        module = self.box.load()
+        for _, path, names in IMPORTS:
+            for name in names or ():
+                name, _, bound = name.partition(" as ")
+                self.assertIs(getattr(module, bound or name), getattr(sys.modules[path], name))
+        self.assertIs(module.fileExists, sys.modules["Tools.Directories"].fileExists)
+        for name in ("xml", "urllib2"):
+            self.assertIs(getattr(module, name), sys.modules[name])
 
-class Bases(ImportTest):
-    """The screens are what a class statement makes of the host's Screen."""
 
-    def load_with(self, screen):
-        self.box.patch(Screens.Screen, "Screen", screen)
-        return self.box.load()
+class Names(ModuleTest):
 
-    def test_classic_makes_classic_classes(self):
-        class Screen:
+    def test_of_the_values_have_what_the_host_and_the_receiver_give_at_the_import(self):
+        for name, value in [("packagetmpfile", "/tmp/.package.tmp"), ("vumodel", "duo2"),
+                            ("cache_file", "/tmp/.updatecache"),
+                            ("packageinstalledfile", "/tmp/.installed"),
+                            ("header", "Zirk 3.1.0 (Vu+ Duo2)\n")]:
+            found = getattr(self.module, name)
+            self.assertEqual((type(found), found), (str, value))
+        self.assertIs(self.module.update_notification.__class__, self.module.UpdateNotification)
+        self.assertEqual(vars(self.module.update_notification), {})
+
+    def test_of_the_model_is_the_very_object_that_the_host_gives(self):
+        class Key(str):
             pass
 
-        module = self.load_with(Screen)
+        key = Key("solo")
+        self.assertIs(self.boot(model=key, fresh=True).module.vumodel, key)
+
+    def test_of_classes_lead_to_their_methods_and_nothing_else(self):
+        for _, name, _, methods in CLASSES:
+            class_ = getattr(self.module, name)
+            held = set(vars(class_)) - set(["__dict__", "__weakref__", "__module__", "__doc__"])
+            self.assertEqual(held, set(method for _, method, _ in methods))
+            self.assertEqual((class_.__name__, class_.__module__), (name, "Kelvaro"))
+            self.assertIsInstance(vars(class_)["__doc__"], (str, type(None)))
         for name in ("AllNews", "ZirkUpdateInfo"):
-            self.assertIs(type(getattr(module, name)), types.ClassType)
-            self.assertEqual(getattr(module, name).__bases__, (Screen,))
-
-    def test_classic_is_constructed_and_fails_as_it_is_no_dictionary(self):
-        class Screen:
-            def __init__(self, session):
-                self.sessions = [session]
-
-        module = self.load_with(Screen)
-        with self.assertRaises(AttributeError) as caught:
-            module.AllNews("session", "/path")
-        # The screen's own part is done; registering the first source needs a dictionary.
-        self.assertEqual(str(caught.exception),
-                         "AllNews instance has no attribute '__setitem__'")
-        self.assertEqual(trail(), ["AllNews.__init__:183"])
-
-    def test_metaclass_makes_the_classes(self):
-        made = []
-
-        class Meta(type):
-            def __init__(cls, name, bases, namespace):
-                super(Meta, cls).__init__(name, bases, namespace)
-                if name in ("AllNews", "ZirkUpdateInfo"):
-                    made.append((name, bases, sorted(namespace)))
-
-        screen = Meta("Screen", (dict,), {})
-        module = self.load_with(screen)
-        self.assertIs(type(module.AllNews), Meta)
-        self.assertEqual([(name, bases) for name, bases, _ in made],
-                         [("AllNews", (screen,)), ("ZirkUpdateInfo", (screen,))])
-        for _, _, names in made:
-            self.assertIn("__module__", names)
-            self.assertIn("__init__", names)
-            self.assertNotIn("__metaclass__", names)
-
-    def test_metaclass_sees_functions_that_are_not_bound_yet(self):
-        namespaces = {}
-
-        class Meta(type):
-            def __new__(mcs, name, bases, namespace):
-                namespaces[name] = namespace
-                return type.__new__(mcs, name, bases, namespace)
-
-        self.load_with(Meta("Screen", (dict,), {}))
-        self.assertEqual(namespaces["AllNews"]["__module__"], "Kelvaro")
-        self.assertIs(type(namespaces["AllNews"]["keyCancel"]),
-                      type(self.box.module.getInstalled))
-
-    def test_any_callable_type_of_the_base_makes_whatever_it_makes(self):
-        class Odd(object):
-            def __init__(self, *arguments):
-                self.arguments = arguments
-
-        base = Odd()
-        module = self.load_with(base)
-        self.assertIs(type(module.AllNews), Odd)
-        self.assertEqual(module.AllNews.arguments[:2], ("AllNews", (base,)))
+            self.assertEqual(getattr(self.module, name).__bases__, (Screen,))
+        self.assertIs(type(self.module.UpdateNotification), types.ClassType)
+        self.assertEqual(self.module.UpdateNotification.__bases__, ())
 
 
 class Packages(unittest.TestCase):
     """Within a package each import looks there first, then at the top level."""
 
-    COUNT = 0
+    COUNT = itertools.count()
 
     def setUp(self):
         self.box = Receiver(load=False)
         self.addCleanup(self.box.close)
         self.root = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, self.root)
-        Packages.COUNT += 1
-        self.name = "panel%d" % Packages.COUNT
+        self.name = "panel%d" % next(self.COUNT)
         os.mkdir(os.path.join(self.root, self.name))
-        self.write("__init__.py", "")
+        self.write(__init__="")
         shutil.copyfile(os.environ["KELVARO_MODULE"],
                         os.path.join(self.root, self.name, "Kelvaro.so"))
         sys.path.insert(0, self.root)
         self.addCleanup(sys.path.remove, self.root)
         self.addCleanup(self.forget)
 
-    def write(self, name, text):
-        path = os.path.join(self.root, self.name, name)
-        if not os.path.isdir(os.path.dirname(path)):
-            os.mkdir(os.path.dirname(path))
-        with open(path, "w") as stream:
-            stream.write(text)
+    def write(self, **texts):
+        """Write modules of the package."""
+        for name, text in texts.items():
+            write(os.path.join(self.root, self.name, name + ".py"), text)
 
     def load(self):
         __import__(self.name + ".Kelvaro")
@@ -295,57 +212,76 @@ class Packages(unittest.TestCase):
             if name.split(".")[0] in (self.name, "UpgradeZirk"):
                 del sys.modules[name]
 
-    def test_find_UpgradeZirk_beside_the_module(self):
-        self.write("UpgradeZirk.py", "class UpdatePlugin: pass")
+    def test_lend_the_module_what_lies_beside_it_before_what_lies_above(self):
+        write(os.path.join(self.root, "UpgradeZirk.py"), "UpdatePlugin = 'above'")
+        self.write(UpgradeZirk="UpdatePlugin = 'beside'", skin="loadSkin = 'beside'", urllib2="")
         module = self.load()
-        self.assertEqual(module.UpdatePlugin.__module__, self.name + ".UpgradeZirk")
+        self.assertEqual((module.UpdatePlugin, module.loadSkin), ("beside", "beside"))
+        self.assertEqual(module.urllib2.__name__, self.name + ".urllib2")
         self.assertNotIn("UpgradeZirk", sys.modules)
 
-    def test_find_UpgradeZirk_at_the_top_level_otherwise(self):
-        with open(os.path.join(self.root, "UpgradeZirk.py"), "w") as stream:
-            stream.write("class UpdatePlugin: pass")
+    def test_lend_it_what_lies_above_otherwise(self):
+        write(os.path.join(self.root, "UpgradeZirk.py"), "class UpdatePlugin: pass")
         self.assertEqual(self.load().UpdatePlugin.__module__, "UpgradeZirk")
 
-    def test_prefer_their_own_UpgradeZirk(self):
-        self.write("UpgradeZirk.py", "UpdatePlugin = 'beside'")
-        with open(os.path.join(self.root, "UpgradeZirk.py"), "w") as stream:
-            stream.write("UpdatePlugin = 'above'")
-        self.assertEqual(self.load().UpdatePlugin, "beside")
-
-    def test_prefer_their_own_modules_to_those_of_host_and_library(self):
-        self.write("UpgradeZirk.py", "UpdatePlugin = None")
-        self.write("skin.py", "loadSkin = 'beside'")
-        self.write("urllib2.py", "")
-        module = self.load()
-        self.assertEqual(module.loadSkin, "beside")
-        self.assertEqual(module.urllib2.__name__, self.name + ".urllib2")
-
-    def test_prefer_their_own_subpackages_as_a_whole(self):
-        self.write("UpgradeZirk.py", "UpdatePlugin = None")
-        self.write("Tools/__init__.py", "")
+    def fails_to_load(self, text, *entries):
         with self.assertRaises(ImportError) as caught:
             self.load()
-        self.assertEqual(trail(), ["init Kelvaro:22"])
-        self.assertEqual(str(caught.exception), "No module named BoundFunction")
+        self.assertEqual((trail(), str(caught.exception)), (list(entries), text))
 
-    def test_hold_a_module_under_its_full_name(self):
-        self.write("UpgradeZirk.py", "UpdatePlugin = None")
+    def test_hide_a_package_of_the_host_as_a_whole(self):
+        os.mkdir(os.path.join(self.root, self.name, "Tools"))
+        self.write(**{"UpgradeZirk": "UpdatePlugin = None", "Tools/__init__": ""})
+        self.fails_to_load("No module named BoundFunction", "init Kelvaro:22")
+
+    def test_hold_the_module_under_its_full_name_but_for_tracebacks(self):
+        self.write(UpgradeZirk="UpdatePlugin = None")
         module = self.load()
-        self.assertEqual(module.__name__, self.name + ".Kelvaro")
-        self.assertEqual(module.__package__, self.name)
+        self.assertEqual((module.__name__, module.__package__),
+                         (self.name + ".Kelvaro", self.name))
         self.assertNotIn("Kelvaro", sys.modules)
         for value in (module.getHeader, module.AllNews, module.UpdateNotification,
                       vars(module.AllNews)["keyCancel"]):
             self.assertEqual(value.__module__, self.name + ".Kelvaro")
+        with self.assertRaises(IOError):
+            module.load_cache()
+        self.assertEqual(trail(), ["load_cache:99"])
 
     def test_keep_nothing_of_a_failed_import_and_can_import_again(self):
-        self.write("UpgradeZirk.py", "")
-        with self.assertRaises(ImportError) as caught:
-            self.load()
-        self.assertEqual(str(caught.exception), "cannot import name UpdatePlugin")
-        self.assertEqual(trail(), ["init Kelvaro:28"])
+        self.write(UpgradeZirk="")
+        self.fails_to_load("cannot import name UpdatePlugin", "init Kelvaro:28")
         self.assertNotIn(self.name + ".Kelvaro", sys.modules)
         self.assertFalse(hasattr(sys.modules[self.name], "Kelvaro"))
         sys.modules[self.name + ".UpgradeZirk"].UpdatePlugin = "mended"
         self.assertEqual(self.load().UpdatePlugin, "mended")
         self.assertIs(sys.modules[self.name].Kelvaro, self.load())
+
+
+class Silence(unittest.TestCase):
+
+    def test_is_kept_on_both_outputs_by_import_and_use(self):
+        self.assertEqual(run_fresh("\n".join([
+            "from simulator.receiver import Receiver",
+            "box = Receiver(feed_url='http://127.0.0.1:9/all', raise_errors=False)",
+            "box.open_news()",
+            "box.pass_time(1)",
+            "box.press('ok', 'yellow', 'cancel')",
+            "box.start_plugin()",
+            "box.pass_time(61)",
+            "box.module.getInstalled()",
+            "for call in (box.module.load_cache, lambda: box.module.skip_entry(3)):",
+            "    try:",
+            "        call()",
+            "    except Exception:",
+            "        pass",
+            "box.close()"])), (0, "", ""))
+
+    def test_is_kept_by_a_failing_import(self):
+        self.assertEqual(run_fresh("\n".join([
+            "import sys",
+            "from simulator.receiver import Receiver",
+            "sys.modules['urllib2'] = None",
+            "try:",
+            "    Receiver()",
+            "except ImportError:",
+            "    pass"])), (0, "", ""))
