@@ -7,6 +7,7 @@ import urllib2
 import xml.dom.minidom
 import xml.parsers.expat
 
+from tests.support.leaks import once
 from tests.support.receiver import (
     CACHE, Blank, Broken, FeedTest, closed_port, configure, raising, read, write)
 from tests.support.steps import check_steps
@@ -97,6 +98,7 @@ class Downloads(object):
         error = self.assertPasses(ValueError, self.line)
         self.assertEqual(str(error), "unknown url type: ")
 
+    @once("it waits")
     def test_a_stall_is_borne_for_a_while(self):
         self.serve(DOCUMENT, self.name)
         for point in ("headers", "body", "middle"):
@@ -197,6 +199,7 @@ class News(Downloads, FeedTest):
         self.box.patch(xml.dom.minidom, "parseString", raising(error))
         self.assertPasses(error, 140)
 
+    @once("it waits")
     def test_time_out_after_five_seconds_of_silence(self):
         self.feed.fault("zirknews.xml", stall="headers")
         start = time.time()

@@ -4,9 +4,9 @@
 import inspect
 import sys
 import types
-import unittest
 
 from tests.support import recording, scenarios, twins
+from tests.support.leaks import LeakCheckedTest
 from tests.support.model import CLASSES, FUNCTIONS
 from tests.support.receiver import ModuleTest, raising
 
@@ -117,7 +117,7 @@ class Refusals(ModuleTest):
         self.assertEqual(calls, [])
 
 
-class Passing(unittest.TestCase):
+class Passing(LeakCheckedTest):
     """Arguments arrive in their parameters by position, by keyword and by default."""
 
     #: What an object of each class comes from.
