@@ -129,7 +129,7 @@ class Passing(LeakCheckedTest):
         plain = python_function(name, parameters)
         names = [other for other in inspect.getargspec(plain).args if other != "self"]
         required = len(names) - len(plain.__defaults__ or ())
-        comparison = twins.Comparison(twins.model(), twins.module())
+        comparison = twins.Comparison()
         for positional in range(len(names) + 1):
             for given in range(max(positional, required), len(names) + 1):
                 def scenario(case):

@@ -12,8 +12,8 @@ import sys
 import unittest
 import weakref
 
-from tests.plugin.test_module_agrees import record_import
 from tests.support import leaks, scenarios, twins
+from tests.support.importing import record_import
 from tests.support.receiver import BLUE, CACHE, ReceiverTest, document, entry
 from tests.support.sampling import sampled
 
