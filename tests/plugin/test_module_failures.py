@@ -1,53 +1,23 @@
-"""An import that fails says where, leaves nothing, and succeeds once the host is mended.
+"""An import that fails says where, leaves nothing, and succeeds once the host is mended."""
 
-The attempts of a test run in a process of their own, where nothing of the module was imported
-before: each is a piece of Python that breaks the simulated receiver, and then tries.
-"""
-
-import json
+import __builtin__
+import contextlib
+import imp
+import os
+import sys
+import types
 import unittest
 
-from simulator.receiver import run_fresh
+from simulator.receiver import Receiver  # before the host's modules
+import Screens.Screen
+import Tools.HardwareInfoVu
+import enigma
+from tests.support.importing import hide
 from tests.support.model import IMPORTS, bound_by_line
-from tests.support.receiver import SOURCE
+from tests.support.receiver import raising, trail
 
-#: What every child begins with.
-PRELUDE = '''
-import __builtin__, contextlib, imp, json, os, sys, traceback, types
-from simulator.receiver import Receiver
-box = Receiver(plugin_package=False, load=False)
-for name in %(modules)r:
-    __import__(name)  # what they import in turn is not to meet the breakage
-import enigma, Screens.Screen, Tools.HardwareInfoVu
+HOST_ERROR = KeyError("host")
 
-def attempt(statement="import Kelvaro"):
-    """Run an import statement; append to the results what happened."""
-    names = {}
-    try:
-        exec statement in names
-    except:
-        kind, value, trace = sys.exc_info()
-        entries = [(name, line) for source, line, name, _ in traceback.extract_tb(trace)
-                   if source == %(source)r]
-        result = [kind.__name__, str(value), entries]
-    else:
-        result = sorted(vars(names["Kelvaro"])) if "Kelvaro" in names else None
-    results.append([result, "Kelvaro" in sys.modules])
-
-@contextlib.contextmanager
-def without(module, name=None):
-    """Within it, a host module lacks a name, or is missing itself."""
-    saved = dict(sys.modules)
-    sys.modules[module] = None
-    if name is not None:
-        sys.modules[module] = types.ModuleType(module)
-        vars(sys.modules[module]).update(vars(saved[module]))
-        delattr(sys.modules[module], name)
-    try:
-        yield
-    finally:
-        sys.modules.clear()
-        sys.modules.update(saved)
 
 @contextlib.contextmanager
 def changed(owner, name, value):
@@ -58,149 +28,145 @@ def changed(owner, name, value):
     finally:
         setattr(owner, name, saved)
 
-def fail(*_):
-    raise KeyError("host")
-
-Hardware = Tools.HardwareInfoVu.HardwareInfoVu
-results = []
-''' % {"modules": [module for _, module, _ in IMPORTS], "source": SOURCE}
-
-
-def run(*lines):
-    """Run a child; return the list that it has made of its results."""
-    result = run_fresh(PRELUDE + "\n".join(lines) + "\nsys.stdout.write(json.dumps(results))")
-    if result.status or result.stderr:
-        raise AssertionError("the child ended with %d: %s" % (result.status, result.stderr))
-    return json.loads(result.stdout)
-
 
 class Failures(unittest.TestCase):
+    """The module's file is a fresh copy, of which nothing was imported before."""
 
-    def check_success(self, result):
-        names, left = result
-        self.assertEqual(set(sum((names for _, names in bound_by_line()), [])) - set(names), set())
-        self.assertTrue(left)
+    def setUp(self):
+        self.box = Receiver(fresh=True, load=False, plugin_package=False)
+        self.addCleanup(self.box.close)
+        for _, module, _ in IMPORTS:
+            __import__(module)  # what they import in turn is not to meet the breakage
+
+    def put(self, name, module):
+        """Put something in the place of a loaded module until the test ends."""
+        self.addCleanup(sys.modules.__setitem__, name, sys.modules[name])
+        sys.modules[name] = module
+
+    def outcome(self, statement="import Kelvaro", **names):
+        """Run a statement; return the names that the module has then, or kind, text, entries."""
+        try:
+            exec(statement, dict(names, __builtins__=__builtin__))
+        except Exception:
+            kind, value = sys.exc_info()[:2]
+            self.assertNotIn("Kelvaro", sys.modules)
+            return kind, str(value), trail()
+        return sorted(vars(sys.modules["Kelvaro"])) if "Kelvaro" in sys.modules else None
 
     def check(self, *rows):
-        """Check attempts, and that the next one succeeds.
+        """Check that attempts fail, and that the next one succeeds.
 
-        rows: what `with` takes, kind and text of the exception, the module's entries.
+        rows: what breaks the host within `with`; kind and text of the exception; the entries.
         """
-        results = run(*["with %s: attempt()" % row[0] for row in rows] + ["attempt()"])
-        for row, (found, left) in zip(rows, results):
-            self.assertEqual(found, list(row[1:3]) + [[list(entry) for entry in row[3:]]], row)
-            self.assertFalse(left, row)
-        self.check_success(results[-1])
+        for breakage, kind, text, entries in rows:
+            with breakage:
+                self.assertEqual(self.outcome(), (kind, text, entries))
+        names = set(sum((names for _, names in bound_by_line()), []))
+        self.assertEqual(names - set(self.outcome()), set())
 
     def test_of_each_import_are_those_of_the_statement(self):
-        lines, expected = [], []
+        rows = []
         for line, module, names in IMPORTS:
             statement = "import " + module
             if names != ():
                 statement = "from %s import %s" % (module, ", ".join(names or "*"))
-            broken = [] if line == 32 else ["without(%r)" % module]  # 31 needs the same module
-            for name in names or ():
-                broken.append("without(%r, %r)" % (module, name.split(" as ")[0]))
-            for context in broken:
-                lines += ["with %s:" % context, "    attempt(%r)" % statement, "    attempt()"]
-                expected.append(line)
-        results = run(*lines + ["attempt()"])
-        self.assertEqual(len(results), 2 * len(expected) + 1)
-        for line, (plain, _), (own, left) in zip(expected, results[::2], results[1::2]):
-            self.assertEqual(own, plain[:2] + [[["init Kelvaro", line]]])
-            self.assertFalse(left)
-        self.check_success(results[-1])
+            missing = [] if line == 32 else [None]  # line 31 needs the same module
+            for name in missing + [name.split(" as ")[0] for name in names or ()]:
+                with hide({module: name}):
+                    kind, text, _ = self.outcome(statement)
+                rows.append((hide({module: name}), kind, text, ["init Kelvaro:%d" % line]))
+        self.check(*rows)
 
     def test_of_the_model_and_the_header_name_their_lines(self):
-        model = "type('Model', (object,), {'__eq__': fail})()"
-        init, header = ("init Kelvaro", 38), ("init Kelvaro", 86)
+        hardware = Tools.HardwareInfoVu.HardwareInfoVu
+        fail = raising(HOST_ERROR)
+        query, header = "init Kelvaro:38", "init Kelvaro:86"
         self.check(
-            ("changed(Tools.HardwareInfoVu, 'HardwareInfoVu', 7)",
-             "TypeError", "'int' object is not callable", init),
-            ("changed(Tools.HardwareInfoVu, 'HardwareInfoVu', list)",
-             "AttributeError", "'list' object has no attribute 'get_device_name'", init),
-            ("changed(Hardware, 'get_device_name', fail)", "KeyError", "'host'", init),
-            ("changed(enigma, 'getZirkVersionString', fail)",
-             "KeyError", "'host'", header, ("Kelvaro.getHeader", 52)),
-            ("changed(enigma, 'getZirkVersionString', int)", "TypeError",
-             "cannot concatenate 'str' and 'int' objects", header, ("Kelvaro.getHeader", 53)),
-            ("changed(Hardware, 'device_name', %s)" % model,
-             "KeyError", "'host'", header, ("Kelvaro.getHeader", 54)))
+            (changed(Tools.HardwareInfoVu, "HardwareInfoVu", 7),
+             TypeError, "'int' object is not callable", [query]),
+            (changed(Tools.HardwareInfoVu, "HardwareInfoVu", list),
+             AttributeError, "'list' object has no attribute 'get_device_name'", [query]),
+            (changed(hardware, "get_device_name", fail), KeyError, "'host'", [query]),
+            (changed(enigma, "getZirkVersionString", fail),
+             KeyError, "'host'", [header, "getHeader:52"]),
+            (changed(enigma, "getZirkVersionString", int), TypeError,
+             "cannot concatenate 'str' and 'int' objects", [header, "getHeader:53"]),
+            (changed(hardware, "device_name", type("Model", (object,), {"__eq__": fail})()),
+             KeyError, "'host'", [header, "getHeader:54"]))
 
     def test_of_the_classes_name_their_lines_and_say_what_a_class_statement_says(self):
+        rows = []
         for base in ("7", "object()", "len"):
-            (plain, _), = run("attempt('class AllNews(%s): pass')" % base)
-            self.check(("changed(Screens.Screen, 'Screen', %s)" % base,
-                        plain[0], plain[1], ("init Kelvaro", 176)))
-        meta = ("type('Meta', (type,), {'__init__': "
-                "lambda cls, name, *_: fail() if name == %r else None})('Screen', (dict,), {})")
-        self.check(*[("changed(Screens.Screen, 'Screen', %s)" % (meta % name),
-                      "KeyError", "'host'", ("init Kelvaro", line))
-                     for line, name in ((176, "AllNews"), (351, "ZirkUpdateInfo"))])
+            kind, text, _ = self.outcome("class AllNews(%s): pass" % base)
+            rows.append((changed(Screens.Screen, "Screen", eval(base)),
+                         kind, text, ["init Kelvaro:176"]))
+
+        class Meta(type):
+            def __init__(cls, name, bases, names):
+                if name == cls.refused:
+                    raise HOST_ERROR
+
+        for refused, line in (("AllNews", 176), ("ZirkUpdateInfo", 351)):
+            screen = Meta("Screen", (dict,), {"refused": refused})
+            rows.append((changed(Screens.Screen, "Screen", screen),
+                         KeyError, "'host'", ["init Kelvaro:%d" % line]))
+        self.check(*rows)
 
     def test_of_a_host_module_that_fails_while_it_loads_name_its_line(self):
-        failure, success = run(
-            "class Finder(object):",
-            "    @staticmethod",
-            "    def find_module(name, path=None):",
-            "        return Finder if name == 'Tools.LoadPixmap' else None",
-            "    load_module = staticmethod(fail)",
-            "del sys.modules['Tools.LoadPixmap']",
-            "sys.meta_path.append(Finder)",
-            "attempt()",
-            "sys.meta_path.remove(Finder)",
-            "attempt()")
-        self.assertEqual(failure, [["KeyError", "'host'", [["init Kelvaro", 24]]], False])
-        self.check_success(success)
+        class Finder(object):
+            load_module = staticmethod(raising(HOST_ERROR))
+
+            @staticmethod
+            def find_module(name, path=None):
+                return Finder if name == "Tools.LoadPixmap" else None
+
+        self.put("Tools.LoadPixmap", None)
+        del sys.modules["Tools.LoadPixmap"]
+        self.check((changed(sys, "meta_path", [Finder]), KeyError, "'host'", ["init Kelvaro:24"]))
 
     def test_may_be_many(self):
-        self.check(*[("changed(enigma, 'getZirkVersionString', fail)", "KeyError", "'host'",
-                      ("init Kelvaro", 86), ("Kelvaro.getHeader", 52))] * 50)
+        self.check(*[(changed(enigma, "getZirkVersionString", raising(HOST_ERROR)), KeyError,
+                      "'host'", ["init Kelvaro:86", "getHeader:52"]) for _ in range(50)])
 
     def test_leave_the_exceptions_of_the_importer_alone(self):
-        self.assertEqual(run(
-            "try:",
-            "    raise ValueError('being handled')",
-            "except ValueError:",
-            "    with changed(enigma, 'getZirkVersionString', fail):",
-            "        attempt()",
-            "    texts = [str(sys.exc_info()[1])]",
-            "    attempt()",
-            "    results = texts + [str(sys.exc_info()[1])]"), ["being handled"] * 2)
+        try:
+            raise ValueError("being handled")
+        except ValueError:
+            for version in (raising(HOST_ERROR), lambda: "4"):
+                with changed(enigma, "getZirkVersionString", version):
+                    self.outcome()
+                self.assertIs(sys.exc_info()[0], ValueError)
 
-    def test_for_want_of_import_itself_or_of_any_names_are_those_of_the_statement(self):
-        for statement, breaking, text in [
-                ("from Components.ActionMap import ActionMap", "del __builtin__.__import__",
-                 "__import__ not found"),
-                ("from Tools.Directories import *",
-                 "sys.modules['Tools.Directories'] = object()",
-                 "from-import-* object has no __dict__ and no __all__")]:
-            plain, own = run(
-                "names = {'load': imp.load_dynamic, 'path': os.environ['KELVARO_MODULE']}",
-                "def attempt(statement):",
-                "    try:",
-                "        exec statement in dict(names, __builtins__=__builtin__)",
-                "    except ImportError as e:",
-                "        results.append([str(e), 'Kelvaro' in sys.modules])",
-                "saved = __builtin__.__import__",
-                breaking,
-                "attempt(%r)" % statement,
-                "attempt('load(\"Kelvaro\", path)')",
-                "__builtin__.__import__ = saved")
-            self.assertEqual((plain, own), ([text, False], [text, False]))
+    def test_for_want_of_import_itself_are_those_of_the_statement(self):
+        saved = __builtin__.__import__
+        del __builtin__.__import__
+        try:
+            plain = self.outcome("from Components.ActionMap import ActionMap")
+            own = self.outcome("load('Kelvaro', path)", load=imp.load_dynamic,
+                               path=os.environ["KELVARO_MODULE"])
+        finally:
+            __builtin__.__import__ = saved
+        self.assertEqual(plain, (ImportError, "__import__ not found", []))
+        self.assertEqual(own, plain[:2] + (["init Kelvaro:8"],))
+
+    def test_for_want_of_any_names_are_those_of_the_statement(self):
+        self.put("Tools.Directories", object())
+        plain = self.outcome("from Tools.Directories import *")
+        text = "from-import-* object has no __dict__ and no __all__"
+        self.assertEqual(plain, (ImportError, text, []))
+        self.assertEqual(self.outcome(), plain[:2] + (["init Kelvaro:23"],))
 
     def test_spare_what_another_has_put_in_the_modules_place(self):
-        failure, left = run(
-            "class Names(object):",
-            "    __all__ = ['name']",
-            "    @property",
-            "    def name(self):",
-            "        sys.modules['Kelvaro'] = other",
-            "other = types.ModuleType('other')",
-            "other.left = 1",
-            "sys.modules['Tools.Directories'] = Names()",
-            "sys.modules['skin'] = None",
-            "attempt()",
-            "results.append(vars(other).get('left'))")
-        self.assertEqual(failure[0][1], "No module named skin")
-        self.assertEqual((failure[1], left), (False, 1))
+        class Names(object):
+            __all__ = ["name"]
+
+            @property
+            def name(self):
+                sys.modules["Kelvaro"] = other
+
+        other = types.ModuleType("other")
+        other.left = 1
+        self.put("Tools.Directories", Names())
+        self.put("skin", None)
+        self.assertEqual(self.outcome(), (ImportError, "No module named skin", ["init Kelvaro:26"]))
+        self.assertEqual(other.left, 1)
