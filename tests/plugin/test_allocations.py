@@ -27,8 +27,8 @@ import tempfile
 import traceback
 import unittest
 
-from tests.plugin.test_module_agrees import record_import
 from tests.support import leaks, recording, scenarios, twins
+from tests.support.importing import record_import
 from tests.support.sampling import ONE_IN
 
 #: One in so many allocations fails; one in so many where that takes a process.

@@ -2,6 +2,7 @@
 
 import __builtin__
 import contextlib
+import gc
 import imp
 import os
 import sys
@@ -123,6 +124,23 @@ class Failures(unittest.TestCase):
         self.put("Tools.LoadPixmap", None)
         del sys.modules["Tools.LoadPixmap"]
         self.check((changed(sys, "meta_path", [Finder]), KeyError, "'host'", ["init Kelvaro:24"]))
+
+    def test_leave_no_reference_to_the_screen_or_its_metaclass(self):
+        class Meta(type):
+            def __init__(cls, name, bases, names):
+                if name == "ZirkUpdateInfo":
+                    raise HOST_ERROR
+
+        def references():
+            sys.exc_clear()
+            gc.collect()
+            return sys.getrefcount(Meta), sys.getrefcount(screen)
+
+        screen = Meta("Screen", (dict,), {})
+        before = references()
+        with changed(Screens.Screen, "Screen", screen):
+            self.outcome()
+        self.assertEqual(references(), before)
 
     def test_may_be_many(self):
         self.check(*[(changed(enigma, "getZirkVersionString", raising(HOST_ERROR)), KeyError,
