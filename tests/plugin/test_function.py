@@ -109,6 +109,12 @@ class Refusals(ModuleTest):
                          self.module.UpdateNotification().setSession):
             self.assertFails(TypeError, [], function, 1, 2, 3, 4, 5)
 
+    def test_keep_no_reference_to_the_text_of_a_keyword(self):
+        before = sys.getrefcount("q")  # one character: the same object wherever it is made
+        for _ in range(10):
+            self.assertFails(TypeError, [], self.module.newsURL, **{u"q": 1})
+        self.assertEqual(sys.getrefcount("q"), before)
+
     def test_leave_everything_undone(self):
         calls = []
         self.replace(open=lambda *arguments: calls.append(arguments))

@@ -125,22 +125,28 @@ class Failures(unittest.TestCase):
         del sys.modules["Tools.LoadPixmap"]
         self.check((changed(sys, "meta_path", [Finder]), KeyError, "'host'", ["init Kelvaro:24"]))
 
-    def test_leave_no_reference_to_the_screen_or_its_metaclass(self):
+    def test_leave_no_reference_to_what_functions_and_classes_were_made_of(self):
+        names_of_the_module = []
+
         class Meta(type):
             def __init__(cls, name, bases, names):
                 if name == "ZirkUpdateInfo":
+                    names_of_the_module.append(names["__module__"])
                     raise HOST_ERROR
 
         def references():
+            with changed(Screens.Screen, "Screen", screen):
+                self.outcome()
             sys.exc_clear()
             gc.collect()
-            return sys.getrefcount(Meta), sys.getrefcount(screen)
+            modules = [thing for thing in gc.get_objects() if isinstance(thing, types.ModuleType)]
+            return len(modules), sys.getrefcount(Meta), sys.getrefcount(screen)
 
         screen = Meta("Screen", (dict,), {})
         before = references()
-        with changed(Screens.Screen, "Screen", screen):
-            self.outcome()
         self.assertEqual(references(), before)
+        name = names_of_the_module.pop()
+        self.assertEqual(sys.getrefcount(name), sys.getrefcount(object()) + 1)
 
     def test_may_be_many(self):
         self.check(*[(changed(enigma, "getZirkVersionString", raising(HOST_ERROR)), KeyError,
