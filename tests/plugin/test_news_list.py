@@ -351,6 +351,50 @@ class Replaced(LeakCheckedTest):
         reading.agree("<a><update><title>t</title></update></a>")
         self.assertEqual(len(called), 2)
 
+    def test_parser_may_be_another_function_of_minidom(self):
+        self.addCleanup(setattr, xml.dom.minidom, "parseString", xml.dom.minidom.parseString)
+        xml.dom.minidom.parseString = xml.dom.minidom.parse
+        outcome, _ = reading.agree("<a><update><title>t</title></update></a>")
+        self.assertEqual(outcome[:2], ("raised", "IOError"))  # it takes the name of a file
+
+    def test_parser_may_have_been_given_other_code(self):
+        def parseString(string, parser=None):
+            raise LookupError(string)
+        function = xml.dom.minidom.parseString
+        self.addCleanup(setattr, function, "func_code", function.func_code)
+        function.func_code = parseString.func_code
+        outcome, _ = reading.agree("<a><update><title>t</title></update></a>")
+        self.assertEqual(outcome[:2], ("raised", "LookupError"))
+
+    def test_model_may_become_anything_while_the_elements_are_judged(self):
+        """It is never taken for a string that it is not: this number lies in memory as "duo2"."""
+        number = 0x326f7564 << 90
+
+        class Name(object):
+            """Found before the module's own name, which it then binds anew."""
+
+            def __init__(self, namespace, left):
+                self.namespace, self.left = namespace, left
+
+            def __hash__(self):
+                return hash("vumodel")
+
+            def __eq__(self, other):
+                self.left -= 1
+                if self.left == 0:
+                    self.namespace["vumodel"] = number
+                return False
+
+        document = "<n>%s</n>" % ("<update require='duo2'><title>t</title></update>" * 4)
+        namespace = vars(twins.module().module)
+        for left in range(1, 6):
+            name = Name(namespace, left)
+            del namespace["vumodel"]
+            namespace[name] = None
+            namespace["vumodel"] = "solo"
+            stored = reading.outcome(twins.module(), document, "solo")
+            self.assertEqual(stored, (("returned", 1), ("list", [("list", [])])))
+
 
 @unittest.skipIf(ctypes is None, "takes ctypes")
 class Expat(unittest.TestCase):
