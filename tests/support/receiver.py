@@ -13,8 +13,6 @@ from simulator.feedserver import FeedServer
 from simulator.receiver import Receiver
 from tests.support.leaks import LeakCheckedTest
 
-from Screens.Screen import Screen
-
 LISTING = "/tmp/.package.tmp"
 CACHE = "/tmp/.updatecache"
 SCRATCH = "/tmp/.installed"
@@ -25,6 +23,9 @@ WAIT = "Please wait ..."
 NO_CONNECTION = "It seems that your Internet connection is not ok, please check it"
 NOT_ANALYZED = "The news file can not be analyzed, please be patient and try again later"
 BLUE = "enigma2-skin-blue - 3.4-r5 - 3.5-r0\n"  # one upgradable package, as opkg prints it
+NOISE = "Package other-arch version 2.0-r0 has no valid architecture, ignoring.\n"
+ERRORS = ("Collected errors:\n * opkg_conf_load: Could not lock /usr/lib/opkg/lock: "
+          "Resource temporarily unavailable.\n")
 
 SOURCE = "plugin/src/Kelvaro"  # the file that the module's traceback entries name
 
@@ -86,22 +87,6 @@ def breaking_at(count, function, error=Broken):
             raise error
         return function(*args, **kwargs)
     return breakable
-
-
-def refusing(screen_class, attribute=None, widget=None, error=Broken):
-    """A subclass whose screens refuse one attribute or one widget of those the module sets."""
-    def set_attribute(screen, name, value):
-        # The host's own constructor, a frame of Python, may set it.
-        if name == attribute and sys._getframe(1).f_globals["__name__"] != Screen.__module__:
-            raise error
-        object.__setattr__(screen, name, value)
-
-    def set_widget(screen, name, value):
-        if name == widget:
-            raise error
-        Screen.__setitem__(screen, name, value)
-    return type("Refusing", (screen_class,),
-                {"__setattr__": set_attribute, "__setitem__": set_widget})
 
 
 # Files and addresses.
