@@ -15,19 +15,18 @@ import weakref
 
 from simulator import packages as standin
 from simulator.packages import Package
-from tests.plugin.test_update_info_packages import UP_TO_DATE, UpdatesTest, block
 from tests.support.leaks import children
 from tests.support.model import MODEL
-from tests.support.receiver import BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write
+from tests.support.receiver import (
+    BLUE, ERRORS, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
 from tests.support.sampling import sampled
+from tests.support.screens import DetailTest, UP_TO_DATE, block
 
 from Screens.MessageBox import MessageBox
 
 HOURS_24 = 24 * 3600 * 1000
 BLUE_SHOWN = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
 NOISE = "".join(chr(byte) for byte in range(1, 256) if chr(byte) not in "\n\r ") * 1000
-LOCKED = ("Collected errors:\n * opkg_conf_load: Could not lock /usr/lib/opkg/lock: "
-          "Resource temporarily unavailable.\n")
 
 #: What opkg prints: the listing, the update, the installed packages. What comes of it: the text of
 #: the updates view, whether the background check finds updates, the installed packages.
@@ -45,11 +44,11 @@ OUTPUTS = {
     "five_parts": ("a - 1 - 2 - 3 - 4\n", "", "a - 1 - 2\n", block("a", "1", "2"), True, ["a"]),
     "no_name": (" - 1 - 2\n", "", " - 1\n", UP_TO_DATE, True, [""]),
     # The second line begins with a blank.
-    "that_it_is_locked": (LOCKED, LOCKED, LOCKED, UP_TO_DATE, False, ["Collected", ""]),
+    "that_it_is_locked": (ERRORS, ERRORS, ERRORS, UP_TO_DATE, False, ["Collected", ""]),
 }
 
 
-class Opkg(UpdatesTest):
+class Opkg(DetailTest):
     """What the three users of opkg make of what it does."""
 
     def script(self, *lines):
@@ -184,7 +183,7 @@ class OfTheModel(Opkg):
     options = {"module": MODEL}
 
 
-class Waiting(UpdatesTest):
+class Waiting(DetailTest):
     """opkg takes long, or prints much, or is asked twice."""
 
     def test_for_megabytes_and_for_lines_of_megabytes(self):
@@ -314,7 +313,7 @@ CLOSED = {
 }
 
 
-class Closing(UpdatesTest):
+class Closing(DetailTest):
     """The detail screen is closed at every moment of a running listing."""
 
     GO = "/tmp/opkg.go"

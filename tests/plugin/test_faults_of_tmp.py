@@ -8,10 +8,9 @@ import threading
 import time
 import unittest
 
-from tests.plugin.test_update_info import DetailTest
-from tests.plugin.test_update_info_packages import UP_TO_DATE, block
 from tests.support.receiver import (
     BLUE, CACHE, LISTING, NO_CONNECTION, SCRATCH, WAIT, document, entry, read, write)
+from tests.support.screens import DetailTest, UP_TO_DATE, block
 
 FILLER = "/tmp/filler"
 VICTIM = "/etc/victim"

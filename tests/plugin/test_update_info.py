@@ -1,41 +1,25 @@
 # -*- coding: utf-8 -*-
 """The detail screen: one entry as text, stepping through the entries, the two views, closing."""
 
-import unittest
+import __builtin__
+import os
+import sys
+import time
 
-from tests.support.receiver import BLUE, LISTING, WAIT, ReceiverTest, document, entry, write
+from tests.support.receiver import (
+    BLUE, Broken, CACHE, LISTING, Old, WAIT, document, entry, raising, read, write)
+from tests.support.screens import DetailTest, noting
 
-from Screens.Screen import Screen
+from Components.Console import Console
 
-HEADER = "Zirk 3.1.0 (Vu+ Duo2)\n"
-WIDGETS = ["title", "update", "header", "key_red", "key_green", "key_yellow", "key_blue",
-           "actions"]
-NEWS_KEYS = {"red": "Close", "green": "Update", "yellow": " ", "blue": "show Updates"}
-UPDATES_KEYS = {"red": "Close", "green": "Update", "yellow": "show News", "blue": " "}
-
-
-class DetailTest(ReceiverTest):
-    """self.browser is the browser with four entries in its list."""
-
-    news = document(
-        entry("One", "urgent", [("Do it", ["today", "twice"]), ("Thanks", []), (None, ["why"])]),
-        entry("Two", None, [("Faster", [])]),
-        entry("Three", "info"),
-        entry("Four", None, [(None, [])]))
-
-    def setUp(self):
-        ReceiverTest.setUp(self)
-        self.open_browser()
-
-    def open_browser(self):
-        self.browser = self.open_news()
-
-    def open_detail(self, *args, **kwargs):
-        """Open the screen, as a subclass if the keyword argument `screen` says so."""
-        return self.open_screen(kwargs.pop("screen", self.module.ZirkUpdateInfo), *args, **kwargs)
-
-    def labels(self):
-        return dict((key, self.box.text("key_" + key)) for key in NEWS_KEYS)
+TITLE = ("title", "StaticText")
+STEPS = [
+    "session", "skinName", "title", TITLE, "Console", "list", "idx", "infotxt",
+    ("update", "ScrollLabel"), ("header", "Label"), ("key_red", "StaticText"),
+    ("key_green", "StaticText"), ("key_yellow", "StaticText"), ("key_blue", "StaticText"),
+    ("actions", "ActionMap")]
+INIT = "ZirkUpdateInfo.__init__:%d"
+NO_EXCEPTIONS = [KeyboardInterrupt, SystemExit, GeneratorExit, Old]
 
 
 class Opening(DetailTest):
@@ -43,12 +27,11 @@ class Opening(DetailTest):
     def test_shows_the_entry_under_the_header(self):
         self.box.press("ok")
         self.assertEqual(self.box.layout, "ZirkUpdateInfo")
-        self.assertEqual(self.box.text("header"), HEADER + "One")
+        self.assertEqual(self.box.text("header"), self.header + "One")
         self.assertEqual(self.box.text("update"), "* Do it\n    - today\n    - twice\n\n"
                                                   "* Thanks\n* None\n    - why\n\n")
-        self.assertEqual(self.box.text("title"), "News about ZIRK")
-        self.assertEqual(self.box.title, "News about ZIRK")
-        self.assertEqual(self.labels(), NEWS_KEYS)
+        self.assertEqual((self.box.text("title"), self.box.title), ("News about ZIRK",) * 2)
+        self.assertEqual(self.labels(), self.news_keys)
         self.assertEqual(self.box.commands, [])
 
     def test_sets_its_attributes(self):
@@ -56,145 +39,155 @@ class Opening(DetailTest):
         self.assertEqual(screen.skinName, ["ZirkUpdateInfo"])
         self.assertIs(screen.session, self.box.session)
         self.assertIsNone(screen.Console)
-        self.assertEqual(len(screen.list), 4)
-        self.assertEqual(screen.idx, 1)
+        self.assertEqual((screen.idx, len(screen.list)), (1, 4))
         self.assertIs(screen.infotxt, screen.list[1])
         self.assertFalse(hasattr(screen, "what"))
 
     def test_takes_index_0_and_the_news_by_default_and_arguments_by_keyword(self):
         self.open_detail()
-        self.assertEqual(self.box.text("header"), HEADER + "One")
-        self.box.press("red")
+        self.assertEqual(self.box.text("header"), self.header + "One")
         self.open_detail(show_upgradable=False, idx=2)
-        self.assertEqual(self.box.text("header"), HEADER + "Three")
-
-    def test_refuses_wrong_arguments(self):
-        make = self.module.ZirkUpdateInfo
-        for args, kwargs in [((), {}), ((1, 2, 3, 4), {}), ((1,), {"index": 0}),
-                             ((1, 2), {"idx": 0})]:
-            self.assertRaises(TypeError, make, *args, **kwargs)
+        self.assertEqual(self.box.text("header"), self.header + "Three")
 
     def test_takes_any_index_that_a_list_takes(self):
         for index, title in [(-1, "Four"), (True, "Two"), (2 ** 70 - 2 ** 70, "One")]:
             screen = self.open_detail(index)
-            self.assertEqual(self.box.text("header"), HEADER + title)
+            self.assertEqual(self.box.text("header"), self.header + title)
             self.assertIs(screen.idx, index)
-            self.box.press("red")
 
-    def test_without_items_the_body_is_empty(self):
+    def test_shows_an_empty_body_without_items(self):
         self.open_detail(2)
         self.assertEqual(self.box.text("update"), "")
-        self.assertEqual(self.box.text("header"), HEADER + "Three")
+        self.assertEqual(self.box.text("header"), self.header + "Three")
 
-    def test_an_item_without_text_reads_none(self):
+    def test_shows_an_item_without_text_as_none(self):
         self.open_detail(3)
         self.assertEqual(self.box.text("update"), "* None\n")
 
-    def test_registers_widgets_and_sets_attributes_in_a_fixed_order(self):
-        order = []
+    def test_goes_step_by_step_and_ends_where_one_fails_but_for_the_title(self):
+        self.assertMadeStepByStep(self.module.ZirkUpdateInfo, (self.box.session,), STEPS, 1,
+                                  guarded=TITLE)
 
-        class Noting(self.module.ZirkUpdateInfo):
-            def __setattr__(self, name, value):
-                order.append(name)
-                Screen.__setattr__(self, name, value)
-
-            def __setitem__(self, name, value):
-                order.append([name, type(value).__name__])
-                Screen.__setitem__(self, name, value)
-        self.open_detail(screen=Noting)
-        mine = ["skinName", "title", ["title", "StaticText"], "Console", "list", "idx", "infotxt",
-                ["update", "ScrollLabel"], ["header", "Label"], ["key_red", "StaticText"],
-                ["key_green", "StaticText"], ["key_yellow", "StaticText"],
-                ["key_blue", "StaticText"], ["actions", "ActionMap"]]
-        self.assertEqual(order[0], "session")
-        self.assertEqual([name for name in order if name in mine][-len(mine):], mine)
-
-    def test_listens_with_priority_minus_one_in_three_contexts(self):
-        keys = self.open_detail()["actions"]
+    def test_binds_the_keys_in_three_contexts_with_priority_minus_one(self):
+        screen = self.open_detail()
+        keys = screen["actions"]
         self.assertEqual(keys.contexts, ["ColorActions", "SetupActions", "EventViewActions"])
         self.assertEqual(keys.prio, -1)
-        self.assertEqual(sorted(keys.actions), [
-            "blue", "cancel", "green", "nextEvent", "pageDown", "pageUp", "prevEvent", "red",
-            "yellow"])
-        self.assertEqual(keys.actions["nextEvent"], self.box.screen.prevUpdate)
-        self.assertEqual(keys.actions["prevEvent"], self.box.screen.nextUpdate)
+        self.assertEqual(keys.actions, {
+            "red": screen.closeNews, "green": screen.greenPressed,
+            "yellow": screen.yellowPressed, "blue": screen.bluePressed,
+            "cancel": screen.closeNews, "nextEvent": screen.prevUpdate,
+            "prevEvent": screen.nextUpdate, "pageUp": screen.pageUp,
+            "pageDown": screen.pageDown})
 
-    def test_shows_the_translations(self):
+    def test_translates_what_is_shown_and_nothing_else(self):
         write(LISTING, "")
+        texts = self.note_texts()
+        self.open_detail(2)
+        self.box.press("blue", "yellow", "left")
+        self.assertEqual(texts, [
+            "News about ZIRK", "Close", "Update", " ", "show Updates",
+            "Upgradable Packages", " ", "show News", WAIT, "\nYour System is up to date",
+            "News about ZIRK", "show Updates", " ",
+            "show Updates", " "])
         self.mark_texts()
         self.open_detail(2)
-        self.assertEqual(self.labels(), dict((key, "<%s>" % text)
-                                             for key, text in NEWS_KEYS.items()))
-        self.assertEqual(self.box.text("title"), "<News about ZIRK>")
-        self.box.press("blue")
-        self.assertEqual(self.labels()["yellow"], "<show News>")
-        self.assertEqual(self.labels()["blue"], "< >")
-        self.assertEqual(self.box.text("title"), "<Upgradable Packages>")
-        self.assertEqual(self.box.text("update"), "<\nYour System is up to date>")
-        for key in ("yellow", "left"):
-            self.box.press(key)
-            self.assertEqual(self.labels()["yellow"], "< >")
-            self.assertEqual(self.labels()["blue"], "<show Updates>")
-            self.box.press("blue")
 
-    def test_translates_nothing_else(self):
-        texts = self.note_texts()
-        self.open_detail()
-        self.assertEqual(texts, ["News about ZIRK", "Close", "Update", " ", "show Updates"])
-        del texts[:]
+        def marked(labels):
+            return dict((key, "<%s>" % text) for key, text in labels.items())
+        self.assertEqual((self.box.text("title"), self.labels()),
+                         ("<News about ZIRK>", marked(self.news_keys)))
         self.box.press("blue")
-        self.assertEqual(texts, ["Upgradable Packages", " ", "show News", WAIT])
-        del texts[:]
-        self.box.press("yellow")
-        self.assertEqual(texts, ["News about ZIRK", "show Updates", " "])
-        del texts[:]
+        self.assertEqual((self.box.text("title"), self.labels()),
+                         ("<Upgradable Packages>", marked(self.updates_keys)))
+        self.assertEqual(self.box.text("update"), "<\nYour System is up to date>")
         self.box.press("left")
-        self.assertEqual(texts, ["show Updates", " "])
+        self.assertEqual(self.labels(), marked(self.news_keys))
 
     def test_in_the_updates_view_shows_please_wait_and_runs_opkg_before_the_layout(self):
         self.box.hold()
-        running = []
+        screen = self.module.ZirkUpdateInfo(self.box.session, 1, "yes")
+        self.assertEqual(self.box.running, ["opkg update"])
+        self.assertEqual([screen[name].getText() for name in ("update", "header", "title")],
+                         [WAIT, self.header + "Two", "Upgradable Packages"])
+        self.assertEqual([screen["key_" + key].getText() for key in sorted(self.updates_keys)],
+                         [text for _, text in sorted(self.updates_keys.items())])
 
-        class Noting(self.module.ZirkUpdateInfo):
-            def __init__(self, *args):
-                self.__class__.__bases__[0].__init__(self, *args)
-                self.onLayoutFinish.append(lambda: running.extend(self.Console.appContainers))
-        self.open_detail(1, "yes", screen=Noting)
-        self.assertEqual(running, ["opkg update"])
-        self.assertEqual(self.box.text("update"), WAIT)
-        self.assertEqual(self.box.text("header"), HEADER + "Two")
-        self.assertEqual(self.box.text("title"), "Upgradable Packages")
-        self.assertEqual(self.labels(), UPDATES_KEYS)
+    def test_needs_the_cache(self):
+        os.remove(CACHE)
+        self.assertFails(IOError, [INIT % 362, "load_cache:99"], self.open_detail)
+        write(CACHE, "no pickle")
+        self.assertFails(sys.modules["cPickle"].UnpicklingError,
+                         [INIT % 362, "load_cache:100"], self.open_detail)
 
-    def test_uses_the_names_bound_in_the_module_then(self):
-        made = []
+    def test_needs_an_index_within_the_list_in_both_views(self):
+        for index, error in [(4, IndexError), (-5, IndexError), (10 ** 30, IndexError),
+                             (None, TypeError), ("1", TypeError), (1.0, TypeError)]:
+            for updates in (False, True):
+                self.assertFails(error, [INIT % 364], self.open_detail, index, updates)
+        self.assertEqual(self.box.commands, [])
 
-        def noting(name, original):
-            return lambda *args: made.append(name) or original(*args)
-        for name in ("StaticText", "ScrollLabel", "Label", "ActionMap", "load_cache"):
-            self.replace(**{name: noting(name, getattr(self.module, name))})
+    def test_needs_an_entry_of_the_expected_shape(self):
+        for shape, error, entries in [
+                ((), IndexError, [INIT % 365, "ZirkUpdateInfo.getNews:452"]),
+                (("t",), IndexError, [INIT % 365, "ZirkUpdateInfo.getNews:452"]),
+                (("t", [()]), IndexError, [INIT % 365, "ZirkUpdateInfo.getNews:454"]),
+                (("t", [("i",)]), IndexError, [INIT % 365, "ZirkUpdateInfo.getNews:455"]),
+                ((5, []), TypeError, [INIT % 366, "ZirkUpdateInfo.getHeaderWithDate:462"])]:
+            self.replace(load_cache=lambda: [shape])
+            self.assertFails(error, entries, self.open_detail)
 
-        class Base(object):
-            __init__ = staticmethod(noting("Screen", Screen.__init__))
-        self.replace(Screen=Base)
-        self.replace(header="H: ")
-        self.open_detail(1)
-        self.assertEqual(made, ["Screen", "StaticText", "load_cache", "ScrollLabel", "Label"]
-                         + ["StaticText"] * 4 + ["ActionMap"])
-        self.assertEqual(self.box.text("header"), "H: Two")
 
-    def test_a_subclass_gives_its_own_texts(self):
-        class Mine(self.module.ZirkUpdateInfo):
-            def getNews(self):
-                return "my news"
+class TitleGuard(DetailTest):
 
-            def getHeaderWithDate(self):
-                return "my header"
-        self.open_detail(screen=Mine)
-        for keys in ([], ["left"], ["yellow"]):
-            self.box.press(*keys)
-            self.assertEqual(self.box.text("update"), "my news")
-            self.assertEqual(self.box.text("header"), "my header")
+    def test_swallows_anything_while_the_screen_is_made_which_then_has_no_title(self):
+        self.box.hold()
+        for error in [Broken, MemoryError] + NO_EXCEPTIONS:
+            make = noting(self.module.ZirkUpdateInfo, [], TITLE, error)
+            screen = self.open_detail(screen=make)
+            self.assertEqual(set(screen), set(step[0] for step in STEPS[4:]
+                                              if isinstance(step, tuple)))
+            self.assertEqual(self.box.text("header"), self.header + "One")
+            self.assertEqual(sys.exc_info(), (None, None, None))
+            for key, labels in [("blue", self.updates_keys), ("yellow", self.news_keys)]:
+                self.box.press(key)
+                self.assertEqual(self.labels(), labels)
+
+    def test_of_the_views_swallows_only_what_is_an_exception(self):
+        self.install_opkg()
+        for key, line in [("blue", 399), ("yellow", 409)]:
+            name = "ZirkUpdateInfo.%sPressed:%d" % (key, line)
+            screen = self.open_detail(1)
+            screen["key_yellow"].setText("kept")
+            for error in NO_EXCEPTIONS:
+                screen["title"].setText = raising(error)
+                self.assertFails(error, [name], getattr(screen, key + "Pressed"))
+                self.assertEqual(screen["key_yellow"].getText(), "kept")
+            for error in (Broken, MemoryError, StopIteration):
+                screen["title"].setText = raising(error)
+                self.box.press(key)
+                self.assertNotEqual(screen["key_yellow"].getText(), "kept")
+            self.assertEqual(self.box.text("title"), "News about ZIRK")
+
+    def test_of_the_views_looks_exception_up_once_something_fails(self):
+        screen = self.open_detail()
+        screen["title"].setText = raising()
+        self.box.patch(__builtin__, "Exception", None)
+        del __builtin__.Exception
+        self.assertFails(NameError, ["ZirkUpdateInfo.bluePressed:400"], screen.bluePressed)
+        self.assertFails(NameError, ["ZirkUpdateInfo.yellowPressed:410"], screen.yellowPressed)
+
+    def test_covers_the_translation_of_the_views_titles_but_not_of_the_first(self):
+        self.install_opkg()
+        self.box.press("ok")
+        self.note_texts(broken="Upgradable Packages")
+        self.box.press("blue")
+        self.assertEqual(self.labels(), self.updates_keys)
+        self.note_texts(broken="News about ZIRK")
+        self.box.press("yellow")
+        self.assertEqual(self.labels(), self.news_keys)
+        self.box.press("red")
+        self.assertFails(Broken, ["AllNews.runMenuEntry:339", INIT % 356], self.box.press, "ok")
 
 
 class Texts(DetailTest):
@@ -210,13 +203,6 @@ class Texts(DetailTest):
                                            "* x\n    - b\n\n* ('a',)\n")
         self.assertIs(type(screen.getNews()), str)
 
-    def test_are_made_by_a_replaced_str_of_the_module(self):
-        screen = self.detail("T", [("item", ["more"])])
-        self.replace(header="H")
-        self.replace(str=lambda text: "str of " + text)
-        self.assertEqual(screen.getNews(), "* str of item\n    - str of more\n\n")
-        self.assertEqual(screen.getHeaderWithDate(), "str of HT")
-
     def test_join_the_header_and_the_title_without_a_separator(self):
         screen = self.detail(u"T", [])
         self.replace(header="H")
@@ -224,18 +210,13 @@ class Texts(DetailTest):
         self.assertIs(type(screen.getHeaderWithDate()), str)
 
     def test_are_given_by_their_kind_which_is_kept(self):
-        screen = self.detail("T", [("item", [])])
-        for what, text in [("news", "* item\n"), (u"header", HEADER + "T")]:
-            self.assertEqual(screen.getText(what), text)
-            self.assertIs(screen.what, what)
-        self.assertEqual(screen.getText(what="news"), "* item\n")
-
-    def test_of_the_updates_start_the_listing_and_are_none(self):
         self.box.hold()
-        screen = self.detail("T", [])
-        self.assertIsNone(screen.getText("updates"))
+        screen = self.detail("T", [("item", [])])
+        for what, text in [("news", "* item\n"), (u"header", self.header + "T"),
+                           ("updates", None)]:
+            self.assertEqual(screen.getText(what=what), text)
+            self.assertIs(screen.what, what)
         self.assertEqual(self.box.running, ["opkg update"])
-        self.assertEqual(screen.what, "updates")
 
     def test_of_another_kind_are_an_unbound_local(self):
         screen = self.detail("T", [])
@@ -245,58 +226,56 @@ class Texts(DetailTest):
             self.assertEqual(str(error), "local variable 'ret' referenced before assignment")
             self.assertIs(screen.what, what)
 
-    def test_come_from_overridden_methods(self):
-        class Mine(self.module.ZirkUpdateInfo):
-            def getUpdates(self):
-                return "my updates"
 
-            def getHeaderWithDate(self):
-                return "my header"
-        screen = self.open_detail(screen=Mine)
-        self.assertEqual(screen.getText("updates"), "my updates")
-        self.assertEqual(screen.getText("header"), "my header")
+class Encodings(DetailTest):
+
+    news = document(entry("Gr\xc3\xbcn", None, [("\xc3\xa4", ["\xc3\xb6"])]),
+                    entry("plain", None, [("plain", ["\xc3\xb6"])]), entry("\xc3\xa4"))
+
+    def open_browser(self):
+        self.module.parse_xml()
+
+    def test_utf_8_texts_are_shown(self):
+        self.open_detail()
+        self.assertEqual(self.box.text("header"), self.header + "Gr\xc3\xbcn")
+        self.assertEqual(self.box.text("update"), "* \xc3\xa4\n    - \xc3\xb6\n\n")
+
+    def test_ascii_fails_at_item_description_title_and_a_header_that_is_not_ascii(self):
+        self.boot(encoding="ascii")
+        self.open_browser()
+        for index, line, inner in [(0, 365, "getNews:454"), (1, 365, "getNews:457"),
+                                   (2, 366, "getHeaderWithDate:463")]:
+            self.assertFails(UnicodeEncodeError, [INIT % line, "ZirkUpdateInfo." + inner],
+                             self.open_detail, index)
+        self.replace(header="\xc3\xa4")
+        self.assertFails(UnicodeDecodeError, [INIT % 366, "ZirkUpdateInfo.getHeaderWithDate:462"],
+                         self.open_detail, 2)
 
 
 class Stepping(DetailTest):
 
-    def test_left_leads_to_the_next_entry_and_right_back(self):
+    def test_with_left_leads_to_the_next_entry_and_with_right_back(self):
         self.box.press("ok")
         for key, title in [("left", "Two"), ("left", "Three"), ("right", "Two"), ("right", "One")]:
             self.box.press(key)
-            self.assertEqual(self.box.text("header"), HEADER + title)
+            self.assertEqual(self.box.text("header"), self.header + title)
 
-    def test_stops_at_both_ends(self):
-        self.box.press("ok", "right", "right")
-        screen = self.box.screen
-        self.assertEqual((screen.idx, self.box.text("header")), (0, HEADER + "One"))
-        self.box.press(*["left"] * 9)
-        self.assertEqual((screen.idx, self.box.text("header")), (3, HEADER + "Four"))
-        self.box.press(*["right"] * 9)
-        self.assertEqual((screen.idx, self.box.text("header")), (0, HEADER + "One"))
+    def test_stops_at_both_ends_and_renders_nothing_anew(self):
+        rendered = []
 
-    def test_at_an_end_renders_nothing_anew(self):
         class Mine(self.module.ZirkUpdateInfo):
-            calls = 0
-
             def updateText(self):
-                Mine.calls += 1
+                rendered.append(self.idx)
         screen = self.open_detail(screen=Mine)
-        screen.prevUpdate()
-        self.assertEqual((screen.idx, Mine.calls), (0, 0))
-        screen.nextUpdate()
-        screen.nextUpdate()
-        screen.prevUpdate()
-        self.assertEqual((screen.idx, Mine.calls), (1, 3))
-        screen.idx = 3
-        screen.nextUpdate()
-        self.assertEqual((screen.idx, Mine.calls), (3, 3))
+        self.box.press(*["right"] * 2 + ["left"] * 9 + ["right"] * 9)
+        self.assertEqual((screen.idx, rendered), (0, [1, 2, 3, 2, 1, 0]))
 
     def test_back_from_a_negative_index_goes_on_downwards(self):
         screen = self.open_detail(-1)
         self.box.press("right")
-        self.assertEqual((screen.idx, self.box.text("header")), (-2, HEADER + "Three"))
+        self.assertEqual((screen.idx, self.box.text("header")), (-2, self.header + "Three"))
         self.box.press("left", "left")
-        self.assertEqual((screen.idx, self.box.text("header")), (0, HEADER + "One"))
+        self.assertEqual((screen.idx, self.box.text("header")), (0, self.header + "One"))
 
     def test_from_the_updates_view_restores_all_but_the_title(self):
         self.install_opkg()
@@ -304,20 +283,21 @@ class Stepping(DetailTest):
         self.box.settle()
         self.box.press("left")
         self.assertEqual(self.box.text("update"), "* Faster\n")
-        self.assertEqual(self.box.text("header"), HEADER + "Two")
-        self.assertEqual(self.labels(), NEWS_KEYS)
+        self.assertEqual(self.box.text("header"), self.header + "Two")
+        self.assertEqual(self.labels(), self.news_keys)
         self.assertEqual(self.box.text("title"), "Upgradable Packages")
         self.box.press("yellow")
         self.assertEqual(self.box.text("title"), "News about ZIRK")
 
-    def test_shows_the_whole_entry_of_the_new_index(self):
-        screen = self.open_detail(1)
-        screen.nextUpdate()
-        self.assertIs(screen.infotxt, screen.list[2])
-        screen.idx = 0
-        self.assertIsNone(screen.updateText())
-        self.assertEqual(self.box.text("header"), HEADER + "One")
-        self.assertIn("* Do it\n", self.box.text("update"))
+    def test_that_fails_leaves_the_index_moved(self):
+        for key, start, after, method in [("left", 1, 2, "nextUpdate:425"),
+                                          ("right", 2, 1, "prevUpdate:430")]:
+            screen = self.open_detail(start)
+            screen["update"].setText = raising()
+            self.assertFails(Broken, ["ZirkUpdateInfo." + method, "ZirkUpdateInfo.updateText:434"],
+                             self.box.press, key)
+            self.assertEqual(screen.idx, after)
+            self.assertIs(screen.infotxt, screen.list[after])
 
 
 class Views(DetailTest):
@@ -326,14 +306,14 @@ class Views(DetailTest):
         self.install_opkg(BLUE)
         self.box.press("down", "ok", "blue")
         self.assertEqual(self.box.text("title"), "Upgradable Packages")
-        self.assertEqual(self.labels(), UPDATES_KEYS)
+        self.assertEqual(self.labels(), self.updates_keys)
         self.assertEqual(self.box.text("update"), WAIT)
-        self.assertEqual(self.box.text("header"), HEADER + "Two")
+        self.assertEqual(self.box.text("header"), self.header + "Two")
         self.box.settle()
         self.assertIn("enigma2-skin-blue", self.box.text("update"))
         self.box.press("yellow")
         self.assertEqual(self.box.text("title"), "News about ZIRK")
-        self.assertEqual(self.labels(), NEWS_KEYS)
+        self.assertEqual(self.labels(), self.news_keys)
         self.assertEqual(self.box.text("update"), "* Faster\n")
         self.assertEqual(self.box.title, "News about ZIRK")
 
@@ -346,28 +326,33 @@ class Views(DetailTest):
         self.assertEqual(self.box.text("update"), "* Faster\n")
         self.assertEqual(screen.what, "news")
 
-    def test_yellow_asks_an_overridden_get_text_and_blue_an_overridden_get_updates(self):
-        class Mine(self.module.ZirkUpdateInfo):
-            def getText(self, what):
-                return "text of " + what
+    def test_set_their_texts_in_order_and_end_where_one_fails(self):
+        self.install_opkg()
+        for method, first, names in [
+                ("bluePressed", 402, ["key_blue", "key_yellow", "update"]),
+                ("yellowPressed", 412, ["key_blue", "key_yellow", "update"]),
+                ("updateText", 434, ["update", "header", "key_blue", "key_yellow"])]:
+            for number, broken in enumerate(names):
+                screen = self.open_detail()
+                for name in names:
+                    screen[name].setText("old")
+                screen[broken].setText = raising()
+                self.assertFails(Broken, ["ZirkUpdateInfo.%s:%d" % (method, first + number)],
+                                 getattr(screen, method))
+                self.assertEqual([screen[name].getText() == "old" for name in names],
+                                 [False] * number + [True] * (len(names) - number))
+        self.assertEqual(self.box.commands, [])
 
-            def getUpdates(self):
-                self["update"].setText("mine")
-        self.open_detail(screen=Mine)
-        self.box.press("yellow")
-        self.assertEqual(self.box.text("update"), "text of news")
-        self.box.press("blue")
-        self.assertEqual(self.box.text("update"), "mine")
-
-    def test_green_opens_the_systems_update_and_the_detail_stays_beneath(self):
+    def test_stay_beneath_the_systems_update_that_green_opens(self):
         self.box.press("ok")
         screen = self.box.screen
+        self.assertRefused(["ZirkUpdateInfo.greenPressed:440"], screen, self.box.press, "green")
         self.box.press("green")
-        self.assertEqual(type(self.box.screen).__name__, "UpdatePlugin")
+        self.assertIs(type(self.box.screen), self.module.UpdatePlugin)
         self.box.press("cancel")
         self.assertIs(self.box.screen, screen)
 
-    def test_up_and_down_scroll_a_page(self):
+    def test_scroll_a_page_with_up_and_down(self):
         items = [("line %d" % number, []) for number in range(40)]
         self.serve(document(entry("Long", None, items)))
         self.box.press("red")
@@ -382,16 +367,125 @@ class Views(DetailTest):
         self.assertEqual(self.box.page(), first)
         self.assertEqual(self.box.text("update"), text)
 
-    def test_key_methods_take_nothing_and_return_nothing(self):
-        screen = self.open_detail()
+
+class Closing(DetailTest):
+
+    def test_hands_back_the_index_shown_last(self):
+        for keys, index in [(["red"], 1), (["cancel"], 1), (["left", "left", "red"], 3),
+                            (["right", "blue", "cancel"], 0)]:
+            values = []
+            self.box.session.openWithCallback(lambda *args: values.append(args),
+                                              self.module.ZirkUpdateInfo, 1)
+            self.box.press(*keys)
+            self.assertEqual(values, [(index,)])
+
+    def test_drops_the_list_before_it_closes(self):
+        screen = self.open_detail(2)
+        log = []
+        screen.close = lambda *args: log.append((args, screen.list))
+        screen.closeNews()
+        self.assertEqual(log, [((2,), None)])
+
+    def test_leaves_the_listing_and_the_cache_to_the_browser(self):
         write(LISTING, "")
-        for name in ("bluePressed", "yellowPressed", "pageUp", "pageDown", "nextUpdate",
-                     "prevUpdate", "updateText", "getUpdates", "greenPressed", "closeNews"):
-            self.assertRaises(TypeError, getattr(screen, name), 1)
-            if name == "greenPressed":
-                continue
-            self.assertIsNone(getattr(screen, name)())
+        self.box.press("ok", "red")
+        self.assertFiles(present=[LISTING, CACHE])
+
+    def test_kills_a_hanging_opkg(self):
+        for command in ("update", "list-upgradable"):
+            self.install_opkg(hang=command)
+            self.box.hold()
+            self.box.press("ok", "blue")
+            if command != "update":
+                self.box.finish("opkg update")
+            pid = self.hanging()
+            self.box.press("red")
+            self.assertEqual((self.box.screen, self.box.running), (self.browser, []))
+            self.assertRaises(OSError, os.kill, pid, 0)
+
+    def hanging(self):
+        """Wait until the script runs; return its process id."""
+        path = "/tmp/opkg.pid"
+        deadline = time.time() + 10
+        while not (os.path.exists(path) and read(path).endswith("\n")):
+            self.assertLess(time.time(), deadline, "opkg does not start")
+            time.sleep(0.005)
+        pid = int(read(path))
+        os.remove(path)
+        return pid
+
+    def test_kills_every_name_even_if_killing_takes_it_away(self):
+        class Runner(object):
+            def __init__(self):
+                self.appContainers = {"a": 1, "b": 2, "c": 3}
+                self.killed = []
+
+            def kill(self, name):
+                self.killed.append(name)
+                del self.appContainers[name]
+        screen = self.open_detail()
+        runner = screen.Console = Runner()
+        self.box.press("red")
+        self.assertEqual(sorted(runner.killed), ["a", "b", "c"])
+
+    def test_kills_nothing_once_nothing_runs(self):
+        self.install_opkg()
+        self.box.patch(Console, "kill", raising())
+        self.box.press("ok", "blue")
+        self.box.settle()
+        self.box.press("red")
+        self.assertIs(self.box.screen, self.browser)
+
+    def test_fails_with_the_killing_and_keeps_the_list(self):
+        class Runner(object):
+            appContainers = {"name": 1}
+            kill = raising()
+        screen = self.open_detail()
+        for console, error, line in [(object(), AttributeError, 444), (Runner(), Broken, 446)]:
+            screen.Console = console
+            self.assertFails(error, ["ZirkUpdateInfo.closeNews:%d" % line], self.box.press, "red")
+            self.assertIsNotNone(screen.list)
+
+    def test_asks_a_console_that_is_false_too(self):
+        class Empty(Console):
+            killed = []
+
+            def __len__(self):
+                return 0
+
+            def kill(self, name):
+                self.killed.append(name)
+        screen = self.open_detail()
+        screen.Console = Empty()
+        screen.Console.appContainers["name"] = None
+        self.box.press("red")
+        self.assertEqual(Empty.killed, ["name"])
 
 
-if __name__ == "__main__":
-    unittest.main()
+class LateCallbacks(DetailTest):
+    """Some images deliver the end of a killed command after the screen has been freed."""
+
+    options = {"late_callbacks": True}
+
+    def test_find_no_console_or_no_text_to_set(self):
+        for command, error, entry_ in [
+                ("update", AttributeError, "opkg_update_finished:474"),
+                ("list-upgradable", KeyError, "opkg_upgrade_finished:501")]:
+            self.install_opkg(BLUE, hang=command)
+            self.box.hold()
+            self.box.press("ok", "blue")
+            if command != "update":
+                self.box.finish("opkg update")
+            self.box.press("red")
+            self.assertIs(self.box.screen, self.browser)
+            self.assertFails(error, ["ZirkUpdateInfo." + entry_], self.box.finish)
+            self.assertEqual(self.box.running, [])
+        self.assertFalse(self.box.config.usage.update_available.value)
+
+    def test_of_an_earlier_pass_find_no_screen(self):
+        self.install_opkg(BLUE)
+        self.box.hold()
+        self.box.press("ok", "blue", "blue", "red")  # kills what the second pass runs only
+        self.box.release()
+        self.assertFails(AttributeError, ["ZirkUpdateInfo.opkg_update_finished:474"],
+                         self.box.settle)

@@ -3,31 +3,17 @@
 
 import os
 import sys
-import unittest
 
-from simulator import packages
-from simulator.packages import Package
 from tests.support.receiver import (
-    BLUE, LISTING, NO_CONNECTION, WAIT, Broken, breaking_at, raising, read, write)
-from tests.plugin.test_update_info import DetailTest
+    BLUE, Broken, ERRORS, LISTING, NOISE, NO_CONNECTION, WAIT, breaking_at, raising, read, write)
+from tests.support.screens import DetailTest, UP_TO_DATE, block
 
 from Components.Console import Console
 
-UP_TO_DATE = "\nYour System is up to date"
-NOISE = "Package other-arch version 2.0-r0 has no valid architecture, ignoring.\n"
-ERRORS = ("Collected errors:\n * opkg_conf_load: Could not lock /usr/lib/opkg/lock: "
-          "Resource temporarily unavailable.\n")
+UPGRADE = "opkg list-upgradable > " + LISTING
 
 
-def block(name, old, new):
-    return "\nPackage : %s \nold version : %s \nnew version : %s\n" % (name, old, new)
-
-
-class UpdatesTest(DetailTest):
-
-    @property
-    def flag(self):
-        return self.box.config.usage.update_available.value
+class Listing(DetailTest):
 
     def listing(self, content):
         """The text shown for this content of the listing file."""
@@ -37,149 +23,88 @@ class UpdatesTest(DetailTest):
         self.box.press("red")
         return text
 
-
-class Listing(UpdatesTest):
+    def assertLists(self, content, *packages_):
+        """The blocks of these packages are shown: (name, old version, new version)."""
+        self.assertEqual(self.listing(content), "".join(block(*each) for each in packages_))
 
     def test_of_one_package_is_one_block(self):
-        self.assertEqual(self.listing("name - 1.0 - 2.0\n"), block("name", "1.0", "2.0"))
+        self.assertLists("name - 1.0 - 2.0\n", ("name", "1.0", "2.0"))
 
     def test_skips_lines_of_two_parts_and_those_without_a_name(self):
-        text = self.listing("two - parts\n\nnone\n - 1 - 2\n  \t - 1 - 2\na - 1 - 2\n- - 1\n")
-        self.assertEqual(text, block("a", "1", "2"))
+        self.assertLists("two - parts\n\nnone\n - 1 - 2\n  \t - 1 - 2\na - 1 - 2\n- - 1\n",
+                         ("a", "1", "2"))
 
-    def test_ignores_a_fourth_part(self):
-        self.assertEqual(self.listing("a - 1 - 2 - 3 - 4\n"), block("a", "1", "2"))
+    def test_ignores_a_fourth_part_and_what_follows(self):
+        self.assertLists("a - 1 - 2 - 3 - 4\n", ("a", "1", "2"))
 
     def test_strips_each_part(self):
-        self.assertEqual(self.listing("  a\t -  1  -   2 \r\n"), block("a", "1", "2"))
+        self.assertLists("  a\t -  1  -   2 \r\n", ("a", "1", "2"))
 
     def test_takes_empty_versions_and_a_last_line_without_a_line_end(self):
-        self.assertEqual(self.listing("a -  - \nb - 1 - 2"), block("a", "", "") +
-                         block("b", "1", "2"))
+        self.assertLists("a -  - \nb - 1 - 2", ("a", "", ""), ("b", "1", "2"))
 
     def test_splits_only_at_a_hyphen_between_blanks(self):
-        self.assertEqual(self.listing("a-b -c - 1-r0 - 2-r1\nx-1-2\nx -1 -2\nx\t-\t1\t-\t2\n"),
-                         block("a-b -c", "1-r0", "2-r1"))
+        self.assertLists("a-b -c - 1-r0 - 2-r1\nx-1-2\nx -1 -2\nx\t-\t1\t-\t2\n",
+                         ("a-b -c", "1-r0", "2-r1"))
 
     def test_keeps_the_order_and_repetitions_of_the_file(self):
-        lines = ["zeta - 1 - 2\n", "Beta - 1 - 2\n", "alpha - 1 - 2\n", "zeta - 1 - 2\n"]
-        self.assertEqual(self.listing("".join(lines)),
-                         "".join(block(line.split()[0], "1", "2") for line in lines))
+        names = ["zeta", "Beta", "alpha", "zeta"]
+        self.assertLists("".join("%s - 1 - 2\n" % name for name in names),
+                         *[(name, "1", "2") for name in names])
 
-    def test_has_no_limit_of_lines(self):
-        names = ["package%d" % number for number in range(300)]
-        text = self.listing(NOISE * 12 + "".join("%s - 1 - 2\n" % name for name in names))
-        self.assertEqual(text, "".join(block(name, "1", "2") for name in names))
-
-    def test_of_what_real_opkg_prints(self):
-        line = "enigma2-plugin-extensions-demo%02d - 1.%02d+git7-r0 - 2.%02d+git9+abcdef0-r1\n"
-        text = self.listing(NOISE + "".join(line % (n, n, n) for n in range(1, 13)) + ERRORS)
-        self.assertEqual(text, "".join(
-            block("enigma2-plugin-extensions-demo%02d" % n, "1.%02d+git7-r0" % n,
-                  "2.%02d+git9+abcdef0-r1" % n) for n in range(1, 13)))
+    def test_has_no_limit_of_lines_and_skips_the_noise_of_real_opkg(self):
+        listed = [("package%d" % n, "1.%02d+git7-r0" % n, "2.%02d+git9+abcdef0-r1" % n)
+                  for n in range(300)]
+        self.assertLists(NOISE * 12 + "".join("%s - %s - %s\n" % each for each in listed) + ERRORS,
+                         *listed)
 
     def test_keeps_bytes_that_are_no_text(self):
-        self.assertEqual(self.listing("\xff\0 - \x80 - 2\n"), block("\xff\0", "\x80", "2"))
+        self.assertLists("\xff\0 - \x80 - 2\n", ("\xff\0", "\x80", "2"))
 
-    def test_without_packages_reads_as_up_to_date(self):
+    def test_without_packages_reads_as_up_to_date_and_leaves_the_flag_as_it_was(self):
         for content in ("", "\n", NOISE, ERRORS, "a - 1\n", " - 1 - 2\n"):
-            self.assertEqual(self.listing(content), UP_TO_DATE)
-            self.assertFalse(self.flag)
+            for value in (True, False, "anything"):
+                self.box.config.usage.update_available.value = value
+                self.assertEqual(self.listing(content), UP_TO_DATE)
+                self.assertIs(self.flag, value)
         self.assertEqual(self.box.commands, [])
 
-    def test_translates_the_block_for_every_package(self):
-        texts = self.note_texts()
-        self.listing("a - 1 - 2\nb - 1\nc - 3 - 4\n")
-        form = "\nPackage : %s \nold version : %s \nnew version : %s\n"
-        self.assertEqual(texts[-2:], [form, form])
-        self.assertEqual(texts.count(form), 2)
-        self.listing("")
-        self.assertEqual(texts[-1], UP_TO_DATE)
-        self.mark_texts()
-        self.assertEqual(self.listing("a - 1 - 2\n"), "<%s>" % block("a", "1", "2"))
-
-
-class Flag(UpdatesTest):
-
-    def test_is_raised_by_packages_and_not_saved(self):
+    def test_with_packages_raises_the_flag_and_does_not_save_it(self):
         self.listing(BLUE)
         self.assertIs(self.flag, True)
         self.assertIs(self.box.config.usage.update_available.saved_value, False)
 
-    def test_stays_as_it_was_without_packages(self):
-        for value in (True, False, "anything"):
-            self.box.config.usage.update_available.value = value
-            self.listing(NOISE)
-            self.assertIs(self.flag, value)
-
-    def test_stays_as_it_was_without_a_listing(self):
-        self.box.config.usage.update_available.value = True
-        self.open_detail().opkg_upgrade_finished("", 0)
-        self.assertEqual(self.box.text("update"), NO_CONNECTION)
-        self.assertIs(self.flag, True)
-
-    def test_is_that_of_the_config_which_the_module_names(self):
-        class Anything(object):
-            pass
-        config = Anything()
-        config.usage = Anything()
-        config.usage.update_available = Anything()
-        self.replace(config=config)
-        self.listing(BLUE)
-        self.assertIs(config.usage.update_available.value, True)
-        self.assertFalse(self.flag)
+    def test_translates_the_block_for_every_package(self):
+        texts = self.note_texts()
+        self.listing("a - 1 - 2\nb - 1\nc - 3 - 4\n")
+        self.assertEqual(texts[-3:], [WAIT] + [block("%s", "%s", "%s")] * 2)
+        self.mark_texts()
+        self.assertEqual(self.listing("a - 1 - 2\n"), "<%s>" % block("a", "1", "2"))
 
 
-class Running(UpdatesTest):
+class Running(DetailTest):
 
-    def test_updates_the_index_and_then_redirects_the_listing(self):
-        self.install_opkg(BLUE)
-        self.box.press("ok", "blue")
-        self.assertEqual(self.box.commands, ["opkg update"])
-        self.assertEqual(self.box.text("update"), WAIT)
-        self.box.settle()
-        self.assertEqual(self.box.commands, ["opkg update", "opkg list-upgradable > " + LISTING])
-        self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
-        self.assertEqual(read(LISTING), BLUE)
-
-    def test_shows_please_wait_until_the_second_command_ends(self):
+    def test_updates_the_index_and_then_redirects_the_listing_on_the_same_runner(self):
         self.install_opkg(BLUE)
         self.box.hold()
         self.box.press("ok", "blue")
         console = self.box.screen.Console
+        self.assertEqual((self.box.running, self.box.text("update")), (["opkg update"], WAIT))
         self.box.finish()
-        self.assertEqual(self.box.text("update"), WAIT)
         self.assertIs(self.box.screen.Console, console)
-        self.assertEqual(self.box.running, ["opkg list-upgradable > " + LISTING])
+        self.assertEqual((self.box.running, self.box.text("update")), ([UPGRADE], WAIT))
         self.box.finish()
-        self.assertNotEqual(self.box.text("update"), WAIT)
-
-    def test_works_with_the_stand_in_for_opkg(self):
-        packages.build_feed(self._directory, [Package("enigma2-skin-blue", "3.5-r0"),
-                                              Package("same", "1.0-r0")])
-        packages.install_initial_state([Package("enigma2-skin-blue", "3.4-r5"),
-                                        Package("same", "1.0-r0")])
-        self.addCleanup(packages.install_initial_state, [])
-        self.box.press("ok", "blue")
-        self.box.settle()
         self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
-        self.assertTrue(self.flag)
-
-    def test_with_a_listing_there_never_runs_opkg(self):
-        self.install_opkg("other - 1 - 2\n")
-        write(LISTING, BLUE)
-        self.box.press("ok", "blue", "yellow", "blue", "blue")
-        self.box.press("red", "blue")
-        self.assertEqual(self.box.commands, [])
-        self.assertEqual(self.box.text("update"), block("enigma2-skin-blue", "3.4-r5", "3.5-r0"))
+        self.assertEqual(read(LISTING), BLUE)
 
     def test_keeps_the_first_listing_until_the_browser_closes(self):
         self.install_opkg(BLUE)
         self.box.press("ok", "blue")
         self.box.settle()
         self.install_opkg("other - 1 - 2\n")
-        self.box.press("blue", "red", "blue")
+        self.box.press("yellow", "blue", "blue", "red", "blue")
         self.assertIn("enigma2-skin-blue", self.box.text("update"))
+        self.assertEqual(self.box.commands, ["opkg update", UPGRADE])
         self.box.press("red", "red")
         self.open_browser()
         self.box.press("blue")
@@ -206,13 +131,17 @@ class Running(UpdatesTest):
     def test_without_a_place_for_the_listing_reads_as_no_connection(self):
         self.install_opkg(BLUE)
         self.replace(packagetmpfile="/tmp/nowhere/listing")
-        self.box.press("ok", "blue")
-        self.box.settle()
-        self.assertEqual(self.box.text("update"), NO_CONNECTION)
-        self.assertFalse(self.flag)
-        self.assertEqual(self.box.commands[1], "opkg list-upgradable > /tmp/nowhere/listing")
+        self.mark_texts()
+        for flag in (True, False):
+            self.box.config.usage.update_available.value = flag
+            self.box.press("ok", "blue")
+            self.box.settle()
+            self.assertEqual(self.box.text("update"), "<%s>" % NO_CONNECTION)
+            self.assertIs(self.flag, flag)
+            self.assertEqual(self.box.commands[-1], "opkg list-upgradable > /tmp/nowhere/listing")
+            self.box.press("red")
 
-    def test_blue_pressed_twice_runs_two_passes_on_two_runners(self):
+    def test_with_blue_pressed_twice_makes_two_passes_on_two_runners(self):
         self.install_opkg("first - 1 - 2\n")
         self.box.hold()
         self.box.press("ok", "blue")
@@ -222,115 +151,72 @@ class Running(UpdatesTest):
         self.assertEqual(self.box.running, ["opkg update"] * 2)
         self.box.finish()
         # The first pass goes on on the runner of the second.
-        listing = "opkg list-upgradable > " + LISTING
         self.assertEqual(len(console.appContainers), 0)
-        self.assertEqual(sorted(self.box.screen.Console.appContainers), [listing, "opkg update"])
-        self.box.finish(listing)
+        self.assertEqual(sorted(self.box.screen.Console.appContainers), [UPGRADE, "opkg update"])
+        self.box.finish(UPGRADE)
         self.assertEqual(self.box.text("update"), block("first", "1", "2"))
         self.install_opkg("later - 1 - 2\n")
         self.box.finish("opkg update")
-        self.box.finish(listing)
+        self.box.finish(UPGRADE)
         self.assertEqual(self.box.text("update"), block("later", "1", "2"))
         self.assertEqual(self.box.running, [])
 
-    def test_a_result_replaces_the_news_that_are_shown_meanwhile(self):
+    def test_replaces_the_news_that_are_shown_meanwhile_and_no_more(self):
         self.install_opkg(BLUE)
         self.box.press("ok", "blue", "yellow")
         self.assertIn("* Do it", self.box.text("update"))
         self.box.settle()
         self.assertIn("enigma2-skin-blue", self.box.text("update"))
         self.assertEqual(self.box.text("title"), "News about ZIRK")
-        self.assertEqual(self.box.text("key_blue"), "show Updates")
+        self.assertEqual(self.labels(), self.news_keys)
 
-
-class Methods(UpdatesTest):
-
-    def test_use_what_the_module_names_then(self):
-        calls = []
-
-        class Runner(object):
-            def ePopen(self, *args, **kwargs):
-                calls.append((args, kwargs))
-        self.replace(Console=Runner)
-        self.replace(packagetmpfile="a file")
-        self.replace(fileExists=lambda path: calls.append(path))
+    def test_replaces_a_runner_that_is_false_in_the_middle(self):
+        class Empty(Console):
+            def __len__(self):
+                return 0
         screen = self.open_detail()
-        self.assertIsNone(screen.getUpdates())
-        self.assertIs(type(screen.Console), Runner)
-        self.assertIsNone(screen.opkg_update_finished("text", 1))
-        self.assertIsNone(screen.opkg_upgrade_finished("text", 1, []))
-        self.assertEqual(calls, [
-            "a file", (("opkg update", screen.opkg_update_finished), {}),
-            (("opkg list-upgradable > a file", screen.opkg_upgrade_finished), {}), "a file"])
+        self.box.hold()
+        for console in (None, Empty()):
+            screen.Console = console
+            screen.opkg_update_finished(retval=0, result="")
+            self.assertIs(type(screen.Console), Console)
+            self.assertEqual(list(screen.Console.appContainers), [UPGRADE])
 
-    def test_close_the_listing_before_they_show_it(self):
+    def test_closes_the_listing_before_it_is_shown(self):
         log = []
 
         class Stream(type(sys.__stdin__)):
             def close(self):
-                log.append(self.name)
+                log.append((self.name, self.mode))
                 super(Stream, self).close()
         write(LISTING, BLUE)
         screen = self.open_detail()
         screen["update"].setText = lambda text: log.append("found" if BLUE[:9] in text else text)
         self.replace(open=Stream)
         screen.bluePressed()
-        self.assertEqual(log, [WAIT, LISTING, "found"])
+        self.assertEqual(log, [WAIT, (LISTING, "r"), "found"])
 
-    def test_show_a_listing_at_once_by_an_overridden_callback(self):
+    def test_hands_a_listing_that_is_there_to_the_callback_by_keyword(self):
         calls = []
-
-        class Mine(self.module.ZirkUpdateInfo):
-            def opkg_upgrade_finished(self, *args, **kwargs):
-                calls.append((args, kwargs))
         write(LISTING, "")
-        screen = self.open_detail(0, True, screen=Mine)
+        screen = self.open_detail()
+        screen.opkg_upgrade_finished = lambda *args, **kwargs: calls.append((args, kwargs))
+        screen.getUpdates()
         self.assertEqual(calls, [((), {"result": None, "retval": 0})])
         self.assertIsNone(screen.Console)
 
-    def test_of_a_subclass_are_the_commands_callbacks(self):
-        calls = []
 
-        class Mine(self.module.ZirkUpdateInfo):
-            def opkg_update_finished(self, *args):
-                calls.append(("update", args))
-                self.__class__.__bases__[0].opkg_update_finished(self, *args)
+class Failures(DetailTest):
 
-            def opkg_upgrade_finished(self, *args):
-                calls.append(("upgrade", args))
-        self.install_opkg(BLUE, update="text", status=3)
-        self.open_detail(0, True, screen=Mine)
-        self.box.settle()
-        self.assertEqual(calls, [("update", ("text", 3, [])), ("upgrade", ("", 3, []))])
-
-    def test_take_their_arguments_by_keyword_with_the_last_optional(self):
-        self.box.hold()
-        screen = self.open_detail()
-        screen.opkg_update_finished(retval=0, result="")
-        screen.opkg_update_finished(extra_args=1, retval=0, result="")
-        screen.opkg_upgrade_finished(retval=0, result="", extra_args=None)
-        self.assertEqual(len(screen.Console.appContainers), 2)
-        for method in (screen.opkg_update_finished, screen.opkg_upgrade_finished):
-            for args, kwargs in [((), {}), ((1,), {}), ((1, 2, 3, 4), {}), ((1, 2), {"x": 3}),
-                                 ((1, 2), {"result": 3})]:
-                self.assertRaises(TypeError, method, *args, **kwargs)
-
-
-class Failures(UpdatesTest):
-
-    def test_of_each_step_before_the_first_command(self):
-        for name, line in [("fileExists", 466), ("Console", 467)]:
+    def test_of_the_first_steps_run_no_command(self):
+        for name, line in [("Console", 467), ("fileExists", 466)]:
             self.replace(**{name: raising()})
             screen = self.open_detail()
             self.assertFails(Broken, ["ZirkUpdateInfo.bluePressed:405",
                                       "ZirkUpdateInfo.getUpdates:%d" % line],
                              self.box.press, "blue")
             self.assertIsNone(screen.Console)
-            self.assertEqual(self.box.text("update"), WAIT)
-            self.assertEqual(self.box.commands, [])
-            self.box.press("red")
-            self.boot()
-            self.open_browser()
+            self.assertEqual((self.box.text("update"), self.box.commands), (WAIT, []))
 
     def test_of_starting_each_command(self):
         self.install_opkg()
@@ -340,75 +226,45 @@ class Failures(UpdatesTest):
         self.assertFails(Broken, ["ZirkUpdateInfo.getUpdates:469"], screen.getUpdates)
         self.assertFiles(absent=[LISTING])
 
-    def test_of_a_new_runner_in_the_middle(self):
-        screen = self.open_detail()
-        self.replace(Console=raising())
-        self.assertFails(Broken, ["ZirkUpdateInfo.opkg_update_finished:475"],
-                         screen.opkg_update_finished, "", 0)
-        self.unbind("packagetmpfile")
-        screen.Console = Console()
-        self.assertFails(NameError, ["ZirkUpdateInfo.opkg_update_finished:476"],
-                         screen.opkg_update_finished, "", 0)
-        self.assertEqual(self.box.commands, [])
-
-    def assertShowingFails(self, error, line):
+    def assertShowingFails(self, error, line, flag=False):
         screen = self.open_detail()
         self.assertFails(error, ["ZirkUpdateInfo.bluePressed:405", "ZirkUpdateInfo.getUpdates:471",
                                  "ZirkUpdateInfo.opkg_upgrade_finished:%d" % line],
                          self.box.press, "blue")
-        self.assertIs(self.box.screen, screen)
-        self.assertEqual(self.box.text("update"), WAIT)
+        self.assertEqual((self.box.screen, self.box.text("update")), (screen, WAIT))
+        self.assertIs(self.flag, flag)
 
-    def test_of_a_listing_that_is_a_directory(self):
-        os.mkdir(LISTING)
-        self.addCleanup(os.rmdir, LISTING)
-        self.assertShowingFails(IOError, 481)
-
-    def test_of_a_listing_that_is_gone_after_all(self):
+    def test_of_the_listing_reach_the_host(self):
+        self.replace(fileExists=breaking_at(2, lambda path: True))
+        self.assertShowingFails(Broken, 480)
         self.replace(fileExists=lambda path: True)
         self.assertShowingFails(IOError, 481)
-
-    def test_of_a_listing_that_cannot_be_read(self):
+        self.replace(packagetmpfile="/tmp")  # a directory
+        self.assertShowingFails(IOError, 481)
         self.replace(packagetmpfile="/proc/self/mem")  # opens, but has nothing at its start
         self.assertShowingFails(IOError, 482)
 
-    def test_of_the_second_look_for_the_listing(self):
-        self.replace(fileExists=breaking_at(2, lambda path: True))
-        self.assertShowingFails(Broken, 480)
-
-    def test_of_each_text_leave_the_flag_alone(self):
-        form = "\nPackage : %s \nold version : %s \nnew version : %s\n"
-        for content, broken, line in [(BLUE, form, 494), ("", UP_TO_DATE, 496)]:
+    def test_of_the_texts_leave_the_flag_alone(self):
+        for content, broken, line in [(BLUE, block("%s", "%s", "%s"), 494), ("", UP_TO_DATE, 496)]:
             write(LISTING, content)
             self.note_texts(broken=broken)
             self.assertShowingFails(Broken, line)
-            self.assertFalse(self.flag)
-            self.box.press("red")
-        self.note_texts(broken=NO_CONNECTION)
-        os.remove(LISTING)
-        screen = self.open_detail()
-        self.assertFails(Broken, ["ZirkUpdateInfo.opkg_upgrade_finished:500"],
-                         screen.opkg_upgrade_finished, None, 0)
-
-    def test_of_a_translation_with_another_number_of_places(self):
         write(LISTING, BLUE)
-        self.replace(_=lambda text: "%s" if "Package :" in text else text)
+        self.replace(_=lambda text: text.replace("old version : %s", ""))
         self.assertShowingFails(TypeError, 494)
 
     def test_of_the_flag_leave_the_text_alone(self):
         write(LISTING, BLUE)
+        screen = self.open_detail()
         del self.box.config.usage.update_available
-        self.assertShowingFails(AttributeError, 498)
+        self.assertFails(AttributeError, ["ZirkUpdateInfo.opkg_upgrade_finished:498"],
+                         screen.opkg_upgrade_finished, None, 0)
+        self.assertIn("* Do it", self.box.text("update"))
 
     def test_of_showing_come_after_the_flag(self):
         write(LISTING, BLUE)
         screen = self.open_detail()
-        screen["update"].setText = breaking_at(2, lambda text: None)
-        self.assertFails(Broken, ["ZirkUpdateInfo.bluePressed:405", "ZirkUpdateInfo.getUpdates:471",
-                                  "ZirkUpdateInfo.opkg_upgrade_finished:501"],
-                         self.box.press, "blue")
-        self.assertTrue(self.flag)
-
-
-if __name__ == "__main__":
-    unittest.main()
+        screen["update"].setText = raising()
+        self.assertFails(Broken, ["ZirkUpdateInfo.opkg_upgrade_finished:501"],
+                         screen.opkg_upgrade_finished, None, 0)
+        self.assertIs(self.flag, True)
