@@ -1,25 +1,267 @@
 # -*- coding: utf-8 -*-
-"""The question that a found update leads to, its answers, and doing without it."""
+"""The notifier: its cycle of waiting and judging listings, the question that it asks."""
 
 import os
-import unittest
+import types
 
-from tests.support.receiver import BLUE, LISTING, NEWS, Broken, breaking_at, raising, read, write
-from tests.plugin.test_notifier_check import COMMANDS, HOUR, NotifierTest
+from tests.support.receiver import (
+    BLUE, Broken, ERRORS, LISTING, NOISE, breaking_at, raising, read, write)
+from tests.support.screens import ScreenTest
 
+from Components.Console import Console
 from Screens.MessageBox import MessageBox
-from Screens.Screen import Screen
 from Tools.BoundFunction import boundFunction
 from enigma import eTimer
 
+HOUR = 3600000  # milliseconds
+COMMANDS = ["opkg update", "opkg list-upgradable"]
 QUESTION = "There are updates available.\nDo you want to open Software Update menu ?"
 SHOW = "UpdateNotification.show_Kelvaro:%d"
 FINISHED = "UpdateNotification.opkg_upgrade_finished:%d"
 
 
-class Question(NotifierTest):
+class NotifierTest(ScreenTest):
+    """self.notifier is the module's notifier. It checks every other hour."""
 
-    news = NEWS
+    options = {"check_for_updates": 2}
+
+    def boot(self, **options):
+        super(NotifierTest, self).boot(**options)
+        self.notifier = self.module.update_notification
+        self.usage = self.box.config.usage
+
+    def check(self, listing="", **options):
+        """Start the plug-in and let the first check happen; opkg prints this listing."""
+        self.install_opkg(listing, **options)
+        self.box.start_plugin()
+        self.box.pass_time(60)
+
+
+class Start(NotifierTest):
+
+    def test_leaves_the_notifier_without_attributes(self):
+        self.assertIsInstance(self.module.UpdateNotification, types.ClassType)
+        self.assertIs(self.notifier.__class__, self.module.UpdateNotification)
+        self.assertEqual(vars(self.notifier), {})
+
+    def test_set_session_keeps_session_and_path_and_no_more(self):
+        order = []
+
+        class Noting(self.module.UpdateNotification):
+            def __setattr__(self, name, value):
+                order.append((name, value))
+        Noting().setSession(plugin_path="/path", session="session")
+        self.assertEqual(order, [("session", "session"), ("plugin_path", "/path")])
+
+    def test_first_check_comes_after_60_seconds(self):
+        self.install_opkg()
+        self.box.start_plugin()
+        self.assertEqual(self.box.timers(), [60000])
+        self.box.pass_time(59.999)
+        self.assertEqual(self.box.commands, [])
+        self.box.pass_time(0.001)
+        self.assertEqual(self.box.commands, COMMANDS)
+
+    def test_names_the_callback_before_it_starts_the_timer(self):
+        log = []
+
+        class Timer(eTimer):
+            def start(self, *args):
+                log.append((args, list(self.callback)))
+        self.replace(eTimer=Timer)
+        self.notifier.init_timer()
+        self.assertEqual(log, [((60000, True), [self.notifier.check_updates])])
+
+
+class Cycle(NotifierTest):
+
+    def test_updates_then_lists_on_one_new_runner(self):
+        self.install_opkg()
+        self.box.start_plugin()
+        self.box.hold()
+        self.box.pass_time(60)
+        console = self.notifier.Console
+        self.assertEqual(list(console.appContainers), ["opkg update"])
+        self.assertEqual(self.box.timers(), [])
+        self.box.finish()
+        self.assertIs(self.notifier.Console, console)
+        self.assertEqual(list(console.appContainers), ["opkg list-upgradable"])
+        self.box.finish()
+        self.assertEqual(self.box.timers(), [2 * HOUR])
+        self.box.release()
+        self.box.pass_time(2 * 3600)
+        self.assertIsNot(self.notifier.Console, console)
+        self.assertEqual(self.box.commands, COMMANDS * 2)
+
+    def test_without_an_update_comes_again_after_the_set_hours(self):
+        self.boot(check_for_updates=6)
+        self.check(NOISE)
+        self.assertEqual(self.box.timers(), [6 * HOUR])
+        for count in (2, 3):
+            self.box.pass_time(6 * 3600)
+            self.assertEqual(self.box.commands, COMMANDS * count)
+
+    def test_at_0_or_less_happens_once(self):
+        for hours in (0, -1):
+            self.boot(check_for_updates=hours)
+            self.check()
+            self.assertEqual((self.box.commands, self.box.timers()), (COMMANDS, []))
+            self.notifier.init_timer()
+            self.box.pass_time(60)
+            self.assertEqual(self.box.commands, COMMANDS * 2)
+
+    def test_of_a_huge_number_of_hours_is_armed_exactly(self):
+        self.notifier.init_timer()
+        for hours in (24, 10 ** 4, 2 ** 31, 10 ** 15, 10 ** 40):
+            self.usage.check_for_updates.value = hours
+            self.notifier.opkg_upgrade_finished("", 0)
+            self.assertEqual(self.box.timers(), [hours * HOUR])
+
+    def test_reads_the_hours_when_it_ends(self):
+        self.check()
+        self.usage.check_for_updates.value = 3
+        self.assertEqual(self.box.timers(), [2 * HOUR])
+        self.box.pass_time(2 * 3600)
+        self.assertEqual(self.box.timers(), [3 * HOUR])
+        self.usage.check_for_updates.value = 0
+        self.box.pass_time(3 * 3600)
+        self.assertEqual(self.box.timers(), [])
+
+    def test_multiplies_by_1000_and_then_by_3600(self):
+        log = []
+
+        class Hours(object):
+            def __init__(self, name):
+                self.name = name
+
+            def __gt__(self, other):
+                log.append(("gt", self.name, other))
+                return True
+
+            def __mul__(self, other):
+                log.append(("mul", self.name, other))
+                return Hours("product") if self.name == "value" else 7
+        self.usage.check_for_updates.value = Hours("value")
+        self.check()
+        self.assertEqual(log, [("gt", "value", 0), ("mul", "value", 1000),
+                               ("mul", "product", 3600)])
+        self.assertEqual(self.box.timers(), [7])
+
+    def test_lowers_the_flag_and_does_not_save_it(self):
+        self.usage.update_available.value = True
+        self.usage.update_available.saved_value = True
+        self.check("a - 1\n")
+        self.assertIs(self.usage.update_available.value, False)
+        self.assertIs(self.usage.update_available.saved_value, True)
+
+    def test_ignores_failing_commands(self):
+        self.check(NOISE, update=ERRORS, status=255)
+        self.assertEqual((self.box.commands, self.box.timers()), (COMMANDS, [2 * HOUR]))
+        self.install_opkg(BLUE, status=255)
+        self.box.pass_time(2 * 3600)
+        self.assertIs(self.usage.update_available.value, True)
+
+    def test_without_opkg_counts_as_no_update(self):
+        self.remove_opkg()
+        self.usage.update_available.value = True
+        self.box.start_plugin()
+        self.box.pass_time(60)
+        self.assertIs(self.usage.update_available.value, False)
+        self.assertEqual(self.box.timers(), [2 * HOUR])
+
+    def test_that_hangs_is_not_joined_by_another(self):
+        self.install_opkg()
+        self.box.start_plugin()
+        self.box.hold()
+        self.box.pass_time(10 ** 4)
+        self.assertEqual((self.box.running, self.box.timers()), (["opkg update"], []))
+
+    def test_replaces_a_runner_that_is_false_in_the_middle(self):
+        class Empty(Console):
+            def __len__(self):
+                return 0
+        self.box.hold()
+        for runner in (Empty(), None, 0, ""):
+            self.notifier.Console = runner
+            self.notifier.opkg_update_finished("", 0)
+            self.assertIs(type(self.notifier.Console), Console)
+
+    def test_hands_output_and_status_of_the_listing_to_its_own_callback(self):
+        calls = []
+        self.install_opkg(BLUE, status=4)
+        self.notifier.opkg_upgrade_finished = lambda *args: calls.append(args)
+        self.notifier.check_updates()
+        self.box.settle()
+        self.assertEqual(calls, [(BLUE, 4, [])])
+
+
+class Judging(NotifierTest):
+
+    def judge(self, text):
+        """True if the notifier finds an update in this text."""
+        self.usage.update_available.value = None
+        self.notifier.update_timer = eTimer()
+        self.notifier.show_Kelvaro = lambda res=None: None
+        self.usage.show_notification_for_updates.value = False
+        self.notifier.opkg_upgrade_finished(text, 0)
+        found = self.usage.update_available.value
+        self.assertIs(type(found), bool)
+        return found
+
+    def assertJudged(self, update, *texts):
+        self.assertEqual([text for text in texts if self.judge(text) != update], [])
+
+    def test_finds_an_update_in_a_line_of_three_parts_whatever_they_are(self):
+        self.assertJudged(True, BLUE, "a - 1 - 2", "a - 1 - 2 - 3\nb\n", " -  - ",
+                          "\n\n - 1 - 2\n")
+
+    def test_finds_none_in_nothing_and_in_lines_of_two_parts(self):
+        self.assertJudged(False, "", "\n", "a - 1\n", "a - 1\n" * 10, NOISE, ERRORS, "a-1-2",
+                          "a\t- 1\t- 2")
+
+    def test_splits_ten_lines_off_and_takes_the_rest_as_one(self):
+        for lines in (8, 9):
+            self.assertJudged(True, "a - 1\n" * lines + "b - 1 - 2\n")
+            self.assertJudged(False, "a - 1\n" * lines + "b - 1\n")
+        self.assertJudged(False, "a - 1\n" * 9 + "b - 1\nc - 2")
+        # From the eleventh line on two separators anywhere are enough.
+        self.assertJudged(False, "a - 1\n" * 10 + "b - 1\n")
+        self.assertJudged(True, "a - 1\n" * 10 + "b - 1\nc - 2\n",
+                          "x\n" * 10 + "b - 1\n" + "x\n" * 50 + "c - 2")
+
+    def test_finds_an_update_after_the_noise_of_real_opkg(self):
+        for count in (1, 9, 10, 11, 12, 40):
+            self.assertJudged(True, NOISE * count + BLUE)
+            self.assertJudged(False, NOISE * count, NOISE * count + ERRORS)
+
+    def test_splits_at_the_line_feed_only(self):
+        self.assertJudged(True, "a - 1\rb - 2", "a - 1\x0bb - 2\n")
+
+    def test_asks_for_ten_splits_and_stops_at_the_first_update(self):
+        asked = []
+
+        class Piece(str):
+            def split(self, *args):
+                asked.append((str(self),) + args)
+                return str.split(self, *args)
+
+        class Text(str):
+            def split(self, *args):
+                asked.append(args)
+                return [Piece(piece) for piece in str.split(self, *args)]
+        self.assertTrue(self.judge(Text("a - 1\nb - 1 - 2\nc - 1 - 2")))
+        self.assertEqual(asked, [("\n", 10), ("a - 1", " - "), ("b - 1 - 2", " - ")])
+
+    def test_keeps_the_whole_text_only_when_it_found_one(self):
+        self.judge("a - 1\n")
+        self.assertFalse(hasattr(self.notifier, "upgradable_packages"))
+        text = NOISE * 12 + BLUE
+        for judged in (text, ""):
+            self.judge(judged)
+            self.assertIs(self.notifier.upgradable_packages, text)
+
+
+class Question(NotifierTest):
 
     def test_is_asked_once_an_update_was_found(self):
         self.check(BLUE)
@@ -34,66 +276,35 @@ class Question(NotifierTest):
         self.check(BLUE)
         self.assertIsNone(self.box.seconds_left)
         self.assertEqual(self.box.timers(), [])
-        self.box.pass_time(10 ** 6)
+        self.box.pass_time(10 ** 4)
         self.assertIsInstance(self.box.screen, MessageBox)
         self.assertEqual(self.box.commands, COMMANDS)
-        self.box.answer(False)
-        self.assertEqual(self.box.timers(), [24 * HOUR])
 
     def test_waits_while_another_screen_is_open(self):
         browser = self.box.open_news()
         self.check(BLUE)
         self.assertIs(self.box.screen, browser)
-        self.assertEqual(self.box.notifications, 1)
-        self.assertEqual(self.box.timers(), [])
+        self.assertEqual((self.box.notifications, self.box.timers()), (1, []))
         self.box.press("red")
         self.assertIsInstance(self.box.screen, MessageBox)
         self.box.answer(True)
         self.assertIsInstance(self.box.screen, self.module.AllNews)
 
-    def test_goes_to_the_host_with_a_bound_callback_and_the_time_out(self):
+    def test_goes_to_the_host_translated_with_a_bound_callback_and_the_time_out(self):
         calls = []
-        self.replace(
-            AddNotificationWithCallback=lambda *args, **kwargs: calls.append((args, kwargs)))
-        self.assertIsNone(self.notifier.opkg_upgrade_finished(BLUE, 0))
+        self.mark_texts()
+        self.replace(AddNotificationWithCallback=lambda *args, **kwargs: calls.append(
+            (args, kwargs)))
+        self.notifier.opkg_upgrade_finished(BLUE, 0)
         (callback, screen, text), kwargs = calls.pop()
         self.assertIs(type(callback), boundFunction)
         self.assertEqual((callback.fnc, callback.args, callback.kwargs),
                          (self.notifier.show_Kelvaro, (), {}))
         self.assertIs(screen, MessageBox)
-        self.assertEqual((text, kwargs), (QUESTION, {"timeout": 0}))
-
-    def test_is_shown_in_the_users_language(self):
-        self.mark_texts()
-        self.check(BLUE)
-        self.assertEqual(self.box.text("text"), "<%s>" % QUESTION)
-
-    def test_is_translated_and_the_names_are_those_of_the_module(self):
-        class Box(MessageBox):
-            pass
-        bound = []
-        texts = self.note_texts()
-        self.replace(MessageBox=Box)
-        self.replace(boundFunction=lambda function: bound.append(function) or function)
-        self.check(BLUE)
-        self.assertIs(type(self.box.screen), Box)
-        self.assertEqual(texts, [QUESTION])
-        self.assertEqual(bound, [self.notifier.show_Kelvaro])
-
-    def test_asked_again_at_the_next_check(self):
-        self.check(BLUE)
-        for count in range(2, 6):
-            self.box.answer(False)
-            self.assertIsNone(self.box.screen)
-            self.box.pass_time(24 * 3600)
-            self.assertIsInstance(self.box.screen, MessageBox)
-            self.assertEqual(self.box.commands, COMMANDS * count)
-            self.assertEqual(self.box.timers(), [])
+        self.assertEqual((text, kwargs), ("<%s>" % QUESTION, {"timeout": 0}))
 
 
 class Answers(NotifierTest):
-
-    news = NEWS
 
     def test_yes_opens_the_browser_with_the_listing_at_hand(self):
         self.check(BLUE)
@@ -102,7 +313,7 @@ class Answers(NotifierTest):
         self.assertIsInstance(browser, self.module.AllNews)
         self.assertEqual(browser.skin_path, self.box.plugin_path)
         self.assertEqual(read(LISTING), BLUE)
-        self.assertEqual(sorted(self.box.timers()), [100, 24 * HOUR])
+        self.assertEqual(sorted(self.box.timers()), [100, 2 * HOUR])
         self.box.pass_time(0.1)
         self.box.press("blue")
         self.assertIn("enigma2-skin-blue", self.box.text("update"))
@@ -112,22 +323,16 @@ class Answers(NotifierTest):
 
     def test_no_only_arms_the_timer(self):
         self.check(BLUE)
-        for answer in (False, None):
-            if answer is None:
-                self.box.pass_time(24 * 3600)
-                self.box.press("cancel")
-            else:
-                self.box.answer(answer)
+        for answer in ("down", "cancel"):
+            self.box.press(*["down", "ok"] if answer == "down" else ["cancel"])
             self.assertIsNone(self.box.screen)
             self.assertFiles(absent=[LISTING])
-            self.assertEqual(self.box.timers(), [24 * HOUR])
+            self.assertEqual(self.box.timers(), [2 * HOUR])
             self.assertIs(self.usage.update_available.value, True)
-
-    def test_after_a_no_the_flag_falls_when_nothing_is_found_any_more(self):
-        self.check(BLUE)
+            self.box.pass_time(2 * 3600)
         self.box.answer(False)
         self.install_opkg("")
-        self.box.pass_time(24 * 3600)
+        self.box.pass_time(2 * 3600)
         self.assertIs(self.usage.update_available.value, False)
         self.assertIsNone(self.box.screen)
 
@@ -145,17 +350,14 @@ class Answers(NotifierTest):
             self.check(listing)
             self.install_opkg("newer - 1 - 2\n")
             write(LISTING, "an older and much longer file" * 10000)
-            self.box.pass_time(10 ** 6)
+            self.box.pass_time(10 ** 4)
             self.box.answer(True)
             self.assertEqual(read(LISTING), listing)
             self.box.press("red")
 
     def test_the_hours_are_read_when_the_answer_comes(self):
         self.check(BLUE)
-        self.usage.check_for_updates.value = 5
-        self.box.answer(False)
-        self.assertEqual(self.box.timers(), [5 * HOUR])
-        for hours, timers in [(0, []), (-5, []), (10 ** 20, [10 ** 20 * HOUR])]:
+        for hours, timers in [(5, [5 * HOUR]), (0, []), (-5, []), (10 ** 20, [10 ** 20 * HOUR])]:
             self.notifier.update_timer.stop()
             self.usage.check_for_updates.value = hours
             self.notifier.show_Kelvaro(False)
@@ -164,157 +366,133 @@ class Answers(NotifierTest):
     def test_any_value_is_taken_for_its_truth(self):
         self.notifier.update_timer = eTimer()
         self.notifier.upgradable_packages = "text"
-        opened = []
-        self.notifier.plugin_path = "/path"
-        session = type("Session", (), {"open": lambda _, *args: opened.append(args)})
-        self.notifier.session = session()
+        self.notifier.setSession(self.box.session, "/path")
+        opened = self.note_openings("open")
         for res in (False, None, 0, "", []):
-            self.assertIsNone(self.notifier.show_Kelvaro(res))
+            self.notifier.show_Kelvaro(res)
         self.assertEqual(opened, [])
         self.assertFiles(absent=[LISTING])
         for res in (True, 1, "no"):
-            self.assertIsNone(self.notifier.show_Kelvaro(res=res))
-        self.assertEqual(opened, [(self.module.AllNews, "/path")] * 3)
+            self.notifier.show_Kelvaro(res=res)
+        self.assertEqual(opened, [((self.module.AllNews, "/path"), {})] * 3)
         self.assertEqual(read(LISTING), "text")
-
-    def test_yes_opens_the_class_and_writes_the_file_that_the_module_names(self):
-        class Mine(Screen):
-            def __init__(self, *args):
-                Screen.__init__(self, args[0])
-                self.arguments = args
-        self.replace(AllNews=Mine)
-        self.replace(packagetmpfile="/tmp/other.listing")
-        self.addCleanup(os.remove, "/tmp/other.listing")
-        self.check(BLUE)
-        self.box.answer(True)
-        self.assertEqual(self.box.screen.arguments, (self.box.session, self.box.plugin_path))
-        self.assertEqual(read("/tmp/other.listing"), BLUE)
-        self.assertFiles(absent=[LISTING])
 
     def test_yes_writes_through_a_replaced_open_of_the_module(self):
         calls = []
 
         class Stream(object):
-            def write(self, text):
-                calls.append(text)
+            write = calls.append
 
             def close(self):
                 calls.append("close")
         self.replace(open=lambda *args: calls.append(args) or Stream())
+        self.replace(packagetmpfile="/tmp/other.listing")
         self.check(BLUE)
         self.box.answer(True)
-        self.assertEqual(calls, [(LISTING, "w+"), BLUE, "close"])
-
-    def test_show_needs_its_argument(self):
-        for args, kwargs in [((), {}), ((1, 2), {}), ((), {"answer": 1})]:
-            self.assertRaises(TypeError, self.notifier.show_Kelvaro, *args, **kwargs)
+        self.assertEqual(calls, [("/tmp/other.listing", "w+"), BLUE, "close"])
 
 
 class Silence(NotifierTest):
 
-    options = {"show_notification": False}
+    options = {"check_for_updates": 2, "show_notification": False}
 
     def test_records_the_update_shows_nothing_and_goes_on(self):
         self.check(BLUE)
         self.assertIs(self.usage.update_available.value, True)
         self.assertIsNone(self.box.screen)
-        self.assertEqual(self.box.notifications, 0)
+        self.assertEqual((self.box.notifications, self.box.timers()), (0, [2 * HOUR]))
         self.assertFiles(absent=[LISTING])
-        self.assertEqual(self.box.timers(), [24 * HOUR])
         self.assertEqual(self.notifier.upgradable_packages, BLUE)
-        for count in range(2, 5):
-            self.box.pass_time(24 * 3600)
-            self.assertEqual(self.box.commands, COMMANDS * count)
+        self.box.pass_time(2 * 3600)
+        self.assertEqual(self.box.commands, COMMANDS * 2)
 
-    def test_at_0_hours_ends_the_checking(self):
-        self.boot(check_for_updates=0)
-        self.check(BLUE)
-        self.assertEqual(self.box.timers(), [])
-        self.assertIs(self.usage.update_available.value, True)
-
-    def test_goes_on_through_an_overridden_show_with_res_by_keyword(self):
+    def test_goes_on_through_show_with_res_by_keyword(self):
         calls = []
         self.notifier.show_Kelvaro = lambda *args, **kwargs: calls.append((args, kwargs))
-        self.assertIsNone(self.notifier.opkg_upgrade_finished(BLUE, 0))
+        self.notifier.opkg_upgrade_finished(BLUE, 0)
         self.assertEqual(calls, [((), {"res": None})])
 
     def test_is_decided_by_the_setting_at_the_time_of_the_check(self):
         self.check(BLUE)
         self.usage.show_notification_for_updates.value = True
-        self.box.pass_time(24 * 3600)
+        self.box.pass_time(2 * 3600)
         self.assertIsInstance(self.box.screen, MessageBox)
         self.usage.show_notification_for_updates.value = False
         self.box.answer(False)
-        self.box.pass_time(24 * 3600)
+        self.box.pass_time(2 * 3600)
         self.assertIsNone(self.box.screen)
 
 
 class Failures(NotifierTest):
 
-    news = NEWS
+    def assertCheckFails(self, error, entries, text, found=None):
+        """Judging the text fails; found: what the flag is then."""
+        self.usage.update_available.value = None
+        self.assertFails(error, entries, self.notifier.opkg_upgrade_finished, text, 0)
+        self.assertIs(self.usage.update_available.value, found)
 
-    def asked(self):
-        """Let a check find an update; the question is in front."""
-        self.boot()
-        self.check(BLUE)
+    def test_of_the_commands_end_the_checking(self):
+        self.install_opkg()
+        for broken, method, line in [(1, "check_updates", 522), (2, "opkg_update_finished", 528)]:
+            self.boot()
+            self.box.patch(Console, "ePopen", breaking_at(broken, Console.ePopen))
+            self.box.start_plugin()
+            self.assertFails(Broken, ["UpdateNotification.%s:%d" % (method, line)],
+                             self.box.pass_time, 60)
+            self.assertEqual(self.box.timers(), [])
+            self.assertEqual(self.box.commands, COMMANDS[:broken - 1])
 
-    def assertAnswerFails(self, error, line, yes=True, timers=(24 * HOUR,)):
-        """The answer fails in this line; these timers are armed then."""
-        self.assertFails(error, [SHOW % line], self.box.answer, yes)
-        self.assertEqual(self.box.timers(), list(timers))
+    def test_of_a_result_that_is_no_text_leave_the_flag_alone(self):
+        self.assertCheckFails(AttributeError, [FINISHED % 533], 5)
+        text = type("Text", (str,), {"split": lambda *_: [5]})("x")
+        self.assertCheckFails(AttributeError, [FINISHED % 536], text)
+
+    def test_of_arming_the_timer_come_after_the_flag(self):
+        self.assertCheckFails(AttributeError, [FINISHED % 551], "", False)
+        self.usage.check_for_updates.value = type("Hours", (int,), {"__mul__": raising()})(1)
+        self.assertCheckFails(Broken, [FINISHED % 550], "", False)
+        del self.usage.check_for_updates
+        self.assertCheckFails(AttributeError, [FINISHED % 549], "", False)
 
     def test_of_the_question_leave_the_update_recorded(self):
         for name, line in [("_", 543), ("boundFunction", 544),
                            ("AddNotificationWithCallback", 544)]:
             self.boot()
             self.replace(**{name: raising()})
-            self.install_opkg(BLUE)
-            self.box.start_plugin()
-            self.assertFails(Broken, [FINISHED % line], self.box.pass_time, 60)
-            self.assertIs(self.usage.update_available.value, True)
+            self.assertCheckFails(Broken, [FINISHED % line], BLUE, True)
             self.assertEqual(self.notifier.upgradable_packages, BLUE)
             self.assertEqual((self.box.notifications, self.box.timers()), (0, []))
-            self.assertIsNone(self.box.screen)
-
-    def test_of_a_name_that_is_gone(self):
-        self.unbind("MessageBox")
-        self.assertFails(NameError, [FINISHED % 544], self.notifier.opkg_upgrade_finished, BLUE, 0)
+        del self.usage.show_notification_for_updates
+        self.assertCheckFails(AttributeError, [FINISHED % 542], BLUE, True)
 
     def test_of_the_silent_branch_have_two_entries(self):
         self.usage.show_notification_for_updates.value = False
-        self.assertFails(AttributeError, [FINISHED % 546, SHOW % 512],
-                         self.notifier.opkg_upgrade_finished, BLUE, 0)
+        self.assertCheckFails(AttributeError, [FINISHED % 546, SHOW % 512], BLUE, True)
 
-    def test_of_the_hours_end_the_checking(self):
-        self.asked()
-        del self.usage.check_for_updates
-        self.assertAnswerFails(AttributeError, 510, timers=[])
-        self.assertFiles(absent=[LISTING])
-        self.asked()
-        self.usage.check_for_updates.value = type("Hours", (int,), {"__mul__": raising()})(1)
-        self.assertAnswerFails(Broken, 511, timers=[])
-        self.asked()
-        self.notifier.update_timer.start = raising()
-        self.assertAnswerFails(Broken, 512, timers=[])
+    def assertAnswerFails(self, error, line, timers=(2 * HOUR,)):
+        """A yes fails in this line; these timers are armed then."""
+        self.assertFails(error, [SHOW % line], self.box.answer, True)
+        self.assertEqual(self.box.timers(), list(timers))
         self.assertIsNone(self.box.screen)
 
-    def test_of_an_odd_answer_come_after_the_timer(self):
-        class Odd(object):
-            __nonzero__ = raising()
-        self.asked()
-        self.assertFails(Broken, [SHOW % 513], self.notifier.show_Kelvaro, Odd())
-        self.assertEqual(self.box.timers(), [24 * HOUR])
+    def test_of_the_hours_end_the_checking_and_open_nothing(self):
+        for hours, error, line in [(None, AttributeError, 510), (Broken, Broken, 511),
+                                   (10, Broken, 512)]:
+            self.boot()
+            self.check(BLUE)
+            if hours is None:
+                del self.usage.check_for_updates
+            elif hours is Broken:
+                self.usage.check_for_updates.value = type(
+                    "Hours", (int,), {"__mul__": raising()})(1)
+            self.notifier.update_timer.start = raising()
+            self.assertAnswerFails(error, line, timers=[])
+            self.assertFiles(absent=[LISTING])
 
     def test_of_opening_the_file_come_after_the_timer(self):
         os.mkdir(LISTING)
         self.addCleanup(os.rmdir, LISTING)
         self.check(BLUE)
-        self.assertAnswerFails(IOError, 514)
-        self.assertIsNone(self.box.screen)
-
-    def test_of_a_file_in_a_directory_that_is_missing(self):
-        self.asked()
-        self.replace(packagetmpfile="/tmp/nowhere/file")
         self.assertAnswerFails(IOError, 514)
 
     def test_of_writing_open_nothing(self):
@@ -324,37 +502,18 @@ class Failures(NotifierTest):
             self.check(listing)
             self.replace(packagetmpfile="/dev/full")
             self.assertAnswerFails(IOError, line)
-            self.assertIsNone(self.box.screen)
 
     def test_of_a_listing_that_is_missing_or_no_text_leave_an_empty_file(self):
-        self.asked()
-        for packages in (None, 5):
-            if packages is None:
-                del self.notifier.upgradable_packages
-            else:
-                self.notifier.upgradable_packages = packages
-            self.assertFails(AttributeError if packages is None else TypeError, [SHOW % 515],
-                             self.notifier.show_Kelvaro, True)
+        self.notifier.update_timer = eTimer()
+        for error in (AttributeError, TypeError):
+            self.assertFails(error, [SHOW % 515], self.notifier.show_Kelvaro, True)
             self.assertEqual(read(LISTING), "")
+            self.notifier.upgradable_packages = 5
 
-    def test_of_the_browser_come_after_the_file(self):
-        self.asked()
-        self.box.patch(Screen, "__init__", breaking_at(1, None))
-        self.assertFails(Broken, [SHOW % 517, "AllNews.__init__:178"], self.box.answer, True)
-        self.assertEqual(read(LISTING), BLUE)
-        self.assertEqual(self.box.timers(), [24 * HOUR])
-        self.box.pass_time(24 * 3600 - 1)
-        self.assertEqual(self.box.commands, COMMANDS)
-
-    def test_of_a_notifier_without_a_session(self):
-        self.install_opkg(BLUE)
-        self.notifier.init_timer()
-        self.box.pass_time(60)
-        self.assertAnswerFails(AttributeError, 517)
-        self.assertEqual(read(LISTING), BLUE)
-        self.notifier.session = self.box.session
-        self.assertFails(AttributeError, [SHOW % 517], self.notifier.show_Kelvaro, True)
-
-
-if __name__ == "__main__":
-    unittest.main()
+    def test_of_opening_the_browser_let_the_checking_go_on(self):
+        self.check(BLUE)
+        self.assertRefused([SHOW % 517], None, self.box.answer, True)
+        self.assertEqual((read(LISTING), self.box.timers()), (BLUE, [2 * HOUR]))
+        self.box.pass_time(2 * 3600)
+        self.box.answer(True)
+        self.assertIsInstance(self.box.screen, self.module.AllNews)
