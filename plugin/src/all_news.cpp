@@ -1,6 +1,5 @@
 #include "all_news.h"
 
-#include "python/globals.h"
 #include "python/membership.h"
 #include "screen.h"
 
@@ -10,354 +9,334 @@ using namespace python;
 
 namespace {
 
-const Object& icon(Name file) {
-  return global("LoadPixmap")(
-      {named("cached", true),
-       named("path", global("resolveFilename")({global("SCOPE_PLUGINS"), file}))});
+Object icon(Str file) {
+  return global("LoadPixmap"_s)(
+      {named("cached"_s, true),
+       named("path"_s, global("resolveFilename"_s)({global("SCOPE_PLUGINS"_s), file}))});
 }
 
 constexpr Action kActions[] = {
-    {"ok", "runMenuEntry"}, {"cancel", "keyCancel"}, {"green", "greenKey"},
-    {"red", "keyCancel"},   {"blue", "blueKey"},     {"yellow", "keyYellow"},
+    {"ok"_s, "runMenuEntry"_s}, {"cancel"_s, "keyCancel"_s}, {"green"_s, "greenKey"_s},
+    {"red"_s, "keyCancel"_s},   {"blue"_s, "blueKey"_s},     {"yellow"_s, "keyYellow"_s},
 };
 
 // Nothing is fetched here: the screen shows at once, with a row that asks for patience.
-const Object& init(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& session = args[1];
-  const Object& pluginPath = args[2];
-
-  AT(178) global("Screen").attr("__init__")({self, session});
-  AT(179) self.set("skinName", list({"AllNews", "BackupSuite"}));
-  AT(180) self.set("skin_path", pluginPath);
-  AT(181) self.set("session", session);
-  AT(182) self.set("title", global("_")("News about ZIRK"));
-  AT(183) self.setItem("title", global("StaticText")(self.attr("title")));
+DEF(177, init, (At at, Local self, Local session, Local plugin_path, Local args = 0),
+    "Build the screen; plugin_path is the plug-in's directory, args is not used.") {
+  AT(178) global("Screen"_s).call("__init__"_s, self, session);
+  AT(179) self.set("skinName"_s, list({"AllNews"_s, "BackupSuite"_s}));
+  AT(180) self.set("skin_path"_s, plugin_path);
+  AT(181) self.set("session"_s, session);
+  AT(182) self.set("title"_s, global("_"_s)("News about ZIRK"_s));
+  AT(183) self.setItem("title"_s, global("StaticText"_s)(self.attr("title"_s)));
   AT(184)
-  self.set("png_normal", icon("SystemPlugins/ZIRKPanel/pictures/update_normal.png"));
-  AT(185) self.set("png_info", icon("SystemPlugins/ZIRKPanel/pictures/update_info.png"));
+  self.set("png_normal"_s, icon("SystemPlugins/ZIRKPanel/pictures/update_normal.png"_s));
+  AT(185) self.set("png_info"_s, icon("SystemPlugins/ZIRKPanel/pictures/update_info.png"_s));
   AT(186)
-  self.set("png_urgent", icon("SystemPlugins/ZIRKPanel/pictures/update_urgent.png"));
+  self.set("png_urgent"_s, icon("SystemPlugins/ZIRKPanel/pictures/update_urgent.png"_s));
   AT(187)
-  self.set("list",
-           list({tuple({"loading", global("_")("Please wait ..."), self.attr("png_info")})}));
-  AT(188) self.setItem("menu", global("List")(self.attr("list")));
-  AT(189) self.setItem("status", global("Label")());
-  AT(190) self.setItem("header", global("Label")(global("header")));
-  AT(191) addText(self, "key_red", "Exit");
-  AT(192) addText(self, "key_green", "Update");
-  AT(193) addText(self, "key_blue", "show Updates");
-  AT(194) addText(self, "key_yellow", "Top 20");
-  AT(195) self.setItem("key_info", global("StaticText")());
+  self.set(
+      "list"_s,
+      list({tuple({"loading"_s, global("_"_s)("Please wait ..."_s), self.attr("png_info"_s)})}));
+  AT(188) self.setItem("menu"_s, global("List"_s)(self.attr("list"_s)));
+  AT(189) self.setItem("status"_s, global("Label"_s)());
+  AT(190) self.setItem("header"_s, global("Label"_s)(global("header"_s)));
+  AT(191) addText(self, "key_red"_s, "Exit"_s);
+  AT(192) addText(self, "key_green"_s, "Update"_s);
+  AT(193) addText(self, "key_blue"_s, "show Updates"_s);
+  AT(194) addText(self, "key_yellow"_s, "Top 20"_s);
+  AT(195) self.setItem("key_info"_s, global("StaticText"_s)());
   AT(196)
-  self.setItem("shortcuts", global("ActionMap")({list({"SetupActions", "ColorActions"}),
-                                                 boundActions(self, kActions), -2}));
-  AT(205) self.attr("onLayoutFinish").attr("append")(self.attr("setMenu"));
-  return none();
+  self.setItem("shortcuts"_s, global("ActionMap"_s)({list({"SetupActions"_s, "ColorActions"_s}),
+                                                     boundActions(self, kActions), -2}));
+  AT(205) self.attr("onLayoutFinish"_s).attr("append"_s)(self.attr("setMenu"_s));
+  return none;
 }
 
 // --- Top 20: the most downloaded packages, by category.
 
-// The statements about a category stand at the same lines for each, two lines apart.
 struct Category {
-  const char* section;  // the line of the statistics that opens it
-  const char* key;      // in the chooser; also the attribute with its package choices
-  const char* prefix;   // of its packages, behind "enigma2-plugin-"
-  const char* title;    // shown, translated
+  Str section;  // the line of the statistics that opens it
+  Str key;      // in the chooser; also the attribute with its package choices
+  Str prefix;   // of its packages, after "enigma2-plugin-"
+  Str title;    // shown, translated
+  // The lines of the statements about it.
+  int emptied;   // its choices
+  int opened;    // is this its section
+  int prefixed;  // the package's name
+  int added;     // a choice
+  int offered;   // has it choices; the chooser's row follows
+  int chosen;    // is it this one; its choices and its title follow
 };
-constexpr Category kCategories[] = {
-    {"EXTENSIONS", "extensions", "extensions-", "Extensions"},
-    {"SYSTEMPLUGINS", "systemplugins", "systemplugins-", "Systemplugins"},
-    {"SKINS", "skins", "skin-", "Skins"},
-};
-constexpr int kNoCategory = -1;
+constexpr Category kExtensions{
+    "EXTENSIONS"_s, "extensions"_s, "extensions-"_s, "Extensions"_s, 220, 226, 239, 254, 260, 276};
+constexpr Category kSystemPlugins{"SYSTEMPLUGINS"_s,
+                                  "systemplugins"_s,
+                                  "systemplugins-"_s,
+                                  "Systemplugins"_s,
+                                  221,
+                                  228,
+                                  241,
+                                  256,
+                                  262,
+                                  282};
+constexpr Category kSkins{"SKINS"_s, "skins"_s, "skin-"_s, "Skins"_s, 222, 230, 243, 258, 264, 279};
+constexpr const Category* kCategories[] = {&kExtensions, &kSystemPlugins, &kSkins};
+constexpr const Category* kAsAskedFor[] = {&kExtensions, &kSkins, &kSystemPlugins};
 
-// The category that a line of the statistics opens.
-int openedBy(const Object& line, Call& at) {
-  int category = 0;
-  for (const auto& [section, key, prefix, title] : kCategories) {
-    AT(226 + 2 * category)
-    if (line.equals(Name::ofTable(section))) {
+// The category that a line of the statistics opens, or null.
+const Category* openedBy(const Local& line, Call& at) {
+  for (const Category* category : kCategories) {
+    AT(category->opened)
+    if (line.equals(category->section)) {
       return category;
     }
-    ++category;
   }
-  return kNoCategory;
+  return nullptr;
 }
 
 // What the chooser takes for the package of a record: its label, and a key that says what to do.
-const Object& packageChoice(const Object& record, int category, const Membership& installed,
-                            Call& at) {
-  AT(236) const Object& name = at.local(record.item(0).attr("title")());
-  AT(237) Local package(at, literal("enigma2-plugin-"));
-  if (category != kNoCategory) {
-    AT(239 + 2 * category) package.add(Name::ofTable(kCategories[category].prefix));
+Object packageChoice(const Local& record, const Category* category, const Membership& installed,
+                     Call& at) {
+  AT(236) const Local name = record.item(0).call("title"_s);
+  AT(237) Variable package = "enigma2-plugin-"_s;
+  if (category != nullptr) {
+    AT(category->prefixed) package.add(category->prefix);
   }
   AT(244) package.add(record.item(0));
-  AT(245) const Object& count = at.local(record.item(1));
-  AT(246) Local action(at, literal(" - ").plus(global("_")("Remove")));
+  AT(245) const Local count = record.item(1);
+  AT(246) Variable action = " - "_s.plus(global("_"_s)("Remove"_s));
   AT(247)
   if (!installed.has(package)) {
-    AT(248) action = literal(" - ").plus(global("_")("Install"));
-    AT(249) package.add("_install");
+    AT(248) action = " - "_s.plus(global("_"_s)("Install"_s));
+    AT(249) package.add("_install"_s);
   } else {
-    AT(251) package.add("_installed");
+    AT(251) package.add("_installed"_s);
   }
   AT(252)
-  return tuple({name.plus("   (").plus(global("str")(count)).plus(")").plus(action), package});
+  return tuple(
+      {name.plus("   ("_s).plus(global("str"_s)(count)).plus(")"_s).plus(action), package});
 }
 
 // Sorts the statistics into the package choices of the categories and opens the first chooser.
-const Object& keyYellow(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(216) const Object& statistics = at.local(global("getDownloadStats")());
+DEF(215, keyYellow, (At at, Local self), "Offer the most downloaded packages.") {
+  AT(216) const Local statistics = global("getDownloadStats"_s)();
   AT(217)
   if (statistics.isNone()) {
-    AT(218) return none();
+    AT(218) return none;
   }
-  AT(219) const Object& lines = at.local(statistics.attr("split")("\n"));
-  int statement = 220;
-  for (const Category& category : kCategories) {
-    AT(statement++) self.set(Name::ofTable(category.key), list());
+  AT(219) const Local lines = statistics.call("split"_s, "\n"_s);
+  for (const Category* category : kCategories) {
+    AT(category->emptied) self.set(category->key, list());
   }
-  AT(223) const Membership installed(global("getInstalled")(), at);
-  int category = kNoCategory;  // the records before the first section are for nobody
+  AT(223) const Membership installed(global("getInstalled"_s)());
+  const Category* category = nullptr;  // the records before the first section are for nobody
   AT(225)
-  for (const Object& line : each(lines, at)) {
-    const int opened = openedBy(line, at);
-    if (opened != kNoCategory) {
+  for (Local line : each(lines, at)) {
+    const Category* opened = openedBy(line, at);
+    if (opened != nullptr) {
       category = opened;
       continue;
     }
-    AT(233) const Object& record = at.local(line.attr("split")(";"));
+    AT(233) const Local record = line.call("split"_s, ";"_s);
     AT(234)
-    if (global("len")(record).lessThan(2)) {
+    if (global("len"_s)(record).lessThan(2)) {
       continue;
     }
-    const Object& choice = at.local(packageChoice(record, category, installed, at));
-    if (category != kNoCategory) {
-      AT(254 + 2 * category)
-      self.attr(Name::ofTable(kCategories[category].key)).attr("append")(choice);
+    const Local choice = packageChoice(record, category, installed, at);
+    if (category != nullptr) {
+      AT(category->added) self.attr(category->key).call("append"_s, choice);
     }
   }
-  AT(259) self.set("c_l", list());
-  statement = 260;
-  for (const auto& [section, key, prefix, title] : kCategories) {
-    AT(statement)
-    if (self.attr(Name::ofTable(key)).truthy()) {
-      AT(statement + 1)
-      self.attr("c_l").attr("append")(
-          tuple({global("_")(Name::ofTable(title)), Name::ofTable(key)}));
+  AT(259) self.set("c_l"_s, list());
+  for (const Category* offer : kCategories) {
+    AT(offer->offered)
+    if (self.attr(offer->key).truthy()) {
+      AT(offer->offered + 1)
+      self.attr("c_l"_s).attr("append"_s)(tuple({global("_"_s)(offer->title), offer->key}));
     }
-    statement += 2;
   }
-  AT(266) self.attr("selectTop")();
-  return none();
+  AT(266) self.call("selectTop"_s);
+  return none;
 }
 
-const Object& selectTop(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(269, selectTop, (At at, Local self), "Open the chooser of the categories.") {
   AT(270)
-  self.attr("session").attr("openWithCallback")(
-      {self.attr("gotTopSelection"), global("ChoiceBox"), named("title", global("_")("Top 20")),
-       named("list", self.attr("c_l")), named("keys", false)});
-  return none();
+  self.attr("session"_s)
+      .attr("openWithCallback"_s)({self.attr("gotTopSelection"_s), global("ChoiceBox"_s),
+                                   named("title"_s, global("_"_s)("Top 20"_s)),
+                                   named("list"_s, self.attr("c_l"_s)), named("keys"_s, false)});
+  return none;
 }
 
 // A category was chosen: offer its packages. None was: the news list is in front again.
-const Object& gotTopSelection(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& category = args[1];
-
-  AT(273) Local choices(at, list());
-  Local suffix(at, literal(""));
+DEF(272, gotTopSelection, (At at, Local self, Local ret),
+    "Open the chooser of the packages of the category ret, a tuple (title, key) or None.") {
+  AT(273) Variable choices = list();
+  Variable suffix = ""_s;
   AT(275)
-  if (!category.isNone()) {
-    int line = 276;  // three lines a category, the skins before the system plug-ins
-    for (int number : {0, 2, 1}) {
-      const auto& [section, key, prefix, title] = kCategories[number];
-      AT(line)
-      if (category.item(1).equals(Name::ofTable(key))) {
-        AT(line + 1) choices = self.attr(Name::ofTable(key));
-        AT(line + 2) suffix = literal(" - ").plus(global("_")(Name::ofTable(title)));
+  if (!ret.isNone()) {
+    for (const Category* category : kAsAskedFor) {
+      AT(category->chosen)
+      if (ret.item(1).equals(category->key)) {
+        AT(category->chosen + 1) choices = self.attr(category->key);
+        AT(category->chosen + 2) suffix = " - "_s.plus(global("_"_s)(category->title));
         break;
       }
-      line += 3;
     }
   }
   AT(285)
-  if (choices->truthy()) {
+  if (choices.truthy()) {
     AT(286)
-    self.attr("session").attr("openWithCallback")(
-        {self.attr("exitChoiceBox"), global("ChoiceBox"),
-         named("title", global("_")("Top 20").plus(suffix)), named("list", choices),
-         named("keys", false)});
+    self.attr("session"_s)
+        .attr("openWithCallback"_s)({self.attr("exitChoiceBox"_s), global("ChoiceBox"_s),
+                                     named("title"_s, global("_"_s)("Top 20"_s).plus(suffix)),
+                                     named("list"_s, choices), named("keys"_s, false)});
   }
-  return none();
+  return none;
 }
 
 // A package was chosen: install or remove it, after a refresh of the package lists.
-const Object& exitChoiceBox(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& choice = args[1];
-
+DEF(288, exitChoiceBox, (At at, Local self, Local ret),
+    "Install or remove the package of ret, a tuple (label, action key) or None.") {
   AT(289)
-  if (choice.isNone() || global("len")(choice).differs(2)) {
-    AT(290) self.attr("selectTop")();
-    AT(291) return none();
+  if (ret.isNone() || global("len"_s)(ret).differs(2)) {
+    AT(290) self.call("selectTop"_s);
+    AT(291) return none;
   }
   AT(292)
-  const Object& commands =
-      at.local(list({tuple({global("IpkgComponent").attr("CMD_UPDATE"), none()})}));
+  const Local commands = list({tuple({global("IpkgComponent"_s).attr("CMD_UPDATE"_s), none})});
   AT(293)
-  if (choice.item(1).attr("endswith")("_installed").truthy()) {
+  if (ret.item(1).call("endswith"_s, "_installed"_s).truthy()) {
     AT(294)
-    commands.append(tuple(
-        {global("IpkgComponent").attr("CMD_REMOVE"),
-         dict({{"package", literal("--force-depends --autoremove ")
-                               .plus(choice.item(1).attr("replace")({"_installed", ""}))}})}));
-  } else if (at(295), choice.item(1).attr("endswith")("_install").truthy()) {
+    const Local removal =
+        tuple({global("IpkgComponent"_s).attr("CMD_REMOVE"_s),
+               dict({named("package"_s, "--force-depends --autoremove "_s.plus(ret.item(1).call(
+                                            "replace"_s, "_installed"_s, ""_s)))})});
+    commands.append(removal);
+  } else if (at(295), ret.item(1).call("endswith"_s, "_install"_s).truthy()) {
     AT(296)
-    commands.append(tuple({global("IpkgComponent").attr("CMD_INSTALL"),
-                           dict({{"package", choice.item(1).attr("replace")({"_install", ""})}})}));
+    const Local installation =
+        tuple({global("IpkgComponent"_s).attr("CMD_INSTALL"_s),
+               dict({named("package"_s, ret.item(1).call("replace"_s, "_install"_s, ""_s))})});
+    commands.append(installation);
   }
   AT(297)
-  self.attr("session").attr("openWithCallback")(
-      {self.attr("ipkg_action_finished"), global("Ipkg"), named("cmdList", commands)});
-  return none();
+  self.attr("session"_s)
+      .attr("openWithCallback"_s)(
+          {self.attr("ipkg_action_finished"_s), global("Ipkg"_s), named("cmdList"_s, commands)});
+  return none;
 }
 
 // Some hosts' package screen closes without a value, so there may be no argument.
-const Object& ipkgActionFinished(Args args, Call& at) {
-  AT(300) args[0].attr("keyYellow")();
-  return none();
+DEF(299, ipkg_action_finished, (At at, Local self, Local ret = none),
+    "Start again with fresh lists; ret is not used.") {
+  AT(300) self.call("keyYellow"_s);
+  return none;
 }
 
 // --- The other colour keys.
 
-const Object& greenKey(Args args, Call& at) {
-  AT(303) args[0].attr("session").attr("open")(global("UpdatePlugin"));
-  return none();
+DEF(302, greenKey, (At at, Local self), "Open the software update screen.") {
+  AT(303) self.attr("session"_s).attr("open"_s)(global("UpdatePlugin"_s));
+  return none;
 }
 
-const Object& blueKey(Args args, Call& at) {
-  AT(306) args[0].attr("runMenuEntry")({named("show_upgradable", true)});
-  return none();
+DEF(305, blueKey, (At at, Local self), "Open the view of the upgradable packages.") {
+  AT(306) self.attr("runMenuEntry"_s)({named("show_upgradable"_s, true)});
+  return none;
 }
 
 // --- The list of news.
 
 // Leaves the host a moment to draw the screen before createMenu blocks it.
-const Object& setMenu(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(309) self.set("delayTimer", global("eTimer")());
-  AT(310) self.attr("delayTimer").attr("start")({100, true});
-  AT(311) self.attr("delayTimer").attr("callback").attr("append")(self.attr("createMenu"));
-  return none();
+DEF(308, setMenu, (At at, Local self), "Have the list filled in a moment.") {
+  AT(309) self.set("delayTimer"_s, global("eTimer"_s)());
+  AT(310) self.attr("delayTimer"_s).call("start"_s, 100, true);
+  AT(311) self.attr("delayTimer"_s).attr("callback"_s).attr("append"_s)(self.attr("createMenu"_s));
+  return none;
 }
 
-const Object& createMenu(Args args, Call& at) {
-  const Object& self = args[0];
-  Local message(at);  // chosen for the failures that parse_xml has; others stop at its use
+DEF(314, createMenu, (At at, Local self), "Fetch the news and fill the list.") {
+  Variable message;  // chosen for the failures that parse_xml has; others stop at its use
 
-  AT(315) self.set("list", list());
-  AT(316) const Object& status = at.local(global("parse_xml")());
+  AT(315) self.set("list"_s, list());
+  AT(316) const Local status = global("parse_xml"_s)();
   AT(317)
   if (status.equals(1)) {
     AT(318)
-    for (const Object& entry : each(global("load_cache")(), at)) {
-      AT(319) const Object& kind = at.local(global("str")(entry.item(2)));
-      AT(320) Local pixmap(at, self.attr("png_normal"));
+    for (Local entry : each(global("load_cache"_s)(), at)) {
+      AT(319) const Local kind = global("str"_s)(entry.item(2));
+      AT(320) Variable pixmap = self.attr("png_normal"_s);
       AT(321)
-      if (kind.equals("urgent")) {
-        AT(322) pixmap = self.attr("png_urgent");
-      } else if (at(323), kind.equals("info")) {
-        AT(324) pixmap = self.attr("png_info");
+      if (kind.equals("urgent"_s)) {
+        AT(322) pixmap = self.attr("png_urgent"_s);
+      } else if (at(323), kind.equals("info"_s)) {
+        AT(324) pixmap = self.attr("png_info"_s);
       }
       AT(325)
-      self.attr("list").attr("append")(tuple({entry, global("str")(entry.item(0)), pixmap}));
+      self.attr("list"_s).attr("append"_s)(tuple({entry, global("str"_s)(entry.item(0)), pixmap}));
     }
   } else if (at(326), status.equals(2)) {
     AT(327)
-    message = global("_")("It seems that your Internet connection is not ok, please check it");
+    message = global("_"_s)("It seems that your Internet connection is not ok, please check it"_s);
   } else if (at(328), status.equals(3)) {
     AT(329)
     message =
-        global("_")("The news file can not be analyzed, please be patient and try again later");
+        global("_"_s)("The news file can not be analyzed, please be patient and try again later"_s);
   }
-  AT(330) self.item("menu").attr("updateList")(self.attr("list"));
+  AT(330) self.item("menu"_s).attr("updateList"_s)(self.attr("list"_s));
   AT(331)
   if (status.greaterThan(1)) {
     AT(332)
-    self.attr("session").attr("open")({global("MessageBox"), message.boundAs("message"),
-                                       global("MessageBox").attr("TYPE_ERROR"),
-                                       named("timeout", 30)});
+    self.attr("session"_s)
+        .attr("open"_s)({global("MessageBox"_s), message.boundAs("message"_s),
+                         global("MessageBox"_s).attr("TYPE_ERROR"_s), named("timeout"_s, 30)});
   }
-  return none();
+  return none;
 }
 
-const Object& runMenuEntry(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& showUpgradable = args[1];
-
-  AT(337) const Object& index = at.local(self.item("menu").attr("getIndex")());
+DEF(336, runMenuEntry, (At at, Local self, Local show_upgradable = false),
+    "Open the selected entry, or with show_upgradable the upgradable packages.") {
+  AT(337) const Local index = self.item("menu"_s).call("getIndex"_s);
   AT(338)
-  if (index.truthy() || global("len")(self.attr("list")).differs(0)) {
+  if (index.truthy() || global("len"_s)(self.attr("list"_s)).differs(0)) {
     AT(339)
-    self.attr("session").attr("openWithCallback")(
-        {self.attr("setMenuIndex"), global("ZirkUpdateInfo"), index, showUpgradable});
+    self.attr("session"_s)
+        .attr("openWithCallback"_s)(
+            {self.attr("setMenuIndex"_s), global("ZirkUpdateInfo"_s), index, show_upgradable});
   }
-  return none();
+  return none;
 }
 
 // The detail screen has closed and says at which entry.
-const Object& setMenuIndex(Args args, Call& at) {
-  AT(342) args[0].item("menu").attr("setIndex")(args[1]);
-  return none();
+DEF(341, setMenuIndex, (At at, Local self, Local idx = 0),
+    "Put the cursor on the row with the number idx.") {
+  AT(342) self.item("menu"_s).call("setIndex"_s, idx);
+  return none;
 }
 
 // Red and cancel: the news live only as long as the screen.
-const Object& keyCancel(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(345) self.set("list", none());
+DEF(344, keyCancel, (At at, Local self), "Remove the scratch files and close.") {
+  AT(345) self.set("list"_s, none);
   AT(346)
-  for (const Object& path : each(tuple({global("packagetmpfile"), global("cache_file")}), at)) {
+  for (Local path : each(tuple({global("packagetmpfile"_s), global("cache_file"_s)}), at)) {
     AT(347)
-    if (global("fileExists")(path).truthy()) {
-      AT(348) global("remove")(path);
+    if (global("fileExists"_s)(path).truthy()) {
+      AT(348) global("remove"_s)(path);
     }
   }
-  AT(349) self.attr("close")();
-  return none();
+  AT(349) self.call("close"_s);
+  return none;
 }
 
-// clang-format off
-const Function kMethods[] = {
-    {"__init__", 177, init, {"self", "session", "plugin_path", {"args", zero}},
-     "Build the screen; plugin_path is the plug-in's directory, args is not used."},
-    {"keyYellow", 215, keyYellow, {"self"}, "Offer the most downloaded packages."},
-    {"selectTop", 269, selectTop, {"self"}, "Open the chooser of the categories."},
-    {"gotTopSelection", 272, gotTopSelection, {"self", "ret"},
-     "Open the chooser of the packages of the category ret, a tuple (title, key) or None."},
-    {"exitChoiceBox", 288, exitChoiceBox, {"self", "ret"},
-     "Install or remove the package of ret, a tuple (label, action key) or None."},
-    {"ipkg_action_finished", 299, ipkgActionFinished, {"self", {"ret", none}},
-     "Start again with fresh lists; ret is not used."},
-    {"greenKey", 302, greenKey, {"self"}, "Open the software update screen."},
-    {"blueKey", 305, blueKey, {"self"}, "Open the view of the upgradable packages."},
-    {"setMenu", 308, setMenu, {"self"}, "Have the list filled in a moment."},
-    {"createMenu", 314, createMenu, {"self"}, "Fetch the news and fill the list."},
-    {"runMenuEntry", 336, runMenuEntry, {"self", {"show_upgradable", no}},
-     "Open the selected entry, or with show_upgradable the upgradable packages."},
-    {"setMenuIndex", 341, setMenuIndex, {"self", {"idx", zero}},
-     "Put the cursor on the row with the number idx."},
-    {"keyCancel", 344, keyCancel, {"self"}, "Remove the scratch files and close."},
-};
-// clang-format on
+const Function kMethods[] = {FUNCTION(init),          FUNCTION(keyYellow),
+                             FUNCTION(selectTop),     FUNCTION(gotTopSelection),
+                             FUNCTION(exitChoiceBox), FUNCTION(ipkg_action_finished),
+                             FUNCTION(greenKey),      FUNCTION(blueKey),
+                             FUNCTION(setMenu),       FUNCTION(createMenu),
+                             FUNCTION(runMenuEntry),  FUNCTION(setMenuIndex),
+                             FUNCTION(keyCancel)};
 
 }  // namespace
 

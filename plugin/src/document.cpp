@@ -10,7 +10,8 @@
 namespace kelvaro {
 namespace {
 
-constexpr const char* kNames[] = {"update", "title", "item", "itemtext", "description"};
+using python::operator""_s;
+constexpr python::Str kNames[] = {"update"_s, "title"_s, "item"_s, "itemtext"_s, "description"_s};
 constexpr std::size_t kDeepest = 256;  // elements open at a time
 
 bool isAscii(const char* text) {
@@ -34,7 +35,7 @@ bool isWide(const char* bytes, std::size_t size) {
 
 }  // namespace
 
-const char* nameOf(Tag tag) { return kNames[static_cast<std::size_t>(tag)]; }
+python::Str nameOf(Tag tag) { return kNames[static_cast<std::size_t>(tag)]; }
 
 template <typename Item>
 bool Document::Array<Item>::reserve(std::size_t more) {
@@ -136,7 +137,7 @@ class Reader {
   // The index of the new element, or kIgnored for one that the news list is not made of.
   std::uint32_t add(const char* name, const char** attributes) {
     std::size_t tag = 0;
-    while (tag < std::size(kNames) && std::strcmp(name, kNames[tag]) != 0) {
+    while (tag < std::size(kNames) && std::strcmp(name, kNames[tag].text()) != 0) {
       ++tag;
     }
     if (tag == std::size(kNames)) {

@@ -4,13 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "python/object.h"
+
 namespace kelvaro {
 
 /// The elements that the news list is made of; the tree leaves out all others.
 enum class Tag : std::uint8_t { kUpdate, kTitle, kItem, kItemText, kDescription };
 
 /// The element's name in the document.
-const char* nameOf(Tag tag);
+python::Str nameOf(Tag tag);
 
 /// Bytes of UTF-8 that the document keeps; `data` is null where there is no such thing.
 struct Text {

@@ -1,7 +1,6 @@
 #include "feed.h"
 
 #include "news_list.h"
-#include "python/globals.h"
 #include "receiver.h"
 
 namespace kelvaro {
@@ -16,85 +15,84 @@ constexpr int kHttpError = 2;
 constexpr int kUnreachable = 3;
 
 // Stores the news list where load_cache finds it.
-const Object& writeCache(Args args, Call& at) {
-  const Object& news = args[0];
-
+DEF(88, write_cache, (At at, Local cache_data), "Store a news list in the file cache_file.") {
   AT(89)
-  if (!global("os_path")
-           .attr("isdir")(global("os_path").attr("dirname")(global("cache_file")))
+  if (!global("os_path"_s)
+           .attr("isdir"_s)(global("os_path"_s).attr("dirname"_s)(global("cache_file"_s)))
            .truthy()) {
     try {
       AT(91)
-      osFunction("mkdir")(global("os_path").attr("dirname")(global("cache_file")));
-    } catch (const PythonError& thrown) {
+      osFunction("mkdir"_s)(global("os_path"_s).attr("dirname"_s)(global("cache_file"_s)));
+    } catch (PythonError& thrown) {
       Caught error(at, thrown);
       AT(92)
-      if (!error.is(global("OSError"))) {
+      if (!error.is(global("OSError"_s))) {
         error.rethrow();
       }
     }
   }
-  AT(94) const Object& file = at.local(global("open")({global("cache_file"), "w"}));
-  AT(95) global("dump")({news, file, -1});
-  AT(96) file.attr("close")();
-  return none();
+  AT(94) const Local file = global("open"_s)({global("cache_file"_s), "w"_s});
+  AT(95) global("dump"_s)({cache_data, file, -1});
+  AT(96) file.call("close"_s);
+  return none;
 }
 
-const Object& loadCache(Args /*args*/, Call& at) {
-  AT(99) const Object& file = at.local(global("open")(global("cache_file")));
-  AT(100) const Object& news = at.local(global("load")(file));
-  AT(101) file.attr("close")();
+DEF(98, load_cache, (At at), "Return the news list that cache_file holds.") {
+  AT(99) const Local file = global("open"_s)(global("cache_file"_s));
+  AT(100) const Local news = global("load"_s)(file);
+  AT(101) file.call("close"_s);
   AT(102) return news;
 }
 
-const Object& newsDocument() { return literal("zirknews.xml"); }
-
 // The address of a file on the feed server, made from the package feed's own address.
-const Object& newsURL(Args args, Call& at) {
-  const Object& fileName = args[0];
-
-  AT(105) const Object& file = at.local(global("open")({"/etc/opkg/all-feed.conf", "r"}));
+DEF(104, newsURL, (At at, Local f_name = "zirknews.xml"_s),
+    "Return the address of a file on the feed server.") {
+  AT(105) const Local file = global("open"_s)({"/etc/opkg/all-feed.conf"_s, "r"_s});
   // Strips a set of characters, not a prefix: an address that begins with one of them, or a line
   // without its line feed that ends with one, loses it too.
-  AT(106) Local address(at, file.attr("readline")().attr("strip")("src/gz Zirk-all "));
-  AT(107) file.attr("close")();
-  AT(108) address = address->attr("strip")();
-  AT(109) address = address->attr("replace")({"all", fileName});  // every "all", wherever it stands
+  AT(106) Variable address = file.call("readline"_s).call("strip"_s, "src/gz Zirk-all "_s);
+  AT(107) file.call("close"_s);
+  AT(108) address = address.call("strip"_s);
+  AT(109) address = address.call("replace"_s, "all"_s, f_name);  // every "all", wherever it stands
   AT(110) return address;
 }
 
 // Whether an element is for other receivers only. An empty `require` is for none.
-const Object& skipEntry(Args args, Call& at) {
-  const Object& entry = args[0];
-
+DEF(112, skip_entry, (At at, Local entry),
+    "Tell whether a DOM element is not meant for this receiver.") {
   AT(113)
-  if (entry.attr("hasAttribute")("require").truthy()) {
+  if (entry.call("hasAttribute"_s, "require"_s).truthy()) {
     AT(114)
-    const Object& models = at.local(entry.attr("getAttribute")("require").attr("split")(","));
+    const Local models = entry.call("getAttribute"_s, "require"_s).call("split"_s, ","_s);
     AT(115)
-    if (models.truthy() && !models.contains(global("vumodel"))) {
-      AT(116) return truth(true);
+    if (models.truthy() && !models.contains(global("vumodel"_s))) {
+      AT(116) return true;
     }
   }
-  AT(117) return truth(false);
+  AT(117) return false;
 }
 
+// The lines of a download.
+struct FetchLines {
+  int fetch;
+  int httpError;  // the handler that comes first: an HTTPError is a URLError too
+  int urlError;
+};
+
 // Puts what the server sends for an address into `body`; each network step may take 5 seconds.
-// Returns kFetched, or what kind of failure it was. `line` is that of the statement; its two
-// handlers stand on the lines behind.
-int fetch(const Object& address, Local& body, Call& at, int line) {
+// Returns kFetched, or what kind of failure it was.
+int fetch(const Local& address, Variable& body, Call& at, const FetchLines& lines) {
   try {
-    AT(line)
-    body = global("urllib2").attr("urlopen")({address, none(), real(5.0)}).attr("read")();
-  } catch (const PythonError& thrown) {
-    // The HTTP handler comes first: an HTTPError is a URLError too.
+    AT(lines.fetch)
+    body = global("urllib2"_s).attr("urlopen"_s)({address, none, real(5.0)}).call("read"_s);
+  } catch (PythonError& thrown) {
     Caught error(at, thrown);
-    AT(line + 1)
-    if (error.is(global("urllib2").attr("HTTPError"))) {
+    AT(lines.httpError)
+    if (error.is(global("urllib2"_s).attr("HTTPError"_s))) {
       return kHttpError;
     }
-    AT(line + 3)
-    if (error.is(global("urllib2").attr("URLError"))) {
+    AT(lines.urlError)
+    if (error.is(global("urllib2"_s).attr("URLError"_s))) {
       return kUnreachable;
     }
     error.rethrow();
@@ -102,59 +100,53 @@ int fetch(const Object& address, Local& body, Call& at, int line) {
   return kFetched;
 }
 
-const Object& getDownloadStats(Args /*args*/, Call& at) {
-  AT(120) const Object& address = at.local(global("newsURL")("zirkdlstat.txt"));
-  Local statistics(at);
-  if (fetch(address, statistics, at, 122) != kFetched) {
-    return none();
+DEF(119, getDownloadStats, (At at),
+    "Return the download statistics (a string), or None when they can't be had.") {
+  AT(120) const Local address = global("newsURL"_s)("zirkdlstat.txt"_s);
+  Variable statistics;
+  if (fetch(address, statistics, at, {122, 123, 125}) != kFetched) {
+    return none;
   }
   AT(127) return statistics;
 }
 
 // Fetches the news document, keeps what is for this receiver and stores it in the news cache.
-const Object& parseXml(Args /*args*/, Call& at) {
-  AT(131) const Object& news = at.local(list());
-  AT(132) const Object& address = at.local(global("newsURL")());
-  Local source(at);
-  const int outcome = fetch(address, source, at, 134);
+DEF(130, parse_xml, (At at),
+    "Fetch the news into the cache. Return 1; or 2 after an HTTP error; or 3 when the server was\n"
+    "out of reach or the document not well-formed.") {
+  AT(131) const Local news = list();
+  AT(132) const Local address = global("newsURL"_s)();
+  Variable fetched;
+  const int outcome = fetch(address, fetched, at, {134, 135, 137});
   if (outcome != kFetched) {
-    return number(outcome);
+    return outcome;
   }
+  const Local source = fetched;
   AT(140)
   if (!collectQuickly(source, news, at)) {
-    Local document(at);
+    Variable parsed;
     try {
-      AT(140) document = global("xml").attr("dom").attr("minidom").attr("parseString")(source);
-    } catch (const PythonError& thrown) {
+      AT(140)
+      parsed = global("xml"_s).attr("dom"_s).attr("minidom"_s).call("parseString"_s, source);
+    } catch (PythonError& thrown) {
       Caught error(at, thrown);
       AT(141)
-      if (error.is(global("xml").attr("parsers").attr("expat").attr("ExpatError"))) {
-        AT(142) return number(kUnreachable);
+      if (error.is(global("xml"_s).attr("parsers"_s).attr("expat"_s).attr("ExpatError"_s))) {
+        AT(142) return kUnreachable;
       }
       error.rethrow();
     }
+    const Local document = parsed;
     collect(document, news, at);
-    AT(167) document->attr("unlink")();
+    AT(167) document.call("unlink"_s);
   }
-  AT(168) global("write_cache")(news);
-  AT(170) return number(kFetched);
+  AT(168) global("write_cache"_s)(news);
+  AT(170) return kFetched;
 }
 
-// clang-format off
-const Function kFunctions[] = {
-    {"write_cache", 88, writeCache, {"cache_data"}, "Store a news list in the file cache_file."},
-    {"load_cache", 98, loadCache, {}, "Return the news list that cache_file holds."},
-    {"newsURL", 104, newsURL, {{"f_name", newsDocument}},
-     "Return the address of a file on the feed server."},
-    {"skip_entry", 112, skipEntry, {"entry"},
-     "Tell whether a DOM element is not meant for this receiver."},
-    {"getDownloadStats", 119, getDownloadStats, {},
-     "Return the download statistics (a string), or None when they can't be had."},
-    {"parse_xml", 130, parseXml, {},
-     "Fetch the news into the cache. Return 1; or 2 after an HTTP error; or 3 when the server was\n"
-     "out of reach or the document not well-formed."},
-};
-// clang-format on
+const Function kFunctions[] = {FUNCTION(write_cache),      FUNCTION(load_cache),
+                               FUNCTION(newsURL),          FUNCTION(skip_entry),
+                               FUNCTION(getDownloadStats), FUNCTION(parse_xml)};
 
 }  // namespace
 

@@ -4,7 +4,6 @@
 #include "feed.h"
 #include "notifier.h"
 #include "python/function.h"
-#include "python/globals.h"
 #include "receiver.h"
 #include "update_info.h"
 
@@ -12,96 +11,63 @@ namespace {
 
 using namespace python;
 
-struct ImportedName {
-  constexpr ImportedName() = default;
-  constexpr ImportedName(const char* own) : ImportedName(own, own) {}
-  constexpr ImportedName(const char* own, const char* bound) : name(own), as(bound) {}
-
-  const char* name = nullptr;
-  const char* as = nullptr;
-};
-
-// One import statement: `from module import names`, or without any names `import module`.
 struct Import {
   int line;
-  const char* module;
-  ImportedName names[2];
+  const char* statement;
 };
 
 constexpr Import kImports[] = {
-    {8, "Components.ActionMap", {"ActionMap"}},
-    {9, "Components.Console", {"Console"}},
-    {10, "Components.config", {"config"}},
-    {11, "Components.GUIComponent", {"GUIComponent"}},
-    {12, "Components.Ipkg", {"IpkgComponent"}},
-    {13, "Components.Label", {"Label"}},
-    {14, "Components.Pixmap", {"Pixmap"}},
-    {15, "Components.ScrollLabel", {"ScrollLabel"}},
-    {16, "Components.Sources.StaticText", {"StaticText"}},
-    {17, "Components.Sources.List", {"List"}},
-    {18, "Screens.ChoiceBox", {"ChoiceBox"}},
-    {19, "Screens.Screen", {"Screen"}},
-    {20, "Screens.Ipkg", {"Ipkg"}},
-    {21, "Screens.MessageBox", {"MessageBox"}},
-    {22, "Tools.BoundFunction", {"boundFunction"}},
-    {23, "Tools.Directories", {"*"}},
-    {24, "Tools.LoadPixmap", {"LoadPixmap"}},
-    {25, "Tools.Notifications", {"AddNotificationWithCallback"}},
-    {26, "skin", {"loadSkin"}},
-    {27, "os", {{"path", "os_path"}, "remove"}},
-    {28, "UpgradeZirk", {"UpdatePlugin"}},
-    {29, "Tools.HardwareInfoVu", {"HardwareInfoVu"}},
-    {30, "enigma", {"getZirkVersionString", "eTimer"}},
-    {31, "xml.dom.minidom", {}},
-    {32, "xml.dom.minidom", {"Node"}},
-    {33, "cPickle", {"dump", "load"}},
-    {34, "urllib2", {}},
+    {8, "from Components.ActionMap import ActionMap"},
+    {9, "from Components.Console import Console"},
+    {10, "from Components.config import config"},
+    {11, "from Components.GUIComponent import GUIComponent"},
+    {12, "from Components.Ipkg import IpkgComponent"},
+    {13, "from Components.Label import Label"},
+    {14, "from Components.Pixmap import Pixmap"},
+    {15, "from Components.ScrollLabel import ScrollLabel"},
+    {16, "from Components.Sources.StaticText import StaticText"},
+    {17, "from Components.Sources.List import List"},
+    {18, "from Screens.ChoiceBox import ChoiceBox"},
+    {19, "from Screens.Screen import Screen"},
+    {20, "from Screens.Ipkg import Ipkg"},
+    {21, "from Screens.MessageBox import MessageBox"},
+    {22, "from Tools.BoundFunction import boundFunction"},
+    {23, "from Tools.Directories import *"},
+    {24, "from Tools.LoadPixmap import LoadPixmap"},
+    {25, "from Tools.Notifications import AddNotificationWithCallback"},
+    {26, "from skin import loadSkin"},
+    {27, "from os import path as os_path, remove"},
+    {28, "from UpgradeZirk import UpdatePlugin"},
+    {29, "from Tools.HardwareInfoVu import HardwareInfoVu"},
+    {30, "from enigma import getZirkVersionString, eTimer"},
+    {31, "import xml.dom.minidom"},
+    {32, "from xml.dom.minidom import Node"},
+    {33, "from cPickle import dump, load"},
+    {34, "import urllib2"},
 };
-
-void importNames(const Import& import) {
-  Name path = Name::ofTable(import.module);
-  const auto& [first, second] = import.names;
-  if (first.name == nullptr) {
-    importModule(path);
-    return;
-  }
-  const Object& names = second.name == nullptr
-                            ? tuple({Name::ofTable(first.name)})
-                            : tuple({Name::ofTable(first.name), Name::ofTable(second.name)});
-  const Object& module = importFrom(path, names);
-  if (*first.name == '*') {
-    bindAllFrom(module);
-    return;
-  }
-  for (const ImportedName& imported : import.names) {
-    if (imported.name != nullptr) {
-      bindFrom(module, Name::ofTable(imported.name), Name::ofTable(imported.as));
-    }
-  }
-}
 
 // All of the module's own statements.
 void execute(Call& at) {
-  for (const Import& import : kImports) {
-    AT(import.line) importNames(import);
+  for (const auto& [line, statement] : kImports) {
+    AT(line) import(statement);
   }
-  AT(36) bind("packagetmpfile", literal("/tmp/.package.tmp"));
-  AT(37) bind("cache_file", literal("/tmp/.updatecache"));
-  AT(38) bind("vumodel", global("HardwareInfoVu")().attr("get_device_name")());
-  AT(39) bind("packageinstalledfile", literal("/tmp/.installed"));
+  AT(36) bind("packagetmpfile"_s, "/tmp/.package.tmp"_s);
+  AT(37) bind("cache_file"_s, "/tmp/.updatecache"_s);
+  AT(38) bind("vumodel"_s, global("HardwareInfoVu"_s)().call("get_device_name"_s));
+  AT(39) bind("packageinstalledfile"_s, "/tmp/.installed"_s);
   defineFunctions(kelvaro::receiverFunctions(), at);
-  AT(86) bind("header", global("getHeader")());
+  AT(86) bind("header"_s, global("getHeader"_s)());
   defineFunctions(kelvaro::feedFunctions(), at);
-  AT(176) defineClass("AllNews", tuple({global("Screen")}), kelvaro::allNewsMethods(), at);
+  AT(176) defineClass("AllNews"_s, tuple({global("Screen"_s)}), kelvaro::allNewsMethods(), at);
   AT(351)
-  defineClass("ZirkUpdateInfo", tuple({global("Screen")}), kelvaro::updateInfoMethods(), at);
-  AT(504) defineClass("UpdateNotification", tuple({}), kelvaro::updateNotificationMethods(), at);
-  AT(560) bind("update_notification", global("UpdateNotification")());
+  defineClass("ZirkUpdateInfo"_s, tuple({global("Screen"_s)}), kelvaro::updateInfoMethods(), at);
+  AT(504) defineClass("UpdateNotification"_s, tuple(), kelvaro::updateNotificationMethods(), at);
+  AT(560) bind("update_notification"_s, global("UpdateNotification"_s)());
 }
 
 // Takes a half-built module away again: the interpreter would hand it to the next import as whole.
 void discard(PyObject* name, const PyObject* module) {
-  const PythonError pending = PythonError::fetch();
+  PythonError pending = PythonError::fetch();
   PyObject* modules = PyImport_GetModuleDict();
   PyObject* found = PyDict_GetItem(modules, name);
   if (found != nullptr) {
@@ -112,22 +78,16 @@ void discard(PyObject* name, const PyObject* module) {
     }
     Py_DECREF(found);
   }
-  pending.restore();
+  std::move(pending).restore();
 }
 
 // Fills the module; false when that failed, with the exception pending.
 bool fill(PyObject* module) {
-  Call at({"init Kelvaro", nullptr, nullptr}, module);
-  try {
-    bind("__builtins__", Object::of(PyEval_GetBuiltins()));
-    execute(at);
-    return true;
-  } catch (const PythonError& thrown) {
-    at.releaseAll();
-    thrown.restore();
-    at.report();
-    return false;
-  }
+  return Call::enter({"init Kelvaro", nullptr, nullptr}, module, [](Call& at) {
+           bind("__builtins__"_s, Value(PyEval_GetBuiltins()));
+           execute(at);
+           return Py_None;  // borrowed: nobody takes it
+         }) != nullptr;
 }
 
 }  // namespace

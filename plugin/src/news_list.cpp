@@ -5,8 +5,6 @@
 #include <cstring>
 
 #include "document.h"
-#include "python/function.h"
-#include "python/globals.h"
 
 namespace kelvaro {
 
@@ -14,177 +12,200 @@ using namespace python;
 
 namespace {
 
-// --- The two trees that the news are read from: the DOM of minidom, with the interpreter's own
-// --- operations, and the compact tree. Each has the same few operations.
+// The news are read from one of two trees, whose types have the same members: each() goes through
+// the elements with a tag at any depth below a node, list() keeps them.
 
-const Object& elements(const Object& node, Tag tag) {
-  return node.attr("getElementsByTagName")(Name::ofTable(nameOf(tag)));
-}
-const Object& keep(const Object& nodes, Call& at) { return at.local(nodes); }
-each in(const Object& nodes, Call& at) { return {nodes, at}; }
-const Object& first(const Object& nodes) { return nodes.item(0); }
-bool skipped(const Object& node) { return global("skip_entry")(node).truthy(); }
-bool hasType(const Object& node) { return node.attr("hasAttribute")("type").truthy(); }
-const Object& type(const Object& node) { return node.attr("getAttribute")("type"); }
-bool hasFirstChild(const Object& node) { return node.attr("firstChild").truthy(); }
-const Object& firstChildData(const Object& node) { return node.attr("firstChild").attr("data"); }
+// --- The DOM of minidom, asked with the interpreter's own operations.
 
-// An element of the compact tree, or the whole document when `index` is kWhole.
-struct Node {
-  static constexpr std::uint32_t kWhole = UINT32_MAX;
-
-  const Document::Element& operator*() const { return (*document)[index]; }
-  const Document::Element* operator->() const { return &(*document)[index]; }
-
-  const Document* document;
-  std::uint32_t index;
-};
-
-// The elements with a tag below another one.
-class Nodes {
+class DomNode {
  public:
-  Nodes(const Node& node, Tag tag)
-      : document_(node.document),
-        begin_(node.index == Node::kWhole ? 0 : node.index + 1),
-        end_(node.index == Node::kWhole ? document_->size() : node->end),
-        tag_(tag) {}
-
-  // The index of the first of them, of the one behind another one, of none.
-  std::uint32_t first() const { return from(begin_); }
-  std::uint32_t after(std::uint32_t index) const { return from(index + 1); }
-  std::uint32_t end() const { return end_; }
-
-  Node operator[](std::uint32_t index) const { return {document_, index}; }
-
- private:
-  std::uint32_t from(std::uint32_t index) const {
-    while (index < end_ && (*document_)[index].tag != tag_) {
-      ++index;
-    }
-    return index;
-  }
-
-  const Document* document_;
-  std::uint32_t begin_;
-  std::uint32_t end_;
-  Tag tag_;
-};
-
-// A loop over them. As with each(), local variables made in a turn end with it.
-class Turns {
- public:
-  Turns(const Nodes& nodes, Call& at) : nodes_(nodes), at_(at), turn_(at.mark()) {}
-
-  class Turn {
+  class List {
    public:
-    Turn(const Turns& loop, std::uint32_t index) : loop_(loop), index_(index) {}
-    Node operator*() const { return loop_.nodes_[index_]; }
-    Turn& operator++() {
-      loop_.at_.release(loop_.turn_);
-      index_ = loop_.nodes_.after(index_);
-      return *this;
-    }
-    bool operator!=(const Turn& other) const { return index_ != other.index_; }
+    explicit List(const Object& nodes) : nodes_(nodes) {}
+    DomNode first() const { return DomNode(nodes_.item(0)); }
+    python::each<DomNode> each(Call& at) const { return {nodes_, at}; }
 
    private:
-    const Turns& loop_;
-    std::uint32_t index_;
+    Local nodes_;
   };
-  Turn begin() const { return {*this, nodes_.first()}; }
-  Turn end() const { return {*this, nodes_.end()}; }
+
+  explicit DomNode(Local node) : node_(node) {}
+
+  List list(Tag tag) const { return List(elements(tag)); }
+  python::each<DomNode> each(Tag tag, Call& at) const { return {elements(tag), at}; }
+  bool skipped() const { return global("skip_entry"_s)(node_).truthy(); }
+  bool hasType() const { return node_.call("hasAttribute"_s, "type"_s).truthy(); }
+  Object type() const { return node_.call("getAttribute"_s, "type"_s); }
+  bool hasFirstChild() const { return node_.attr("firstChild"_s).truthy(); }
+  Object firstChildData() const { return node_.attr("firstChild"_s).attr("data"_s); }
 
  private:
-  Nodes nodes_;
-  Call& at_;
-  Call::Mark turn_;
+  Object elements(Tag tag) const { return node_.call("getElementsByTagName"_s, nameOf(tag)); }
+
+  Local node_;
 };
 
-const Object& unicode(const Text& text) {
-  return Call::running().keep(
-      PyUnicode_DecodeUTF8(text.data, static_cast<Py_ssize_t>(text.size), nullptr));
-}
+// --- The compact tree.
 
-Nodes elements(const Node& node, Tag tag) { return {node, tag}; }
-Nodes keep(const Nodes& nodes, Call& /*at*/) { return nodes; }
-Turns in(const Nodes& nodes, Call& at) { return {nodes, at}; }
-Node first(const Nodes& nodes) {
-  if (nodes.first() == nodes.end()) {
-    raise(PyExc_IndexError, "list index out of range");
+struct Tree {
+  const Document& document;
+  // The model, a plain string.
+  const char* model;
+  std::size_t modelSize;
+};
+
+class TreeNode {
+ public:
+  // A loop over elements. As with python::each, local variables made in a turn end with it.
+  class Turns {
+   public:
+    class Turn {
+     public:
+      Turn(const Turns& loop, std::uint32_t index) : loop_(loop), index_(loop.next(index)) {}
+      TreeNode operator*() const { return {loop_.tree_, index_}; }
+      Turn& operator++() {
+        loop_.at_.release(loop_.turn_);
+        index_ = loop_.next(index_ + 1);
+        return *this;
+      }
+      bool operator!=(const Turn& other) const { return index_ != other.index_; }
+
+     private:
+      const Turns& loop_;
+      std::uint32_t index_;
+    };
+
+    Turns(const Tree& tree, std::uint32_t begin, std::uint32_t end, Tag tag, Call& at)
+        : tree_(tree), begin_(begin), end_(end), tag_(tag), at_(at), turn_(at.mark()) {}
+    Turn begin() const { return {*this, begin_}; }
+    Turn end() const { return {*this, end_}; }
+
+   private:
+    // The first of the elements from `index` on; one past the last descendant where there is none.
+    std::uint32_t next(std::uint32_t index) const {
+      while (index < end_ && tree_.document[index].tag != tag_) {
+        ++index;
+      }
+      return index;
+    }
+
+    const Tree& tree_;
+    std::uint32_t begin_, end_;
+    Tag tag_;
+    Call& at_;
+    Call::Mark turn_;
+  };
+
+  class List {
+   public:
+    List(const TreeNode& parent, Tag tag) : parent_(parent), tag_(tag) {}
+    TreeNode first() const {
+      const Turns turns = each(Call::running());
+      if (!(turns.begin() != turns.end())) {
+        raise(PyExc_IndexError, "list index out of range");
+      }
+      return *turns.begin();
+    }
+    Turns each(Call& at) const { return parent_.each(tag_, at); }
+
+   private:
+    const TreeNode& parent_;
+    Tag tag_;
+  };
+
+  /// The whole document.
+  static constexpr std::uint32_t kWhole = UINT32_MAX;
+  TreeNode(const Tree& tree, std::uint32_t index) : tree_(tree), index_(index) {}
+
+  List list(Tag tag) const { return {*this, tag}; }
+  Turns each(Tag tag, Call& at) const {
+    const bool whole = index_ == kWhole;
+    return {tree_, whole ? 0 : index_ + 1, whole ? document().size() : element().end, tag, at};
   }
-  return nodes[nodes.first()];
-}
-// skip_entry, for a model that nobodyLooks() has seen to be a plain string.
-bool skipped(const Node& node) {
-  const Text models = node.document->require(*node);
-  if (models.data == nullptr) {
-    return false;
-  }
-  const Object& model = global("vumodel");
-  const auto size = static_cast<std::size_t>(PyString_GET_SIZE(model.borrow()));
-  const char* end = models.data + models.size;
-  for (const char* key = models.data;; ++key) {
-    const char* comma = std::find(key, end, ',');
-    if (static_cast<std::size_t>(comma - key) == size &&
-        std::memcmp(key, PyString_AS_STRING(model.borrow()), size) == 0) {
+  // skip_entry on a plain model.
+  bool skipped() const {
+    const Text models = document().require(element());
+    if (models.data == nullptr) {
       return false;
     }
-    if (comma == end) {
-      return true;
+    const char* end = models.data + models.size;
+    for (const char* key = models.data;; ++key) {
+      const char* comma = std::find(key, end, ',');
+      if (static_cast<std::size_t>(comma - key) == tree_.modelSize &&
+          std::memcmp(key, tree_.model, tree_.modelSize) == 0) {
+        return false;
+      }
+      if (comma == end) {
+        return true;
+      }
+      key = comma;
     }
-    key = comma;
   }
-}
-bool hasType(const Node& node) { return node.document->type(*node).data != nullptr; }
-const Object& type(const Node& node) { return unicode(node.document->type(*node)); }
-bool hasFirstChild(const Node& node) { return node->firstChild != Document::FirstChild::kNone; }
-const Object& firstChildData(const Node& node) {
-  if (node->firstChild == Document::FirstChild::kNone) {
-    raise(PyExc_AttributeError, "'NoneType' object has no attribute 'data'");
+  bool hasType() const { return document().type(element()).data != nullptr; }
+  Object type() const { return unicode(document().type(element())); }
+  bool hasFirstChild() const { return element().firstChild != Document::FirstChild::kNone; }
+  Object firstChildData() const {
+    if (!hasFirstChild()) {
+      raise(PyExc_AttributeError, "'NoneType' object has no attribute 'data'");
+    }
+    if (element().firstChild == Document::FirstChild::kElement) {
+      raise(PyExc_AttributeError, "Element instance has no attribute 'data'");
+    }
+    return unicode(document().data(element()));
   }
-  if (node->firstChild == Document::FirstChild::kElement) {
-    raise(PyExc_AttributeError, "Element instance has no attribute 'data'");
+
+ private:
+  const Document& document() const { return tree_.document; }
+  const Document::Element& element() const { return document()[index_]; }
+  static Object unicode(const Text& text) {
+    return Object(Call::running().keep(
+        PyUnicode_DecodeUTF8(text.data, static_cast<Py_ssize_t>(text.size), nullptr)));
   }
-  return unicode(node.document->data(*node));
-}
+
+  const Tree& tree_;
+  std::uint32_t index_;
+};
+
+// --- What both trees are read for.
 
 // Appends to `news` what a document has for this receiver.
-template <typename Tree>
-void collectFrom(const Tree& document, const Object& news, Call& at) {
+template <typename Node>
+void collectFrom(const Node& document, const Local& news, Call& at) {
   AT(143)
-  for (const auto& update : in(elements(document, Tag::kUpdate), at)) {
+  for (const Node& update : document.each(Tag::kUpdate, at)) {
     AT(144)
-    if (skipped(update)) {
+    if (update.skipped()) {
       continue;
     }
-    AT(146) Local kind(at, literal("normal"));
+    AT(146) Variable kind = "normal"_s;
     AT(147)
-    if (hasType(update)) {
-      AT(148) kind = type(update);
+    if (update.hasType()) {
+      AT(148) kind = update.type();
     }
-    AT(149) const auto& titles = keep(elements(update, Tag::kTitle), at);
-    AT(150) const Object& title = at.local(firstChildData(first(titles)));
-    AT(151) const auto& items = keep(elements(update, Tag::kItem), at);
-    AT(152) const Object& lines = at.local(list());
+    AT(149) const auto titles = update.list(Tag::kTitle);
+    AT(150) const Local title = titles.first().firstChildData();
+    AT(151) const auto items = update.list(Tag::kItem);
+    AT(152) const Local lines = list();
     AT(153)
-    for (const auto& item : in(items, at)) {
+    for (const Node& item : items.each(at)) {
       AT(154)
-      if (skipped(item)) {
+      if (item.skipped()) {
         continue;
       }
-      AT(156) Local text(at, none());
+      AT(156) Variable text = none;
       AT(157)
-      for (const auto& itemText : in(elements(item, Tag::kItemText), at)) {
+      for (const Node& itemText : item.each(Tag::kItemText, at)) {
         AT(158)
-        if (hasFirstChild(itemText)) {
-          AT(159) text = firstChildData(itemText);
+        if (itemText.hasFirstChild()) {
+          AT(159) text = itemText.firstChildData();
         }
       }
-      AT(160) const Object& descriptions = at.local(list());
+      AT(160) const Local descriptions = list();
       AT(161)
-      for (const auto& topic : in(elements(item, Tag::kDescription), at)) {
+      for (const Node& topic : item.each(Tag::kDescription, at)) {
         AT(162)
-        if (hasFirstChild(topic) && !skipped(topic)) {
-          AT(163) const Object& description = at.local(firstChildData(topic));
+        if (topic.hasFirstChild() && !topic.skipped()) {
+          AT(163) const Local description = topic.firstChildData();
           AT(164) descriptions.append(description);
         }
       }
@@ -194,34 +215,49 @@ void collectFrom(const Tree& document, const Object& news, Call& at) {
   }
 }
 
-bool isPlainAscii(const Object& object) {
-  if (!PyString_CheckExact(object.borrow())) {
+// --- Whether the compact tree may stand in for minidom.
+
+bool isPlainAscii(PyObject* object) {
+  if (!PyString_CheckExact(object)) {
     return false;
   }
-  const char* text = PyString_AS_STRING(object.borrow());
-  return std::all_of(text, text + PyString_GET_SIZE(object.borrow()),
+  const char* text = PyString_AS_STRING(object);
+  return std::all_of(text, text + PyString_GET_SIZE(object),
                      [](char byte) { return static_cast<signed char>(byte) >= 0; });
 }
 
-// What a plain module has under a name, found without a trace; null for other objects.
-const Object* lookInto(const Object* module, Name name) {
-  if (module == nullptr || !PyModule_CheckExact(module->borrow())) {
-    return nullptr;
-  }
-  PyObject* found = PyDict_GetItem(PyModule_GetDict(module->borrow()), name.borrow());
-  return found == nullptr ? nullptr : &Object::of(found);
+// What a plain module has under a name, looked up without running Python code; null for others.
+PyObject* lookInto(PyObject* module, Str name) {
+  return module == nullptr || !PyModule_CheckExact(module)
+             ? nullptr
+             : PyDict_GetItem(PyModule_GetDict(module), name.borrow());
 }
 
-// Whether the compact tree may stand in for minidom: not when skip_entry or parseString have been
-// replaced, or the model is anything but plain. What is changed inside minidom goes unnoticed.
-bool nobodyLooks(const Object& source) {
-  const Object* minidom = lookInto(lookInto(findGlobal("xml"), "dom"), "minidom");
-  const Object* parseString = lookInto(minidom, "parseString");
-  const Object* model = findGlobal("vumodel");
-  return PyString_CheckExact(source.borrow()) && model != nullptr && isPlainAscii(*model) &&
-         isOriginal("skip_entry") && parseString != nullptr &&
-         PyFunction_Check(parseString->borrow()) &&
-         PyFunction_GET_GLOBALS(parseString->borrow()) == PyModule_GetDict(minidom->borrow());
+// The code of a function that a module defines itself; null for anything else.
+const PyCodeObject* ownCode(PyObject* module, Str name) {
+  PyObject* found = lookInto(module, name);
+  const bool own = found != nullptr && PyFunction_Check(found) &&
+                   PyFunction_GET_GLOBALS(found) == PyModule_GetDict(module);
+  return own ? reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(found)) : nullptr;
+}
+
+bool sameText(PyObject* one, const char* other) {
+  return std::strcmp(PyString_AS_STRING(one), other) == 0;
+}
+
+// Whether parseString is minidom's own: neither another function nor one that was given other code.
+// What else is changed inside minidom goes unnoticed.
+bool parsesItself(PyObject* minidom) {
+  const PyCodeObject* code = ownCode(minidom, "parseString"_s);
+  const PyCodeObject* neighbour = ownCode(minidom, "parse"_s);
+  return code != nullptr && neighbour != nullptr && sameText(code->co_name, "parseString") &&
+         sameText(code->co_filename, PyString_AS_STRING(neighbour->co_filename));
+}
+
+bool nobodyLooks(const Local& source, PyObject* model) {
+  return PyString_CheckExact(source.borrow()) && model != nullptr && isPlainAscii(model) &&
+         isOriginal("skip_entry"_s) &&
+         parsesItself(lookInto(lookInto(findGlobal("xml"_s), "dom"_s), "minidom"_s));
 }
 
 // How deep a document may be: minidom, which recurses, must have had no trouble with it either. It
@@ -233,21 +269,25 @@ std::size_t deepest() {
 
 }  // namespace
 
-void collect(const Object& document, const Object& news, Call& at) {
-  collectFrom(document, news, at);
+void collect(const Local& document, const Local& news, Call& at) {
+  collectFrom(DomNode(document), news, at);
 }
 
-bool collectQuickly(const Object& source, const Object& news, Call& at) {
-  Document document;
-  const bool quick =
-      nobodyLooks(source) &&
-      document.read(PyString_AS_STRING(source.borrow()),
-                    static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest());
-  at.resume();  // read() imports expat, and an import may wait for other threads
-  if (quick) {
-    collectFrom(Node{&document, Node::kWhole}, news, at);
+bool collectQuickly(const Local& source, const Local& news, Call& at) {
+  PyObject* model = findGlobal("vumodel"_s);
+  if (!nobodyLooks(source, model)) {
+    return false;
   }
-  return quick;
+  const Local kept = Value(model);  // other threads may rebind the name while expat is imported
+  Document document;
+  if (!document.read(PyString_AS_STRING(source.borrow()),
+                     static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest())) {
+    return false;
+  }
+  const Tree tree{document, PyString_AS_STRING(kept.borrow()),
+                  static_cast<std::size_t>(PyString_GET_SIZE(kept.borrow()))};
+  collectFrom(TreeNode(tree, TreeNode::kWhole), news, at);
+  return true;
 }
 
 }  // namespace kelvaro

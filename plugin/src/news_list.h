@@ -1,19 +1,17 @@
 // The news list, made from the news document.
 #pragma once
 
-#include "python/call.h"
-#include "python/globals.h"
-#include "python/object.h"
+#include "python/function.h"
 
 namespace kelvaro {
 
 /// Appends to the list `news` what a document has for this receiver. `document` is the DOM that
 /// minidom made of it; all of it is asked through the interpreter, lines 143 to 166.
-void collect(const python::Object& document, const python::Object& news, python::Call& at);
+void collect(const python::Local& document, const python::Local& news, python::Call& at);
 
 /// The same straight from the document's text, some thirty times faster. Returns false, and has
 /// done nothing, where minidom has to be asked: the document is malformed or uses what is rare (see
 /// Document::read), or somebody has replaced skip_entry or parseString and would miss being called.
-bool collectQuickly(const python::Object& source, const python::Object& news, python::Call& at);
+bool collectQuickly(const python::Local& source, const python::Local& news, python::Call& at);
 
 }  // namespace kelvaro

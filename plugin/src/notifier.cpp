@@ -1,82 +1,81 @@
 #include "notifier.h"
 
-#include "python/globals.h"
-
 namespace kelvaro {
 
 using namespace python;
 
 namespace {
 
-const Object& usage(Name entry) { return global("config").attr("usage").attr(entry); }
+Object usage(Str entry) { return global("config"_s).attr("usage"_s).attr(entry); }
 
-// Arms the timer for the next check, unless the user wants none. `line` is that of the test; the
-// setting is read at each use, so that a change holds from the next cycle on.
-void rearm(const Object& self, Call& at, int line) {
-  AT(line)
-  if (usage("check_for_updates").attr("value").greaterThan(0)) {
-    AT(line + 1)  // hours to milliseconds
-    const Object& interval =
-        at.local(usage("check_for_updates").attr("value").times(1000).times(3600));
-    AT(line + 2) self.attr("update_timer").attr("start")({interval, true});
+struct RearmLines {
+  int test, compute, start;
+};
+
+// Arms the timer for the next check, unless the user wants none. The setting is read at each use,
+// so that a change holds from the next cycle on.
+void rearm(const Local& self, Call& at, const RearmLines& lines) {
+  AT(lines.test)
+  if (usage("check_for_updates"_s).attr("value"_s).greaterThan(0)) {
+    AT(lines.compute)  // hours to milliseconds
+    const Local interval = usage("check_for_updates"_s).attr("value"_s).times(1000).times(3600);
+    AT(lines.start) self.attr("update_timer"_s).call("start"_s, interval, true);
   }
 }
 
-const Object& setSession(Args args, Call& at) {
-  AT(506) args[0].set("session", args[1]);
-  AT(507) args[0].set("plugin_path", args[2]);
-  return none();
+DEF(505, setSession, (At at, Local self, Local session, Local plugin_path),
+    "Keep the host's session and the plug-in's directory.") {
+  AT(506) self.set("session"_s, session);
+  AT(507) self.set("plugin_path"_s, plugin_path);
+  return none;
 }
 
 // The user has answered, or was not asked (None). Only now the next check is armed.
-const Object& showKelvaro(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& answer = args[1];
-
-  rearm(self, at, 510);
+DEF(509, show_Kelvaro, (At at, Local self, Local res),
+    "Arm the next check; open the news browser if res, the user's answer, is true.") {
+  rearm(self, at, {510, 511, 512});
   AT(513)
-  if (answer.truthy()) {
-    AT(514) const Object& file = at.local(global("open")({global("packagetmpfile"), "w+"}));
-    AT(515) file.attr("write")(self.attr("upgradable_packages"));
-    AT(516) file.attr("close")();
-    AT(517) self.attr("session").attr("open")({global("AllNews"), self.attr("plugin_path")});
+  if (res.truthy()) {
+    AT(514) const Local file = global("open"_s)({global("packagetmpfile"_s), "w+"_s});
+    AT(515) file.attr("write"_s)(self.attr("upgradable_packages"_s));
+    AT(516) file.call("close"_s);
+    AT(517)
+    self.attr("session"_s).attr("open"_s)({global("AllNews"_s), self.attr("plugin_path"_s)});
   }
-  return none();
+  return none;
 }
 
-const Object& checkUpdates(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(520) self.set("Console", global("Console")());
-  AT(521) const Object& command = literal("opkg update");
-  AT(522) self.attr("Console").attr("ePopen")({command, self.attr("opkg_update_finished")});
-  return none();
+DEF(519, check_updates, (At at, Local self), "Start a check with \"opkg update\".") {
+  AT(520) self.set("Console"_s, global("Console"_s)());
+  AT(521) const Local command = "opkg update"_s;
+  AT(522) self.attr("Console"_s).attr("ePopen"_s)({command, self.attr("opkg_update_finished"_s)});
+  return none;
 }
 
-const Object& opkgUpdateFinished(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(524, opkg_update_finished,
+    (At at, Local self, Local result, Local retval, Local extra_args = none),
+    "Go on to the listing after \"opkg update\", however that ended.") {
   AT(525)
-  if (!self.attr("Console").truthy()) {
-    AT(526) self.set("Console", global("Console")());
+  if (!self.attr("Console"_s).truthy()) {
+    AT(526) self.set("Console"_s, global("Console"_s)());
   }
-  AT(527) const Object& command = literal("opkg list-upgradable");
-  AT(528) self.attr("Console").attr("ePopen")({command, self.attr("opkg_upgrade_finished")});
-  return none();
+  AT(527) const Local command = "opkg list-upgradable"_s;
+  AT(528) self.attr("Console"_s).attr("ePopen"_s)({command, self.attr("opkg_upgrade_finished"_s)});
+  return none;
 }
 
 // Whether a listing has an upgradable package among its first ten lines, or in the rest, which is
 // looked at as one piece.
-bool hasUpdate(const Object& listing, Call& at) {
+bool hasUpdate(const Local& listing, Call& at) {
   AT(532)
   if (listing.truthy()) {
-    AT(533) const Object& pieces = at.local(listing.attr("split")({"\n", 10}));
+    AT(533) const Local pieces = listing.call("split"_s, "\n"_s, 10);
     AT(534)
     if (pieces.truthy()) {
       AT(535)
-      for (const Object& piece : each(pieces, at)) {
+      for (Local piece : each(pieces, at)) {
         AT(536)
-        if (global("len")(piece.attr("split")(" - ")).atLeast(3)) {
+        if (global("len"_s)(piece.call("split"_s, " - "_s)).atLeast(3)) {
           return true;
         }
       }
@@ -85,56 +84,42 @@ bool hasUpdate(const Object& listing, Call& at) {
   return false;
 }
 
-const Object& opkgUpgradeFinished(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& listing = args[1];
-
-  if (hasUpdate(listing, at)) {
-    AT(540) self.set("upgradable_packages", listing);
-    AT(541) usage("update_available").set("value", true);
+DEF(530, opkg_upgrade_finished,
+    (At at, Local self, Local result, Local retval, Local extra_args = none),
+    "Judge result, what \"opkg list-upgradable\" has printed (a string).") {
+  if (hasUpdate(result, at)) {
+    AT(540) self.set("upgradable_packages"_s, result);
+    AT(541) usage("update_available"_s).set("value"_s, true);
     AT(542)
-    if (usage("show_notification_for_updates").attr("value").truthy()) {
+    if (usage("show_notification_for_updates"_s).attr("value"_s).truthy()) {
       AT(543)
-      const Object& message = at.local(
-          global("_")("There are updates available.\nDo you want to open Software Update menu ?"));
+      const Local message = (global("_"_s)(
+          "There are updates available.\nDo you want to open Software Update menu ?"_s));
       AT(544)
-      global("AddNotificationWithCallback")({global("boundFunction")(self.attr("show_Kelvaro")),
-                                             global("MessageBox"), message, named("timeout", 0)});
+      global("AddNotificationWithCallback"_s)(
+          {global("boundFunction"_s)(self.attr("show_Kelvaro"_s)), global("MessageBox"_s), message,
+           named("timeout"_s, 0)});
     } else {
-      AT(546) self.attr("show_Kelvaro")({named("res", none())});
+      AT(546) self.attr("show_Kelvaro"_s)({named("res"_s, none)});
     }
   } else {
-    AT(548) usage("update_available").set("value", false);
-    rearm(self, at, 549);
+    AT(548) usage("update_available"_s).set("value"_s, false);
+    rearm(self, at, {549, 550, 551});
   }
-  return none();
+  return none;
 }
 
-const Object& initTimer(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(556) self.set("update_timer", global("eTimer")());
-  AT(557) self.attr("update_timer").attr("callback").attr("append")(self.attr("check_updates"));
-  AT(558) self.attr("update_timer").attr("start")({60000, true});
-  return none();
+DEF(555, init_timer, (At at, Local self), "Start the first check in 60 seconds.") {
+  AT(556) self.set("update_timer"_s, global("eTimer"_s)());
+  AT(557)
+  self.attr("update_timer"_s).attr("callback"_s).attr("append"_s)(self.attr("check_updates"_s));
+  AT(558) self.attr("update_timer"_s).call("start"_s, 60000, true);
+  return none;
 }
 
-// clang-format off
 const Function kMethods[] = {
-    {"setSession", 505, setSession, {"self", "session", "plugin_path"},
-     "Keep the host's session and the plug-in's directory."},
-    {"show_Kelvaro", 509, showKelvaro, {"self", "res"},
-     "Arm the next check; open the news browser if res, the user's answer, is true."},
-    {"check_updates", 519, checkUpdates, {"self"}, "Start a check with \"opkg update\"."},
-    {"opkg_update_finished", 524, opkgUpdateFinished,
-     {"self", "result", "retval", {"extra_args", none}},
-     "Go on to the listing after \"opkg update\", however that ended."},
-    {"opkg_upgrade_finished", 530, opkgUpgradeFinished,
-     {"self", "result", "retval", {"extra_args", none}},
-     "Judge result, what \"opkg list-upgradable\" has printed (a string)."},
-    {"init_timer", 555, initTimer, {"self"}, "Start the first check in 60 seconds."},
-};
-// clang-format on
+    FUNCTION(setSession),           FUNCTION(show_Kelvaro),          FUNCTION(check_updates),
+    FUNCTION(opkg_update_finished), FUNCTION(opkg_upgrade_finished), FUNCTION(init_timer)};
 
 }  // namespace
 

@@ -1,73 +1,69 @@
 #include "receiver.h"
 
-#include "python/globals.h"
-
 namespace kelvaro {
 
 using namespace python;
 
-const Object& osFunction(Name name) {
-  const Object* found = findGlobal(name);
-  return found != nullptr ? *found : importAbsolute("os").attr(name);
-}
-
 namespace {
 
 struct Model {
-  const char* key;   // what the host calls the receiver
-  const char* text;  // how the header line ends for it
+  int line;  // of the test; the text is appended on the next one
+  Str key;   // what the host calls the receiver
+  Str text;  // how the header line ends for it
 };
 
 constexpr Model kModels[] = {
-    {"duo", "Duo)\n"},           {"solo", "Solo)\n"},          {"uno", "Uno)\n"},
-    {"ultimo", "Ultimo)\n"},     {"solo2", "Solo2)\n"},        {"duo2", "Duo2)\n"},
-    {"solose", "Solo SE)\n"},    {"zero", "zero)\n"},  // lower case, as it has always been shown
-    {"solo4k", "Solo 4K)\n"},    {"ultimo4k", "Ultimo 4K)\n"}, {"uno4k", "Uno 4K)\n"},
-    {"uno4kse", "Uno 4K SE)\n"}, {"zero4k", "Zero 4K)\n"},     {"duo4k", "Duo 4K)\n"},
-    {"duo4kse", "Duo 4K SE)\n"},
+    {54, "duo"_s, "Duo)\n"_s},
+    {56, "solo"_s, "Solo)\n"_s},
+    {58, "uno"_s, "Uno)\n"_s},
+    {60, "ultimo"_s, "Ultimo)\n"_s},
+    {62, "solo2"_s, "Solo2)\n"_s},
+    {64, "duo2"_s, "Duo2)\n"_s},
+    {66, "solose"_s, "Solo SE)\n"_s},
+    {68, "zero"_s, "zero)\n"_s},  // lower case, as it has always been shown
+    {70, "solo4k"_s, "Solo 4K)\n"_s},
+    {72, "ultimo4k"_s, "Ultimo 4K)\n"_s},
+    {74, "uno4k"_s, "Uno 4K)\n"_s},
+    {76, "uno4kse"_s, "Uno 4K SE)\n"_s},
+    {78, "zero4k"_s, "Zero 4K)\n"_s},
+    {80, "duo4k"_s, "Duo 4K)\n"_s},
+    {82, "duo4kse"_s, "Duo 4K SE)\n"_s},
 };
 
 // The installed packages by name, in opkg's order; none when opkg could not be asked.
-const Object& getInstalled(Args /*args*/, Call& at) {
-  AT(42) Local packages(at, list());
+DEF(41, getInstalled, (At at), "Return the names of the installed packages (a list).") {
+  AT(42) Variable packages = list();
   // BusyBox's cut takes field 0 for field 1; GNU's refuses it and leaves the file empty.
   AT(43)
-  const Object& command = at.local(literal("/usr/bin/opkg list-installed | cut -f'0' -d ' ' > ")
-                                       .plus(global("packageinstalledfile")));
-  AT(44) osFunction("system")(command);
+  const Local command = ("/usr/bin/opkg list-installed | cut -f'0' -d ' ' > "_s.plus(
+      global("packageinstalledfile"_s)));
+  AT(44) osFunction("system"_s)(command);
   AT(45)
-  if (global("os_path").attr("exists")(global("packageinstalledfile")).truthy()) {
-    AT(46) const Object& file = at.local(global("open")({global("packageinstalledfile"), "rb"}));
-    with(file, at, [&](const Object& opened) {
-      AT(47) packages = opened.attr("read")().attr("splitlines")();
+  if (global("os_path"_s).attr("exists"_s)(global("packageinstalledfile"_s)).truthy()) {
+    AT(46) const Local file = global("open"_s)({global("packageinstalledfile"_s), "rb"_s});
+    with(file, at, [&](Local opened) {
+      AT(47) packages = opened.call("read"_s).call("splitlines"_s);
     });
-    AT(48) global("remove")(global("packageinstalledfile"));
+    AT(48) global("remove"_s)(global("packageinstalledfile"_s));
   }
   AT(49) return packages;
 }
 
 // "Zirk ", the image's version and the receiver's name. A model without a row leaves it open.
-const Object& getHeader(Args /*args*/, Call& at) {
-  AT(52) const Object& version = at.local(global("getZirkVersionString")());
-  AT(53) Local header(at, literal("Zirk ").plus(version).plus(" (Vu+ "));
-  int line = 54;  // two lines a model: the test, and what is appended
-  for (const Model& model : kModels) {
+DEF(51, getHeader, (At at), "Return the line that names image version and receiver.") {
+  AT(52) const Local version = global("getZirkVersionString"_s)();
+  AT(53) Variable header = "Zirk "_s.plus(version).plus(" (Vu+ "_s);
+  for (const auto& [line, key, text] : kModels) {
     AT(line)
-    if (global("vumodel").equals(Name::ofTable(model.key))) {
-      AT(line + 1) header.add(Name::ofTable(model.text));
+    if (global("vumodel"_s).equals(key)) {
+      AT(line + 1) header.add(text);
       break;
     }
-    line += 2;
   }
   AT(84) return header;
 }
 
-// clang-format off
-const Function kFunctions[] = {
-    {"getInstalled", 41, getInstalled, {}, "Return the names of the installed packages (a list)."},
-    {"getHeader", 51, getHeader, {}, "Return the line that names image version and receiver."},
-};
-// clang-format on
+const Function kFunctions[] = {FUNCTION(getInstalled), FUNCTION(getHeader)};
 
 }  // namespace
 

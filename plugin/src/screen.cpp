@@ -1,23 +1,21 @@
 #include "screen.h"
 
-#include "python/globals.h"
-
 namespace kelvaro {
 
 using namespace python;
 
-void addText(const Object& self, Name widget, Name text) {
-  self.setItem(widget, global("StaticText")(global("_")(text)));
+void addText(const Local& self, Str widget, Str text) {
+  self.setItem(widget, global("StaticText"_s)(global("_"_s)(text)));
 }
 
-void showText(const Object& self, Name widget, Name text) {
-  self.item(widget).attr("setText")(global("_")(text));
+void showText(const Local& self, Str widget, Str text) {
+  self.item(widget).attr("setText"_s)(global("_"_s)(text));
 }
 
-const Object& boundActions(const Object& self, const Action* begin, const Action* end) {
-  const Object& bound = dict({});
+Object boundActions(const Local& self, const Action* begin, const Action* end) {
+  Object bound = dict();
   for (const Action* action = begin; action != end; ++action) {
-    bound.setItem(Name::ofTable(action->name), self.attr(Name::ofTable(action->method)));
+    bound.setItem(action->name, self.attr(action->method));
   }
   return bound;
 }

@@ -1,27 +1,26 @@
 // What both screens do with the host's widgets.
 #pragma once
 
-#include "python/object.h"
+#include "python/function.h"
 
 namespace kelvaro {
 
 /// self[widget] = StaticText(_(text))
-void addText(const python::Object& self, python::Name widget, python::Name text);
+void addText(const python::Local& self, python::Str widget, python::Str text);
 
 /// self[widget].setText(_(text))
-void showText(const python::Object& self, python::Name widget, python::Name text);
+void showText(const python::Local& self, python::Str widget, python::Str text);
 
 /// An action of a key map, and the name of the screen's method that it calls.
 struct Action {
-  const char* name;
-  const char* method;
+  python::Str name;
+  python::Str method;
 };
 
 /// The dictionary of actions and bound methods that an ActionMap takes.
-const python::Object& boundActions(const python::Object& self, const Action* begin,
-                                   const Action* end);
+python::Object boundActions(const python::Local& self, const Action* begin, const Action* end);
 template <std::size_t Size>
-const python::Object& boundActions(const python::Object& self, const Action (&actions)[Size]) {
+python::Object boundActions(const python::Local& self, const Action (&actions)[Size]) {
   return boundActions(self, actions, actions + Size);
 }
 

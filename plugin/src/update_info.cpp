@@ -1,6 +1,5 @@
 #include "update_info.h"
 
-#include "python/globals.h"
 #include "screen.h"
 
 namespace kelvaro {
@@ -10,318 +9,283 @@ using namespace python;
 namespace {
 
 constexpr Action kActions[] = {
-    {"red", "closeNews"},
-    {"green", "greenPressed"},
-    {"yellow", "yellowPressed"},
-    {"blue", "bluePressed"},
-    {"cancel", "closeNews"},
+    {"red"_s, "closeNews"_s},
+    {"green"_s, "greenPressed"_s},
+    {"yellow"_s, "yellowPressed"_s},
+    {"blue"_s, "bluePressed"_s},
+    {"cancel"_s, "closeNews"_s},
     // Crossed on purpose.
-    {"nextEvent", "prevUpdate"},
-    {"prevEvent", "nextUpdate"},
-    {"pageUp", "pageUp"},
-    {"pageDown", "pageDown"},
+    {"nextEvent"_s, "prevUpdate"_s},
+    {"prevEvent"_s, "nextUpdate"_s},
+    {"pageUp"_s, "pageUp"_s},
+    {"pageDown"_s, "pageDown"_s},
 };
 
-const Object& init(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& session = args[1];
-  const Object& index = args[2];
-  const Object& showUpgradable = args[3];
-
-  AT(353) self.set("session", session);
-  AT(354) global("Screen").attr("__init__")({self, session});
-  AT(355) self.set("skinName", list({"ZirkUpdateInfo"}));
-  AT(356) self.set("title", global("_")("News about ZIRK"));
+DEF(352, init, (At at, Local self, Local session, Local idx = 0, Local show_upgradable = false),
+    "Build the screen for the news entry number idx, or with its upgradable packages.") {
+  AT(353) self.set("session"_s, session);
+  AT(354) global("Screen"_s).call("__init__"_s, self, session);
+  AT(355) self.set("skinName"_s, list({"ZirkUpdateInfo"_s}));
+  AT(356) self.set("title"_s, global("_"_s)("News about ZIRK"_s));
   try {
-    AT(358) self.setItem("title", global("StaticText")(self.attr("title")));
-  } catch (const PythonError& thrown) {
+    AT(358) self.setItem("title"_s, global("StaticText"_s)(self.attr("title"_s)));
+  } catch (PythonError& thrown) {
     Caught any(at, thrown);  // then the screen has no title, whatever the reason
   }
-  AT(361) self.set("Console", none());
-  AT(362) self.set("list", global("load_cache")());
-  AT(363) self.set("idx", index);
-  AT(364) self.set("infotxt", self.attr("list").item(self.attr("idx")));
-  AT(365) self.setItem("update", global("ScrollLabel")(self.attr("getNews")()));
-  AT(366) self.setItem("header", global("Label")(self.attr("getHeaderWithDate")()));
-  AT(367) addText(self, "key_red", "Close");
-  AT(368) addText(self, "key_green", "Update");
-  AT(369) addText(self, "key_yellow", " ");
-  AT(370) addText(self, "key_blue", "show Updates");
+  AT(361) self.set("Console"_s, none);
+  AT(362) self.set("list"_s, global("load_cache"_s)());
+  AT(363) self.set("idx"_s, idx);
+  AT(364) self.set("infotxt"_s, self.attr("list"_s).item(self.attr("idx"_s)));
+  AT(365) self.setItem("update"_s, global("ScrollLabel"_s)(self.call("getNews"_s)));
+  AT(366) self.setItem("header"_s, global("Label"_s)(self.call("getHeaderWithDate"_s)));
+  AT(367) addText(self, "key_red"_s, "Close"_s);
+  AT(368) addText(self, "key_green"_s, "Update"_s);
+  AT(369) addText(self, "key_yellow"_s, " "_s);
+  AT(370) addText(self, "key_blue"_s, "show Updates"_s);
   AT(371)
-  self.setItem("actions",
-               global("ActionMap")({list({"ColorActions", "SetupActions", "EventViewActions"}),
-                                    boundActions(self, kActions), -1}));
+  self.setItem("actions"_s, global("ActionMap"_s)(
+                                {list({"ColorActions"_s, "SetupActions"_s, "EventViewActions"_s}),
+                                 boundActions(self, kActions), -1}));
   AT(383)
-  if (showUpgradable.truthy()) {
-    AT(384) self.attr("bluePressed")();
+  if (show_upgradable.truthy()) {
+    AT(384) self.call("bluePressed"_s);
   }
-  return none();
+  return none;
 }
 
-const Object& getText(Args args, Call& at) {
-  const Object& self = args[0];
-  const Object& what = args[1];
-  Local text(at);
+DEF(387, getText, (At at, Local self, Local what),
+    "Return the text of what: \"news\" or \"header\"; \"updates\" starts the listing.") {
+  Variable text;
 
-  AT(388) self.set("what", what);
+  AT(388) self.set("what"_s, what);
   AT(389)
-  if (self.attr("what").equals("news")) {
-    AT(390) text = self.attr("getNews")();
-  } else if (at(391), self.attr("what").equals("updates")) {
-    AT(392) text = self.attr("getUpdates")();
-  } else if (at(393), self.attr("what").equals("header")) {
-    AT(394) text = self.attr("getHeaderWithDate")();
+  if (self.attr("what"_s).equals("news"_s)) {
+    AT(390) text = self.call("getNews"_s);
+  } else if (at(391), self.attr("what"_s).equals("updates"_s)) {
+    AT(392) text = self.call("getUpdates"_s);
+  } else if (at(393), self.attr("what"_s).equals("header"_s)) {
+    AT(394) text = self.call("getHeaderWithDate"_s);
   }
-  AT(395) return text.boundAs("ret");
+  AT(395) return text.boundAs("ret"_s);
 }
 
 // --- The two views. No field tells them apart; only the texts do.
 
 // Sets the title. What goes wrong there is not worth the screen: only exceptions that don't derive
 // from Exception pass.
-void setTitle(const Object& self, Call& at, int line, Name title) {
+void setTitle(const Local& self, Call& at, int line, int handler, Str title) {
   try {
-    AT(line) showText(self, "title", title);
-  } catch (const PythonError& thrown) {
+    AT(line) showText(self, "title"_s, title);
+  } catch (PythonError& thrown) {
     Caught error(at, thrown);
-    AT(line + 1)
-    if (!error.is(global("Exception"))) {
+    AT(handler)
+    if (!error.is(global("Exception"_s))) {
       error.rethrow();
     }
   }
 }
 
 // To the view of the upgradable packages.
-const Object& bluePressed(Args args, Call& at) {
-  const Object& self = args[0];
-
-  setTitle(self, at, 399, "Upgradable Packages");
-  AT(402) showText(self, "key_blue", " ");
-  AT(403) showText(self, "key_yellow", "show News");
-  AT(404) showText(self, "update", "Please wait ...");
-  AT(405) self.attr("getUpdates")();
-  return none();
+DEF(397, bluePressed, (At at, Local self), "Show the upgradable packages.") {
+  setTitle(self, at, 399, 400, "Upgradable Packages"_s);
+  AT(402) showText(self, "key_blue"_s, " "_s);
+  AT(403) showText(self, "key_yellow"_s, "show News"_s);
+  AT(404) showText(self, "update"_s, "Please wait ..."_s);
+  AT(405) self.call("getUpdates"_s);
+  return none;
 }
 
 // Back to the view of the news entry.
-const Object& yellowPressed(Args args, Call& at) {
-  const Object& self = args[0];
-
-  setTitle(self, at, 409, "News about ZIRK");
-  AT(412) showText(self, "key_blue", "show Updates");
-  AT(413) showText(self, "key_yellow", " ");
-  AT(414) self.item("update").attr("setText")(self.attr("getText")("news"));
-  return none();
+DEF(407, yellowPressed, (At at, Local self), "Show the news entry.") {
+  setTitle(self, at, 409, 410, "News about ZIRK"_s);
+  AT(412) showText(self, "key_blue"_s, "show Updates"_s);
+  AT(413) showText(self, "key_yellow"_s, " "_s);
+  AT(414) self.item("update"_s).attr("setText"_s)(self.call("getText"_s, "news"_s));
+  return none;
 }
 
-const Object& pageUp(Args args, Call& at) {
-  AT(417) args[0].item("update").attr("pageUp")();
-  return none();
+DEF(416, pageUp, (At at, Local self), "Scroll the text up by a page.") {
+  AT(417) self.item("update"_s).call("pageUp"_s);
+  return none;
 }
 
-const Object& pageDown(Args args, Call& at) {
-  AT(420) args[0].item("update").attr("pageDown")();
-  return none();
+DEF(419, pageDown, (At at, Local self), "Scroll the text down by a page.") {
+  AT(420) self.item("update"_s).call("pageDown"_s);
+  return none;
 }
 
 // --- Stepping through the news, without wrapping around.
 
-void step(const Object& self, int by) { self.set("idx", self.attr("idx").increasedBy(by)); }
+void step(const Local& self, int by) { self.set("idx"_s, self.attr("idx"_s).increasedBy(by)); }
 
-const Object& nextUpdate(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(422, nextUpdate, (At at, Local self), "Step to the next entry, if there is one.") {
   AT(423)
-  if (self.attr("idx").plus(1).lessThan(global("len")(self.attr("list")))) {
+  if (self.attr("idx"_s).plus(1).lessThan(global("len"_s)(self.attr("list"_s)))) {
     AT(424) step(self, 1);
-    AT(425) self.attr("updateText")();
+    AT(425) self.call("updateText"_s);
   }
-  return none();
+  return none;
 }
 
-const Object& prevUpdate(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(427, prevUpdate, (At at, Local self), "Step to the previous entry, if there is one.") {
   AT(428)
-  if (self.attr("idx").differs(0)) {
+  if (self.attr("idx"_s).differs(0)) {
     AT(429) step(self, -1);
-    AT(430) self.attr("updateText")();
+    AT(430) self.call("updateText"_s);
   }
-  return none();
+  return none;
 }
 
 // Shows the entry at idx. The title stays, also that of the upgradable packages.
-const Object& updateText(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(433) self.set("infotxt", self.attr("list").item(self.attr("idx")));
-  AT(434) self.item("update").attr("setText")(self.attr("getNews")());
-  AT(435) self.item("header").attr("setText")(self.attr("getHeaderWithDate")());
-  AT(436) showText(self, "key_blue", "show Updates");
-  AT(437) showText(self, "key_yellow", " ");
-  return none();
+DEF(432, updateText, (At at, Local self), "Show the entry at idx.") {
+  AT(433) self.set("infotxt"_s, self.attr("list"_s).item(self.attr("idx"_s)));
+  AT(434) self.item("update"_s).attr("setText"_s)(self.call("getNews"_s));
+  AT(435) self.item("header"_s).attr("setText"_s)(self.call("getHeaderWithDate"_s));
+  AT(436) showText(self, "key_blue"_s, "show Updates"_s);
+  AT(437) showText(self, "key_yellow"_s, " "_s);
+  return none;
 }
 
-const Object& greenPressed(Args args, Call& at) {
-  AT(440) args[0].attr("session").attr("open")(global("UpdatePlugin"));
-  return none();
+DEF(439, greenPressed, (At at, Local self), "Open the software update screen.") {
+  AT(440) self.attr("session"_s).attr("open"_s)(global("UpdatePlugin"_s));
+  return none;
 }
 
 // Stops a pending opkg and hands back the entry last shown.
-const Object& closeNews(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(442, closeNews, (At at, Local self), "Stop what runs and close with idx.") {
   AT(443)
-  if (!self.attr("Console").isNone()) {
+  if (!self.attr("Console"_s).isNone()) {
     AT(444)
-    if (self.attr("Console").attr("appContainers").truthy()) {
+    if (self.attr("Console"_s).attr("appContainers"_s).truthy()) {
       AT(445)
-      for (const Object& name :
-           each(self.attr("Console").attr("appContainers").attr("keys")(), at)) {
-        AT(446) self.attr("Console").attr("kill")(name);
+      for (Local name : each(self.attr("Console"_s).attr("appContainers"_s).call("keys"_s), at)) {
+        AT(446) self.attr("Console"_s).call("kill"_s, name);
       }
     }
   }
-  AT(447) self.set("list", none());
-  AT(448) self.attr("close")(self.attr("idx"));
-  return none();
+  AT(447) self.set("list"_s, none);
+  AT(448) self.attr("close"_s)(self.attr("idx"_s));
+  return none;
 }
 
 // The entry's items as text. An item without a text of its own reads "None".
-const Object& getNews(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(451) Local text(at, literal(""));
+DEF(450, getNews, (At at, Local self), "Return the text of the entry shown.") {
+  AT(451) Variable text = ""_s;
   AT(452)
-  if (self.attr("infotxt").item(1).truthy()) {
+  if (self.attr("infotxt"_s).item(1).truthy()) {
     AT(453)
-    for (const Object& item : each(self.attr("infotxt").item(1), at)) {
-      AT(454) text.add(literal("* ").plus(global("str")(item.item(0))).plus("\n"));
+    for (Local item : each(self.attr("infotxt"_s).item(1), at)) {
+      AT(454) text.add("* "_s.plus(global("str"_s)(item.item(0))).plus("\n"_s));
       AT(455)
       if (item.item(1).truthy()) {
         AT(456)
-        for (const Object& description : each(item.item(1), at)) {
-          AT(457) text.add(literal("    - ").plus(global("str")(description)).plus("\n"));
+        for (Local description : each(item.item(1), at)) {
+          AT(457) text.add("    - "_s.plus(global("str"_s)(description)).plus("\n"_s));
         }
-        AT(458) text.add("\n");
+        AT(458) text.add("\n"_s);
       }
     }
   }
   AT(459) return text;
 }
 
-const Object& getHeaderWithDate(Args args, Call& at) {
-  const Object& self = args[0];
-
-  AT(462) const Object& text = at.local(global("header").plus(self.attr("infotxt").item(0)));
-  AT(463) return global("str")(text);
+DEF(461, getHeaderWithDate, (At at, Local self), "Return the image header and the entry's title.") {
+  AT(462) const Local text = global("header"_s).plus(self.attr("infotxt"_s).item(0));
+  AT(463) return global("str"_s)(text);
 }
 
 // --- The upgradable packages.
 
 // Lists them with opkg, once for an opening of the browser: the listing stays in packagetmpfile.
-const Object& getUpdates(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(465, getUpdates, (At at, Local self), "List the upgradable packages, once.") {
   AT(466)
-  if (!global("fileExists")(global("packagetmpfile")).truthy()) {
-    AT(467) self.set("Console", global("Console")());
-    AT(468) const Object& command = literal("opkg update");
+  if (!global("fileExists"_s)(global("packagetmpfile"_s)).truthy()) {
+    AT(467) self.set("Console"_s, global("Console"_s)());
+    AT(468) const Local command = "opkg update"_s;
     AT(469)
-    self.attr("Console").attr("ePopen")({command, self.attr("opkg_update_finished")});
+    self.attr("Console"_s).attr("ePopen"_s)({command, self.attr("opkg_update_finished"_s)});
   } else {
     AT(471)
-    self.attr("opkg_upgrade_finished")({named("result", none()), named("retval", 0)});
+    self.attr("opkg_upgrade_finished"_s)({named("result"_s, none), named("retval"_s, 0)});
   }
-  return none();
+  return none;
 }
 
 // The package lists are fresh, or as fresh as they can be had.
-const Object& opkgUpdateFinished(Args args, Call& at) {
-  const Object& self = args[0];
-
+DEF(473, opkg_update_finished,
+    (At at, Local self, Local result, Local retval, Local extra_args = none),
+    "Go on to the listing after \"opkg update\", however that ended.") {
   AT(474)
-  if (!self.attr("Console").truthy()) {
-    AT(475) self.set("Console", global("Console")());
+  if (!self.attr("Console"_s).truthy()) {
+    AT(475) self.set("Console"_s, global("Console"_s)());
   }
   AT(476)
-  const Object& command =
-      at.local(literal("opkg list-upgradable > %s").format(global("packagetmpfile")));
+  const Local command = "opkg list-upgradable > %s"_s.format(global("packagetmpfile"_s));
   AT(477)
-  self.attr("Console").attr("ePopen")({command, self.attr("opkg_upgrade_finished")});
-  return none();
+  self.attr("Console"_s).attr("ePopen"_s)({command, self.attr("opkg_upgrade_finished"_s)});
+  return none;
 }
 
-const Object& opkgUpgradeFinished(Args args, Call& at) {
-  const Object& self = args[0];
-  Local text(at);
+DEF(479, opkg_upgrade_finished,
+    (At at, Local self, Local result, Local retval, Local extra_args = none),
+    "Show the listing that lies in packagetmpfile.") {
+  Variable text;
 
   AT(480)
-  if (global("fileExists")(global("packagetmpfile")).truthy()) {
-    AT(481) const Object& file = at.local(global("open")({global("packagetmpfile"), "r"}));
-    AT(482) const Object& lines = at.local(file.attr("readlines")());
-    AT(483) file.attr("close")();
-    AT(484) text = literal("");
+  if (global("fileExists"_s)(global("packagetmpfile"_s)).truthy()) {
+    AT(481) const Local file = global("open"_s)({global("packagetmpfile"_s), "r"_s});
+    AT(482) const Local lines = file.call("readlines"_s);
+    AT(483) file.call("close"_s);
+    AT(484) text = ""_s;
     AT(485)
-    for (const Object& line : each(lines, at)) {
-      AT(486) const Object& parts = at.local(line.attr("split")(" - "));
+    for (Local line : each(lines, at)) {
+      AT(486) const Local parts = line.call("split"_s, " - "_s);
       AT(487)
-      if (global("len")(parts).lessThan(3)) {
+      if (global("len"_s)(parts).lessThan(3)) {
         continue;
       }
-      AT(489) const Object& name = at.local(parts.item(0).attr("strip")());
-      AT(490) const Object& oldVersion = at.local(parts.item(1).attr("strip")());
-      AT(491) const Object& newVersion = at.local(parts.item(2).attr("strip")());
+      AT(489) const Local name = parts.item(0).call("strip"_s);
+      AT(490) const Local oldVersion = parts.item(1).call("strip"_s);
+      AT(491) const Local newVersion = parts.item(2).call("strip"_s);
       AT(492)
-      if (name.equals("")) {
+      if (name.equals(""_s)) {
         continue;
       }
       AT(494)
-      text.add(global("_")("\nPackage : %s \nold version : %s \nnew version : %s\n")
+      text.add(global("_"_s)("\nPackage : %s \nold version : %s \nnew version : %s\n"_s)
                    .format(tuple({name, oldVersion, newVersion})));
     }
     AT(495)
-    if (text->equals("")) {
-      AT(496) text = global("_")("\nYour System is up to date");
+    if (text.equals(""_s)) {
+      AT(496) text = global("_"_s)("\nYour System is up to date"_s);
     } else {
       AT(498)
-      global("config").attr("usage").attr("update_available").set("value", true);
+      global("config"_s).attr("usage"_s).attr("update_available"_s).set("value"_s, true);
     }
   } else {
     AT(500)
-    text = global("_")("It seems that your Internet connection is not ok, please check it");
+    text = global("_"_s)("It seems that your Internet connection is not ok, please check it"_s);
   }
-  AT(501) self.item("update").attr("setText")(text);
-  return none();
+  AT(501) self.item("update"_s).call("setText"_s, text);
+  return none;
 }
 
-// clang-format off
-const Function kMethods[] = {
-    {"__init__", 352, init, {"self", "session", {"idx", zero}, {"show_upgradable", no}},
-     "Build the screen for the news entry number idx, or with its upgradable packages."},
-    {"getText", 387, getText, {"self", "what"},
-     "Return the text of what: \"news\" or \"header\"; \"updates\" starts the listing."},
-    {"bluePressed", 397, bluePressed, {"self"}, "Show the upgradable packages."},
-    {"yellowPressed", 407, yellowPressed, {"self"}, "Show the news entry."},
-    {"pageUp", 416, pageUp, {"self"}, "Scroll the text up by a page."},
-    {"pageDown", 419, pageDown, {"self"}, "Scroll the text down by a page."},
-    {"nextUpdate", 422, nextUpdate, {"self"}, "Step to the next entry, if there is one."},
-    {"prevUpdate", 427, prevUpdate, {"self"}, "Step to the previous entry, if there is one."},
-    {"updateText", 432, updateText, {"self"}, "Show the entry at idx."},
-    {"greenPressed", 439, greenPressed, {"self"}, "Open the software update screen."},
-    {"closeNews", 442, closeNews, {"self"}, "Stop what runs and close with idx."},
-    {"getNews", 450, getNews, {"self"}, "Return the text of the entry shown."},
-    {"getHeaderWithDate", 461, getHeaderWithDate, {"self"},
-     "Return the image header and the entry's title."},
-    {"getUpdates", 465, getUpdates, {"self"}, "List the upgradable packages, once."},
-    {"opkg_update_finished", 473, opkgUpdateFinished,
-     {"self", "result", "retval", {"extra_args", none}},
-     "Go on to the listing after \"opkg update\", however that ended."},
-    {"opkg_upgrade_finished", 479, opkgUpgradeFinished,
-     {"self", "result", "retval", {"extra_args", none}},
-     "Show the listing that lies in packagetmpfile."},
-};
-// clang-format on
+const Function kMethods[] = {FUNCTION(init),
+                             FUNCTION(getText),
+                             FUNCTION(bluePressed),
+                             FUNCTION(yellowPressed),
+                             FUNCTION(pageUp),
+                             FUNCTION(pageDown),
+                             FUNCTION(nextUpdate),
+                             FUNCTION(prevUpdate),
+                             FUNCTION(updateText),
+                             FUNCTION(greenPressed),
+                             FUNCTION(closeNews),
+                             FUNCTION(getNews),
+                             FUNCTION(getHeaderWithDate),
+                             FUNCTION(getUpdates),
+                             FUNCTION(opkg_update_finished),
+                             FUNCTION(opkg_upgrade_finished)};
 
 }  // namespace
 

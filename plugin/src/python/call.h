@@ -5,10 +5,12 @@
 #include "python/object.h"
 
 #include <cstddef>
+#include <exception>
+#include <new>
 
 /// Notes the source line of the statement that follows. Before `if`, `for` and `try` it stands on a
 /// line of its own, and these always have braces. An `else if` notes its line in the condition:
-/// `else if (at(279), key.equals("skins"))`.
+/// `else if (at(279), key.equals("skins"_s))`.
 #define AT(line) at(line);
 
 namespace python {
@@ -25,46 +27,65 @@ struct QualifiedName {
 /// handlers have caught.
 ///
 /// As in Python, the results of a statement's operations end with the statement (here, when the
-/// first operation of the next one begins), local variables with the call. Since the call keeps
-/// both, a function has nothing to clean up, neither when it returns nor when an exception passes.
-/// One thing follows: while a statement needs the results of its operations, nothing may note
-/// another line. So a function that notes lines is given local variables, and called where the
-/// statement holds nothing else.
+/// first operation of the next one begins), local variables with the call. The call keeps both, so
+/// a function has nothing to clean up, neither when it returns nor when an exception passes.
 class Call {
  public:
+  /// Runs `body`, which gets the call and returns a new reference; the exception that leaves it is
+  /// then pending, and the result null. All calls enter here, so no C++ exception gets further.
   /// `module` keeps the names that the function sees.
-  Call(const QualifiedName& name, PyObject* module);
+  template <typename Body>
+  static PyObject* enter(const QualifiedName& name, PyObject* module, Body body) noexcept {
+    PythonError error;
+    {
+      Call at(name, module);
+      try {
+        return body(at);
+      } catch (PythonError& thrown) {
+        error = at.failed(std::move(thrown));
+      } catch (const std::bad_alloc&) {
+        PyErr_NoMemory();
+        error = at.failed(PythonError::fetch());
+      } catch (const std::exception& thrown) {
+        PyErr_SetString(PyExc_SystemError, thrown.what());
+        error = at.failed(PythonError::fetch());
+      }
+    }
+    std::move(error).restore();
+    return nullptr;
+  }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
-  /// Puts back the exception that the caller was handling, if a handler here took its place.
-  ~Call();
 
   /// Notes the line of the statement that begins.
   void operator()(int line) { line_ = line; }
   int number() const { return line_ < 0 ? ~line_ : line_; }
 
-  /// A local variable that is assigned once.
-  const Object& local(const Object& value);
-
-  /// Adds this call's entry to the traceback of the pending exception, once for an exception.
-  void report() noexcept;
-
   // --- For the operations themselves.
 
-  /// The call that an operation belongs to. The results of the statement before end here.
+  /// The call that an operation belongs to: the newest of this thread. The results of the statement
+  /// before end here.
   static Call& running() {
-    Call& call = *running_;
-    if (call.line_ >= 0) {
-      call.beginStatement();
+    Call* call = newest_;
+    if (call->thread_ != PyThreadState_GET()) {
+      call = newestOfThisThread();
     }
-    return call;
+    if (call->line_ >= 0) {
+      call->beginStatement();
+    }
+    return *call;
   }
   /// Keeps what the C API returned until the statement ends; throws where that says "failed".
-  const Object& keep(PyObject* fresh);
-  const Object& share(PyObject* lent);
-  int check(int status);
-  /// To be called where the interpreter has been at work and neither of these two follows.
-  void resume() { running_ = this; }
+  PyObject* keep(PyObject* fresh) {
+    if (fresh == nullptr || results_ == locals_) {
+      refuse(fresh);
+    }
+    return *--results_ = fresh;
+  }
+  PyObject* share(PyObject* lent) {
+    Py_INCREF(lent);
+    return keep(lent);
+  }
   PyObject* module() const { return module_.borrow(); }
   /// The dictionaries of names that the function sees; the references are not the caller's.
   PyObject* globals() const { return globals_; }
@@ -76,19 +97,30 @@ class Call {
   void release(Mark mark);
   /// A place for a local variable, empty.
   PyObject** place();
-  /// A local variable that takes the reference over.
-  const Object& own(PyObject* object);
-  /// Ends all that the call keeps.
-  void releaseAll();
-  /// Gives up a reference. The object's end may run code of any kind, other calls among it.
-  static void end(PyObject* object);
+  /// A local variable that takes the reference over, which may be the statement's last result's.
+  PyObject* own(PyObject* object) { return *place() = object; }
+  PyObject* ownResult(PyObject* result);
+
+#ifndef NDEBUG
+  unsigned statement() const { return statement_; }
+#endif
 
  private:
   friend class Caught;
+  Call(const QualifiedName& name, PyObject* module);
+  /// Puts back the exception that the caller was handling, if a handler here took its place.
+  ~Call();
+
+  static Call* newestOfThisThread();
   static constexpr std::size_t kMostKept = 64;
   void beginStatement();
   void endResults();
+  void releaseAll();
   [[noreturn]] static void refuse(PyObject* fresh);
+  /// Ends all that the call keeps; the exception gets the call's traceback entry.
+  PythonError failed(PythonError thrown);
+  /// Adds this call's entry to the traceback of the pending exception, once for an exception.
+  void report() noexcept;
 
   QualifiedName name_;
   Ref module_;
@@ -103,122 +135,113 @@ class Call {
   PyObject** locals_ = kept_;
   PyObject** results_ = kept_ + kMostKept;
   PyObject* kept_[kMostKept];
+#ifndef NDEBUG
+  unsigned statement_ = 0;
+#endif
 
-  // The call whose operation is at work. While the interpreter is, it may become another thread's:
-  // keep() and check(), which end every operation, put it right, or resume() does.
-  static Call* running_;
-  Call* caller_ = running_;
+  // The calls of all threads, the newest first.
+  static Call* newest_;
+  PyThreadState* thread_ = PyThreadState_GET();
+  Call* older_ = newest_;
 };
-
-/// A local variable that is assigned more than once, or not on all ways.
-class Local {
- public:
-  explicit Local(Call& at) : place_(at.place()) {}
-  Local(Call& at, const Object& value) : Local(at) { *this = value; }
-  Local(const Local&) = delete;
-  Local& operator=(const Local&) = delete;
-  Local& operator=(const Object& value);
-
-  const Object& operator*() const { return Object::of(*place_); }
-  const Object* operator->() const { return &**this; }
-  operator const Object&() const { return **this; }
-
-  bool bound() const { return *place_ != nullptr; }
-  /// The object itself; while nothing was put in here, UnboundLocalError names the `variable`.
-  const Object& boundAs(Name variable) const;
-
-  /// `this += more`, without a copy of the text where it is a string that nobody else has.
-  void add(Lent more);
-  void add(Name more);
-
- private:
-  PyObject** place_;
-};
-
-inline Lent::Lent(const Local& variable) : Lent(*variable) {}
 
 /// An exception in its handler:
 ///
-///     } catch (const PythonError& thrown) {
+///     } catch (PythonError& thrown) {
 ///       Caught error(at, thrown);
-///       if (error.is(global("IOError"))) { ... return ...; }
+///       if (error.is(global("IOError"_s))) { ... return ...; }
 ///       error.rethrow();
 ///     }
 ///
 /// From here until the function returns sys.exc_info() gives it, as in an `except` clause.
 class Caught {
  public:
-  Caught(Call& at, const PythonError& thrown);
+  Caught(Call& at, PythonError& thrown);
 
   /// Whether an `except` clause for `kind` (a class, or a tuple of classes) would handle it.
-  bool is(const Object& kind) const;
+  bool is(Value kind) const;
   /// Goes on to the caller; its traceback keeps the line at which it was caught.
   [[noreturn]] void rethrow();
 
-  const Object& type() const { return *type_; }
-  const Object& value() const { return *value_; }
-  const Object& traceback() const { return *traceback_; }
+  Local type() const { return Local(type_); }
+  Local value() const { return Local(value_); }
+  Local traceback() const { return Local(traceback_); }
 
  private:
   Call& at_;
-  const Object* type_;
-  const Object* value_;
-  const Object* traceback_;
+  PyObject* type_;
+  PyObject* value_;
+  PyObject* traceback_;
 };
 
-/// `for (const Object& member : each(iterable, at))`: asks the iterator for one member a turn, at
-/// the line at which the loop began. Local variables made in a turn end with it.
+/// The iterator of a loop, and what the loop keeps.
+class Loop {
+ public:
+  Loop(Value iterable, Call& at);
+  /// The next member, null at the end. Local variables made in the turn before end.
+  PyObject* advance();
+
+ private:
+  Call& at_;
+  int header_;
+  Call::Mark loop_;
+  PyObject* iterator_;
+  Call::Mark turn_;
+};
+
+/// `for (Local member : each(iterable, at))`: asks the iterator for one member a turn, at the line
+/// at which the loop began. Local variables made in a turn end with it.
+template <typename Member = Local>
 class each {
  public:
-  each(const Object& iterable, Call& at);
+  each(Value iterable, Call& at) : loop_(iterable, at) {}
 
   struct End {};
   class Turn {
    public:
-    explicit Turn(each& loop) : loop_(loop) { loop_.advance(); }
-    const Object& operator*() const { return *loop_.member_; }
+    explicit Turn(Loop& loop) : loop_(loop), member_(loop.advance()) {}
+    Member operator*() const { return Member(Local(member_)); }
     Turn& operator++() {
-      loop_.advance();
+      member_ = loop_.advance();
       return *this;
     }
-    bool operator!=(End /*end*/) const { return loop_.member_ != nullptr; }
+    bool operator!=(End /*end*/) const { return member_ != nullptr; }
 
    private:
-    each& loop_;
+    Loop& loop_;
+    PyObject* member_;
   };
-  Turn begin() { return Turn(*this); }
+  Turn begin() { return Turn(loop_); }
   static End end() { return {}; }
 
  private:
-  void advance();
-
-  Call& at_;
-  int header_;
-  Call::Mark loop_;
-  const Object& iterator_;
-  Call::Mark turn_;
-  const Object* member_ = nullptr;
+  Loop loop_;
 };
 
 /// A method of the `with` statement: that of the manager's type, whatever the manager itself holds.
-const Object& specialMethod(const Object& manager, Name name);
+Object specialMethod(const Local& manager, Str name);
 
 /// The `with` statement: runs `block` on what `manager.__enter__()` gives, then `__exit__`, which
 /// may swallow the block's exception.
 template <typename Block>
-void with(const Object& manager, Call& at, Block block) {
-  const Object& exit = at.local(specialMethod(manager, "__exit__"));
-  const Object& entered = at.local(specialMethod(manager, "__enter__")());
+void with(const Local& manager, Call& at, Block block) {
+  const Local exit = specialMethod(manager, "__exit__"_s);
+  const Local entered = specialMethod(manager, "__enter__"_s)();
   try {
     block(entered);
-  } catch (const PythonError& thrown) {
+  } catch (PythonError& thrown) {
     Caught error(at, thrown);
     if (!exit({error.type(), error.value(), error.traceback()}).truthy()) {
       error.rethrow();
     }
     return;
   }
-  exit({none(), none(), none()});
+  exit({none, none, none});
 }
+
+#ifdef NDEBUG
+inline Object::Object(PyObject* kept) : object_(kept) {}
+inline PyObject* Object::borrow() const { return object_; }
+#endif
 
 }  // namespace python

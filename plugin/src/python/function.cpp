@@ -22,128 +22,153 @@ struct FunctionObject {
 
 FunctionObject* cast(PyObject* self) { return reinterpret_cast<FunctionObject*>(self); }
 
-// --- Matching arguments with parameters, as the interpreter does for functions written in Python.
+// --- Signatures: "(At at, Local self, Local idx = 0)".
 
-int count(const Function& row) {
-  int parameters = 0;
-  while (parameters < kMostParameters && row.parameters[parameters].name != nullptr) {
-    ++parameters;
+// The parameter number `index`: its text starts with its name.
+const char* parameter(const Function& function, int index) {
+  const char* text = function.signature.parameters;
+  for (int comma = 0; comma <= index; ++comma) {
+    text = std::strchr(text, ',') + std::strlen(", Local ");
   }
-  return parameters;
+  return text;
 }
 
-int countRequired(const Function& row) {
+Ref textOf(const char* text, const char* end) {
+  return Ref::take(
+      PyString_FromStringAndSize(text, static_cast<Py_ssize_t>(std::strcspn(text, end))));
+}
+
+Ref nameOf(const Function& function, int index) {
+  return textOf(parameter(function, index), " ,)");
+}
+
+// The text of a default, null where the argument is required.
+const char* defaultTextOf(const Function& function, int index) {
+  const char* text = parameter(function, index);
+  text += std::strcspn(text, "=,)");
+  return *text == '=' ? text + std::strlen("= ") : nullptr;
+}
+
+// The object of a default: none, false, a digit, or a text "..."_s.
+Ref defaultOf(const Function& function, int index) {
+  const char* text = defaultTextOf(function, index);
+  switch (*text) {
+    case 'n':
+      return Ref::share(Py_None);
+    case 'f':
+      return Ref::share(Py_False);
+    case '"':
+      return textOf(text + 1, "\"");
+    default:
+      return Ref::take(PyInt_FromLong(*text - '0'));
+  }
+}
+
+int countRequired(const Function& function) {
   int required = 0;
-  while (required < count(row) && row.parameters[required].byDefault == nullptr) {
+  while (required < function.body.count() && defaultTextOf(function, required) == nullptr) {
     ++required;
   }
   return required;
 }
 
-[[noreturn]] void raiseWrongCount(const Function& row, const char* bound, int wanted, int given) {
-  PyErr_Format(PyExc_TypeError, "%.200s() takes %s %d argument%s (%d given)", row.name, bound,
-               wanted, wanted == 1 ? "" : "s", given);
+// --- Matching arguments with parameters, as the interpreter does for functions written in Python.
+
+[[noreturn]] void raiseWrongCount(const char* name, const char* bound, int wanted, int given) {
+  PyErr_Format(PyExc_TypeError, "%.200s() takes %s %d argument%s (%d given)", name, bound, wanted,
+               wanted == 1 ? "" : "s", given);
   raisePending();
 }
 
-[[noreturn]] void raiseWrongKeyword(const Function& row, const char* format, PyObject* keyword) {
+[[noreturn]] void raiseWrongKeyword(const char* name, const char* format, PyObject* keyword) {
   Ref printable = PyString_Check(keyword)
                       ? Ref::share(keyword)
                       : Ref::take(PyUnicode_AsEncodedString(keyword, nullptr, "replace"));
-  PyErr_Format(PyExc_TypeError, format, row.name, PyString_AsString(printable.borrow()));
+  PyErr_Format(PyExc_TypeError, format, name, PyString_AsString(printable.borrow()));
   raisePending();
 }
 
-int parameterNamed(const Function& row, PyObject* keyword, Call& at) {
+int parameterNamed(const Function& function, PyObject* keyword) {
+  const char* name = function.signature.name();
   if (!PyString_Check(keyword) && !PyUnicode_Check(keyword)) {
-    PyErr_Format(PyExc_TypeError, "%.200s() keywords must be strings", row.name);
+    PyErr_Format(PyExc_TypeError, "%.200s() keywords must be strings", name);
     raisePending();
   }
-  for (int index = 0; index < count(row); ++index) {
-    Name name = Name::ofTable(row.parameters[index].name);
-    if (at.check(PyObject_RichCompareBool(keyword, name.borrow(), Py_EQ)) != 0) {
+  for (int index = 0; index < function.body.count(); ++index) {
+    if (require(PyObject_RichCompareBool(keyword, nameOf(function, index).borrow(), Py_EQ)) != 0) {
       return index;
     }
   }
-  raiseWrongKeyword(row, "%.200s() got an unexpected keyword argument '%.400s'", keyword);
+  raiseWrongKeyword(name, "%.200s() got an unexpected keyword argument '%.400s'", keyword);
 }
 
-// The call keeps the arguments as its first local variables.
-Args match(const Function& row, PyObject* positional, PyObject* keywords, Call& at) {
-  const int parameters = count(row);
-  const int required = countRequired(row);
-  const int byPosition = static_cast<int>(PyTuple_GET_SIZE(positional));
+// The arguments in the order of the parameters; the call keeps them as its first local variables.
+PyObject* const* match(const Function& function, PyObject* const* positional, int byPosition,
+                       PyObject* keywords, Call& at) {
+  const char* name = function.signature.name();
+  const int parameters = function.body.count();
   const int byKeyword = keywords == nullptr ? 0 : static_cast<int>(PyDict_Size(keywords));
-  if (parameters == 0 && byPosition + byKeyword > 0) {
-    PyErr_Format(PyExc_TypeError, "%.200s() takes no arguments (%d given)", row.name,
+  PyObject** arguments = at.mark();
+  for (int index = 0; index < parameters; ++index) {
+    *at.place() = index < byPosition ? Ref::share(positional[index]).release() : nullptr;
+  }
+  if (byPosition == parameters && byKeyword == 0) {
+    return arguments;
+  }
+  if (parameters == 0) {
+    PyErr_Format(PyExc_TypeError, "%.200s() takes no arguments (%d given)", name,
                  byPosition + byKeyword);
     raisePending();
   }
+  const int required = countRequired(function);
   if (byPosition > parameters) {
-    raiseWrongCount(row, required < parameters ? "at most" : "exactly", parameters,
+    raiseWrongCount(name, required < parameters ? "at most" : "exactly", parameters,
                     byPosition + byKeyword);
   }
 
-  PyObject** args = at.mark();
-  for (int index = 0; index < parameters; ++index) {
-    PyObject** arg = at.place();
-    if (index < byPosition) {
-      *arg = Ref::share(PyTuple_GET_ITEM(positional, index)).release();
-    }
-  }
   int given = byPosition;
   Py_ssize_t position = 0;
   PyObject* keyword = nullptr;
   PyObject* value = nullptr;
-  while (keywords != nullptr && PyDict_Next(keywords, &position, &keyword, &value) != 0) {
+  while (byKeyword != 0 && PyDict_Next(keywords, &position, &keyword, &value) != 0) {
     // Kept, since comparing odd keywords may run code that changes the caller's dictionary.
-    Ref name = Ref::share(keyword);
+    Ref key = Ref::share(keyword);
     Ref argument = Ref::share(value);
-    PyObject*& arg = args[parameterNamed(row, name.borrow(), at)];
-    if (arg != nullptr) {
-      raiseWrongKeyword(row, "%.200s() got multiple values for keyword argument '%.400s'",
-                        name.borrow());
+    PyObject*& place = arguments[parameterNamed(function, keyword)];
+    if (place != nullptr) {
+      raiseWrongKeyword(name, "%.200s() got multiple values for keyword argument '%.400s'",
+                        keyword);
     }
-    arg = argument.release();
+    place = argument.release();
     ++given;
   }
 
   for (int index = byPosition; index < parameters; ++index) {
-    if (args[index] == nullptr && index < required) {
-      raiseWrongCount(row, required < parameters ? "at least" : "exactly", required, given);
+    if (arguments[index] == nullptr && index < required) {
+      raiseWrongCount(name, required < parameters ? "at least" : "exactly", required, given);
     }
-    if (args[index] == nullptr) {
-      args[index] = Ref::share(row.parameters[index].byDefault().borrow()).release();
+    if (arguments[index] == nullptr) {
+      arguments[index] = defaultOf(function, index).release();
     }
   }
-  return Args(args);
+  return arguments;
 }
 
 // --- The type of the functions.
 
-// The one caller of all bodies.
-PyObject* callFunction(PyObject* self, PyObject* positional, PyObject* keywords) {
+PyObject* call(PyObject* self, PyObject* const* positional, int count, PyObject* keywords) {
   const FunctionObject& function = *cast(self);
   const Function& row = *function.row;
-  PythonError error;
-  {
-    Call at({kModule, function.scope, row.name}, function.module);
-    bool matched = false;
-    try {
-      Args args = match(row, positional, keywords, at);
-      matched = true;
-      return Ref::share(row.body(args, at).borrow()).release();
-    } catch (const PythonError& thrown) {
-      at.releaseAll();
-      thrown.restore();
-      if (matched) {  // wrong arguments are the caller's error: no entry for the function itself
-        at.report();
-      }
-      error = PythonError::fetch();
-    }
-  }
-  error.restore();
-  return nullptr;
+  return Call::enter({kModule, function.scope, row.signature.name()}, function.module,
+                     [&](Call& at) {
+                       PyObject* const* arguments = match(row, positional, count, keywords, at);
+                       return Ref::share(row.body(at, arguments).borrow()).release();
+                     });
+}
+
+PyObject* callWithTuple(PyObject* self, PyObject* positional, PyObject* keywords) {
+  return call(self, &PyTuple_GET_ITEM(positional, 0),
+              static_cast<int>(PyTuple_GET_SIZE(positional)), keywords);
 }
 
 PyObject* bindTo(PyObject* self, PyObject* object, PyObject* type) {
@@ -151,7 +176,7 @@ PyObject* bindTo(PyObject* self, PyObject* object, PyObject* type) {
 }
 
 PyObject* represent(PyObject* self) {
-  return PyString_FromFormat("<function %s at %p>", cast(self)->row->name,
+  return PyString_FromFormat("<function %s at %p>", cast(self)->row->signature.name(),
                              static_cast<void*>(self));
 }
 
@@ -171,17 +196,17 @@ void destroy(PyObject* self) {
   PyObject_GC_Del(self);
 }
 
-PyObject* nameOf(PyObject* self, void* /*closure*/) {
-  return PyString_InternFromString(cast(self)->row->name);
+PyObject* getName(PyObject* self, void* /*closure*/) {
+  return PyString_InternFromString(cast(self)->row->signature.name());
 }
 
-PyObject* docOf(PyObject* self, void* /*closure*/) {
-  return PyString_FromString(cast(self)->row->doc);
+PyObject* getDoc(PyObject* self, void* /*closure*/) {
+  return PyString_FromString(cast(self)->row->signature.doc);
 }
 
 PyGetSetDef properties[] = {
-    {const_cast<char*>("__name__"), nameOf, nullptr, nullptr, nullptr},
-    {const_cast<char*>("__doc__"), docOf, nullptr, nullptr, nullptr},
+    {const_cast<char*>("__name__"), getName, nullptr, nullptr, nullptr},
+    {const_cast<char*>("__doc__"), getDoc, nullptr, nullptr, nullptr},
     {nullptr, nullptr, nullptr, nullptr, nullptr},
 };
 
@@ -200,7 +225,7 @@ PyTypeObject* functionType() {
     type.tp_flags = Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC;
     type.tp_dealloc = destroy;
     type.tp_repr = represent;
-    type.tp_call = callFunction;
+    type.tp_call = callWithTuple;
     type.tp_traverse = traverse;
     type.tp_weaklistoffset = offsetof(FunctionObject, weakReferences);
     type.tp_getset = properties;
@@ -212,11 +237,11 @@ PyTypeObject* functionType() {
 }
 
 // The metaclass that a class statement calls.
-Ref metaclassOf(const Object& bases) {
-  if (PyTuple_GET_SIZE(bases.borrow()) == 0) {
+Ref metaclassOf(PyObject* bases) {
+  if (PyTuple_GET_SIZE(bases) == 0) {
     return Ref::share(reinterpret_cast<PyObject*>(&PyClass_Type));
   }
-  PyObject* base = PyTuple_GET_ITEM(bases.borrow(), 0);
+  PyObject* base = PyTuple_GET_ITEM(bases, 0);
   PyObject* metaclass = PyObject_GetAttrString(base, "__class__");
   if (metaclass == nullptr) {  // a classic class has no __class__
     PyErr_Clear();
@@ -225,69 +250,99 @@ Ref metaclassOf(const Object& bases) {
   return Ref::take(metaclass);
 }
 
-// Says more about a TypeError of a metaclass, as the interpreter does: the usual reason is a base
-// that is no class.
-void explain(PythonError& error) {
-  if (PyErr_GivenExceptionMatches(error.type, PyExc_TypeError) == 0 || error.value == nullptr ||
-      !PyString_Check(error.value)) {
-    return;
+// A TypeError of a metaclass, with more said about it, as the interpreter does: the usual reason is
+// a base that is no class.
+PythonError explained(PythonError error) {
+  if (PyErr_GivenExceptionMatches(error.type(), PyExc_TypeError) == 0 || error.value() == nullptr ||
+      !PyString_Check(error.value())) {
+    return error;
   }
-  PyObject* explained = PyString_FromFormat("Error when calling the metaclass bases\n    %s",
-                                            PyString_AS_STRING(error.value));
-  if (explained == nullptr) {
+  PyObject* text = PyString_FromFormat("Error when calling the metaclass bases\n    %s",
+                                       PyString_AS_STRING(error.value()));
+  if (text == nullptr) {
     PyErr_Clear();
-    return;
+    return error;
   }
-  Py_DECREF(error.value);
-  error.value = explained;
+  Py_INCREF(error.type());
+  Py_XINCREF(error.traceback());
+  return {error.type(), text, error.traceback()};
 }
 
 // Makes the function object of a row. `scope` is the class that tracebacks name, or null.
-const Object& makeFunction(const Function& row, const char* scope) {
-  const Object& moduleName = global("__name__");
+Object makeFunction(const Function& row, const char* scope) {
+  Ref moduleName = Ref::share(global("__name__"_s).borrow());
   Call& call = Call::running();
   auto* made = PyObject_GC_New(FunctionObject, functionType());
-  const Object& function = call.keep(reinterpret_cast<PyObject*>(made));
+  auto* object = reinterpret_cast<PyObject*>(made);
+  require(object);
   made->row = &row;
   made->scope = scope;
   made->module = Ref::share(call.module()).release();
-  made->moduleName = Ref::share(moduleName.borrow()).release();
+  made->moduleName = moduleName.release();
   made->weakReferences = nullptr;
   PyObject_GC_Track(made);
-  return function;
+  return Object(call.keep(object));
+}
+
+// A string that stands in a table for good.
+Object interned(const char* text) {
+  return Object(Call::running().keep(PyString_InternFromString(text)));
 }
 
 }  // namespace
 
-bool isOriginal(Name name) {
-  const Object* found = findGlobal(name);
-  return found != nullptr && Py_TYPE(found->borrow()) == functionType() &&
-         cast(found->borrow())->module == Call::running().module() &&
-         std::strcmp(cast(found->borrow())->row->name, name.text()) == 0;
+Value Body::operator()(Call& at, PyObject* const* arguments) const {
+  const auto argument = [arguments](int index) { return Local(arguments[index]); };
+  switch (count_) {
+    case 0:
+      return none_(at);
+    case 1:
+      return one_(at, argument(0));
+    case 2:
+      return two_(at, argument(0), argument(1));
+    case 3:
+      return three_(at, argument(0), argument(1), argument(2));
+    default:
+      return four_(at, argument(0), argument(1), argument(2), argument(3));
+  }
+}
+
+bool isFunction(PyObject* object) { return Py_TYPE(object)->tp_call == callWithTuple; }
+
+PyObject* callFunction(PyObject* function, PyObject* const* arguments, int count) {
+  if (Py_EnterRecursiveCall(const_cast<char*>(" while calling a Python object")) != 0) {
+    return nullptr;
+  }
+  PyObject* result = call(function, arguments, count, nullptr);
+  Py_LeaveRecursiveCall();
+  return result;
+}
+
+bool isOriginal(Str name) {
+  PyObject* found = findGlobal(name);
+  return found != nullptr && isFunction(found) && cast(found)->module == Call::running().module() &&
+         std::strcmp(cast(found)->row->signature.name(), name.text()) == 0;
 }
 
 void defineFunctions(Functions rows, Call& at) {
   for (const Function& row : rows) {
-    AT(row.line) bind(Name::ofTable(row.name), makeFunction(row, nullptr));
+    AT(row.signature.line) bind(interned(row.signature.name()), makeFunction(row, nullptr));
   }
 }
 
-void defineClass(Name name, const Object& bases, Functions rows, Call& at) {
+void defineClass(Str name, Local bases, Functions rows, Call& at) {
   const int statement = at.number();
-  const Object& ownBases = at.local(bases);
-  const Object& body = at.local(dict({{"__module__", global("__name__")}}));
+  const Local body = dict({named("__module__"_s, global("__name__"_s))});
   for (const Function& row : rows) {
-    AT(row.line) body.setItem(Name::ofTable(row.name), makeFunction(row, name.text()));
+    AT(row.signature.line)
+    body.setItem(interned(row.signature.name()), makeFunction(row, name.text()));
   }
   AT(statement)
-  Ref metaclass = metaclassOf(ownBases);
+  Ref metaclass = metaclassOf(bases.borrow());
   try {
-    bind(name, Object::of(metaclass.borrow())({name, ownBases, body}));
-  } catch (const PythonError& thrown) {
-    PythonError error = thrown;
-    explain(error);
-    error.restore();
-    raisePending();
+    bind(name, Local(metaclass.borrow())({name, bases, body}));
+  } catch (PythonError& thrown) {
+    throw explained(std::move(thrown));
   }
 }
 

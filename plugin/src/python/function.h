@@ -1,49 +1,92 @@
-// Functions of the module as Python sees them: made from one table row each, called by one caller.
+// The layer over the interpreter's C API: start here.
+//
+// A function of the module is written like this. Its parameters are those that Python code sees.
+//
+//     // Removes what the browser has left; returns how many files that were.
+//     DEF(88, tidy, (At at, Local self, Local paths, Local loud = false), "Remove the files.") {
+//       AT(89) Variable count = 0;
+//       AT(90)
+//       for (Local path : each(paths, at)) {
+//         AT(91) global("remove"_s)(path);
+//         AT(92) count.add(1);
+//       }
+//       AT(93) return count;
+//     }
+//
+// There are two mistakes to make. `auto path = self.attr("path"_s);` keeps a result, which ends
+// with its statement: say `Local path = ...`, or a debug build stops at the next use. And C++
+// evaluates the arguments of a call in any order: several of them stand in braces, `open({path,
+// "r"_s})`.
 #pragma once
 
 #include "python/call.h"
+#include "python/globals.h"
 #include "python/object.h"
 
 #include <cstddef>
 
 namespace python {
 
-constexpr int kMostParameters = 4;
+/// The running call in the signatures of DEF, where clang-format would take an & for an operator.
+using At = Call&;
 
-/// The arguments of a call, in the order of the function's parameters, defaults filled in; the call
-/// keeps them.
-class Args {
+/// Begins a function: the line of its `def`, its name ("init" stands for "__init__"), its
+/// parameters with their defaults, which are constants, and its docstring. A table takes it as
+/// FUNCTION(name).
+#define DEF(line, name, parameters, doc)                                      \
+  constexpr python::Signature name##Signature{line, #name, #parameters, doc}; \
+  python::Value name parameters
+#define FUNCTION(name) \
+  { name##Signature, name }
+
+/// What a function is called and takes. `parameters` is the C++ text in parentheses.
+struct Signature {
+  int line;
+  const char* called;
+  const char* parameters;
+  const char* doc;
+
+  constexpr const char* name() const {
+    return called[0] == 'i' && called[1] == 'n' && called[4] == '\0' ? "__init__" : called;
+  }
+};
+
+/// What a function does: the body behind its signature, by the number of its parameters.
+class Body {
  public:
-  explicit Args(PyObject* const* first) : first_(first) {}
-  const Object& operator[](int index) const { return Object::of(first_[index]); }
+  using None = Value (*)(Call&);
+  using One = Value (*)(Call&, Local);
+  using Two = Value (*)(Call&, Local, Local);
+  using Three = Value (*)(Call&, Local, Local, Local);
+  using Four = Value (*)(Call&, Local, Local, Local, Local);
+
+  constexpr Body(None body) : none_(body), count_(0) {}
+  constexpr Body(One body) : one_(body), count_(1) {}
+  constexpr Body(Two body) : two_(body), count_(2) {}
+  constexpr Body(Three body) : three_(body), count_(3) {}
+  constexpr Body(Four body) : four_(body), count_(4) {}
+
+  int count() const { return count_; }
+  Value operator()(Call& at, PyObject* const* arguments) const;
 
  private:
-  PyObject* const* first_;
+  union {
+    None none_;
+    One one_;
+    Two two_;
+    Three three_;
+    Four four_;
+  };
+  int count_;
 };
 
-/// What a function does: it sees its arguments and keeps its line noted.
-using Body = const Object& (*)(Args args, Call& at);
-
-/// A parameter; `byDefault` gives its default, null where the argument is required.
-struct Parameter {
-  constexpr Parameter() = default;
-  constexpr Parameter(const char* called, const Object& (*itsDefault)() = nullptr)
-      : name(called), byDefault(itsDefault) {}
-
-  const char* name = nullptr;
-  const Object& (*byDefault)() = nullptr;
-};
-
-/// One function or method: its row in a table. `line` is that of its `def`.
+/// One function or method.
 struct Function {
-  const char* name;
-  int line;
+  Signature signature;
   Body body;
-  Parameter parameters[kMostParameters];
-  const char* doc;
 };
 
-/// The rows of one table, in source order.
+/// The functions of a table, in source order.
 class Functions {
  public:
   template <std::size_t Size>
@@ -56,9 +99,6 @@ class Functions {
   const Function* end_;
 };
 
-/// Whether `name` in the module is still the function that the module itself bound there.
-bool isOriginal(Name name);
-
 // The function objects that these make are called like Python functions (by position and keyword,
 // with the interpreter's TypeError for wrong arguments) and bind in classes of both styles.
 
@@ -68,6 +108,15 @@ void defineFunctions(Functions rows, Call& at);
 /// Binds the class `name` with the methods of `rows`, as a class statement at the current line
 /// does: its metaclass is that of the first of `bases` (a tuple). Without bases it is a classic
 /// class.
-void defineClass(Name name, const Object& bases, Functions rows, Call& at);
+void defineClass(Str name, Local bases, Functions rows, Call& at);
+
+/// Whether `name` in the module is still the function that the module itself bound there.
+bool isOriginal(Str name);
+
+// --- For the operations.
+
+bool isFunction(PyObject* object);
+/// Calls a function of the module; null where that fails.
+PyObject* callFunction(PyObject* function, PyObject* const* arguments, int count);
 
 }  // namespace python

@@ -1,109 +1,170 @@
 #include "python/globals.h"
 
+#include <cstring>
+
 #include "python/call.h"
 
 namespace python {
 namespace {
 
-// The attribute, or null where the object has none.
-const Object* attributeIfAny(const Object& object, Name name) {
+// An entry of a dictionary of names; null when there is none. As the interpreter looks up globals.
+PyObject* lookUp(PyObject* names, PyObject* name) {
+  const long hash = reinterpret_cast<PyStringObject*>(name)->ob_shash;
+  auto* dict = reinterpret_cast<PyDictObject*>(names);
+  const PyDictEntry* entry = hash == -1 ? nullptr : dict->ma_lookup(dict, name, hash);
+  return entry == nullptr ? PyDict_GetItem(names, name) : entry->me_value;
+}
+
+// The attribute, or null where the object has none; the running call keeps it.
+PyObject* attributeIfAny(PyObject* object, PyObject* name) {
   Call& call = Call::running();
-  PyObject* found = PyObject_GetAttr(object.borrow(), name.borrow());
+  PyObject* found = PyObject_GetAttr(object, name);
   if (found == nullptr && PyErr_ExceptionMatches(PyExc_AttributeError) != 0) {
     PyErr_Clear();
     return nullptr;
   }
-  return &call.keep(found);
+  return call.keep(found);
 }
 
 }  // namespace
 
-const Object& global(Name name) {
-  const Object* found = findGlobal(name);
+PyObject* findGlobal(Str name) {
+  Call& call = Call::running();
+  PyObject* found = lookUp(call.globals(), name.borrow());
+  return found != nullptr ? found : lookUp(call.builtins(), name.borrow());
+}
+
+PyObject* operation::global(Str name) {
+  PyObject* found = findGlobal(name);
   if (found == nullptr) {
     PyErr_Format(PyExc_NameError, "global name '%.200s' is not defined", name.text());
     raisePending();
   }
-  return *found;
+  return Call::running().share(found);
 }
 
-const Object* findGlobal(Name name) {
+Object osFunction(Str name) {
+  PyObject* found = findGlobal(name);
   Call& call = Call::running();
-  PyObject* key = name.borrow();
-  PyObject* found = PyDict_GetItem(call.globals(), key);
-  if (found == nullptr) {
-    found = PyDict_GetItem(call.builtins(), key);
+  if (found != nullptr) {
+    return Object(call.share(found));
   }
-  return found == nullptr ? nullptr : &call.share(found);
+  // Whatever package the module lies in.
+  return Object(call.keep(PyImport_ImportModuleLevel(const_cast<char*>("os"), nullptr, nullptr,
+                                                     nullptr, /*level=*/0)))
+      .attr(name);
 }
 
-void bind(Name name, Lent value) {
+void bind(Value name, Value value) {
   Call& call = Call::running();
-  call.check(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
+  require(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
 }
 
-const Object& importFrom(Name path, const Object& names) {
+namespace {
+
+// The module that the import statement for `names` of `path` gets.
+Object importedModule(Value path, Value names) {
   // The import statement takes the builtin, whatever the module itself may call __import__.
   Call& call = Call::running();
-  PyObject* import = PyDict_GetItem(call.builtins(), Name("__import__").borrow());
+  PyObject* import = PyDict_GetItem(call.builtins(), "__import__"_s.borrow());
   if (import == nullptr) {
     raise(PyExc_ImportError, "__import__ not found");
   }
-  Lent space(call.globals());
-  return call.share(import)({path, space, space, names});
+  Value space(call.globals());
+  return Object(call.share(import))({path, space, space, names});
 }
 
-void importModule(Name path) {
-  const Object& top = importFrom(path, none());
-  const Object& name = literal(path).attr("split")({".", 1}).item(0);
-  Call& call = Call::running();
-  call.check(PyDict_SetItem(call.globals(), name.borrow(), top.borrow()));
-}
-
-const Object& importAbsolute(Name path) {
-  Call& call = Call::running();
-  return call.keep(PyImport_ImportModuleLevel(const_cast<char*>(path.text()), nullptr, nullptr,
-                                              nullptr, /*level=*/0));
-}
-
-void bindFrom(const Object& module, Name name, Name as) {
-  const Object* found = attributeIfAny(module, name);
+// Binds `name` of an imported module under `as`.
+void bindFrom(const Object& module, PyObject* name, Value as) {
+  PyObject* found = attributeIfAny(module.borrow(), name);
   if (found == nullptr) {
-    PyErr_Format(PyExc_ImportError, "cannot import name %.230s", name.text());
+    PyErr_Format(PyExc_ImportError, "cannot import name %.230s", PyString_AS_STRING(name));
     raisePending();
   }
-  bind(as, *found);
+  bind(as, Value(found));
 }
 
+// Binds all that a star stands for: `__all__`, or every name without an underscore at its start.
 void bindAllFrom(const Object& module) {
-  const Object* names = attributeIfAny(module, "__all__");
+  PyObject* names = attributeIfAny(module.borrow(), "__all__"_s.borrow());
   const bool publicOnly = names == nullptr;
   if (publicOnly) {
-    const Object* dict = attributeIfAny(module, "__dict__");
+    PyObject* dict = attributeIfAny(module.borrow(), "__dict__"_s.borrow());
     if (dict == nullptr) {
       raise(PyExc_ImportError, "from-import-* object has no __dict__ and no __all__");
     }
-    names = &dict->attr("keys")();
+    names = Object(dict).call("keys"_s).borrow();
   }
-  Call& call = Call::running();
+  PyObject* globals = Call::running().globals();
   // By index until IndexError, as the interpreter walks an __all__ of whatever type.
   for (Py_ssize_t index = 0;; ++index) {
-    PyObject* next = PySequence_GetItem(names->borrow(), index);
+    PyObject* next = PySequence_GetItem(names, index);
     if (next == nullptr) {
       if (PyErr_ExceptionMatches(PyExc_IndexError) == 0) {
         raisePending();
       }
       PyErr_Clear();
-      call.resume();
       return;
     }
     Ref name = Ref::take(next);  // more of them than a call keeps
-    if (publicOnly && PyString_Check(name.borrow()) &&
-        PyString_AS_STRING(name.borrow())[0] == '_') {
+    if (publicOnly && PyString_Check(next) && PyString_AS_STRING(next)[0] == '_') {
       continue;
     }
-    Ref value = Ref::take(PyObject_GetAttr(module.borrow(), name.borrow()));
-    require(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
+    Ref value = Ref::take(PyObject_GetAttr(module.borrow(), next));
+    require(PyDict_SetItem(globals, next, value.borrow()));
+  }
+}
+
+// The next word of a statement, interned; a comma belongs to none.
+PyObject* nextWord(const char*& text) {
+  text += std::strspn(text, " ,");
+  const std::size_t size = std::strcspn(text, " ,");
+  PyObject* word = PyString_FromStringAndSize(text, static_cast<Py_ssize_t>(size));
+  if (word != nullptr) {
+    PyString_InternInPlace(&word);
+  }
+  text += size;
+  return Call::running().keep(word);
+}
+
+bool begins(const char* text, const char* word) {
+  return std::strncmp(text, word, std::strlen(word)) == 0;
+}
+
+}  // namespace
+
+void import(const char* statement) {
+  const char* text = statement;
+  const bool whole = begins(text, "import ");
+  text += whole ? std::strlen("import ") : std::strlen("from ");
+  Value path(nextWord(text));
+  if (whole) {
+    Object top = importedModule(path, none);
+    bind(Object(path.borrow()).attr("split"_s)({"."_s, 1}).item(0), top);
+    return;
+  }
+  text += std::strlen(" import ");
+  Object names = list();
+  for (const char* rest = text; *rest != '\0';) {
+    names.append(Value(nextWord(rest)));
+    if (begins(rest, " as ")) {
+      rest += std::strcspn(rest, ",");
+    }
+  }
+  Object module =
+      importedModule(path, Object(Call::running().keep(PyList_AsTuple(names.borrow()))));
+  if (*text == '*') {
+    bindAllFrom(module);
+    return;
+  }
+  while (*text != '\0') {
+    PyObject* name = nextWord(text);
+    Value as(name);
+    if (begins(text, " as ")) {
+      text += std::strlen(" as ");
+      as = Value(nextWord(text));
+    }
+    bindFrom(module, name, as);
   }
 }
 

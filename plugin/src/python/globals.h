@@ -1,29 +1,24 @@
 // The names that the module's functions see, and the import statements that bind them.
 #pragma once
 
-#include "python/object.h"
+#include "python/call.h"
 
 namespace python {
 
-/// The object behind a name, as the running call sees it: of the module, then of the builtins,
-/// looked up at each use, so that whoever replaces one is honoured. NameError when there is none.
-const Object& global(Name name);
-/// The same, but null when there is none.
-const Object* findGlobal(Name name);
+/// The object of a name, as the running call sees it: of the module, then of the builtins, looked
+/// up at each use, so that whoever replaces one is honoured. NameError when there is none.
+KELVARO_FORWARD inline Object global(Str name) { return Object(operation::global(name)); }
+/// The same for a function of `os`, which only images whose Tools.Directories passes it on have
+/// among the module's names: elsewhere it comes from `os` itself.
+Object osFunction(Str name);
+/// The object of a name without an exception: null when there is none; the reference is not the
+/// caller's.
+PyObject* findGlobal(Str name);
 /// Binds a name of the module.
-void bind(Name name, Lent value);
+void bind(Value name, Value value);
 
-/// The module that `from path import names` takes its names from. As in every import statement of
-/// Python 2, a path is tried relative to the package that the module lies in, then absolute.
-const Object& importFrom(Name path, const Object& names);
-/// `import path`: binds the first name of the path.
-void importModule(Name path);
-/// A module of the interpreter itself, whatever package this one lies in.
-const Object& importAbsolute(Name path);
-/// Binds `name` of an imported module under `as`; ImportError when the module has no such name.
-void bindFrom(const Object& module, Name name, Name as);
-/// Binds all that `from module import *` binds: `__all__`, or every name without an underscore in
-/// front.
-void bindAllFrom(const Object& module);
+/// Executes an import statement: "import a.b", "from a.b import c, d as e", "from a import *". As
+/// in Python 2, a path is tried relative to the package that the module lies in, then absolute.
+void import(const char* statement);
 
 }  // namespace python

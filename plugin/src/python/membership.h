@@ -8,13 +8,12 @@ namespace python {
 /// Answers `in` as `members` itself does, and for many strings in a long list of strings quickly.
 class Membership {
  public:
-  /// The call keeps what this needs.
-  Membership(const Object& members, Call& at);
-  bool has(const Object& member) const;
+  explicit Membership(Local members);
+  bool has(Value member) const;
 
  private:
-  const Object& members_;
-  const Object* set_ = nullptr;  // of the same members: plain strings in a list that stays as it is
+  Local members_;
+  Local set_;  // of the same members: plain strings in a list that stays as it is; else None
 };
 
 }  // namespace python

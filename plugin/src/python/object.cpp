@@ -1,25 +1,32 @@
 #include "python/object.h"
 
 #include "python/call.h"
+#include "python/function.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace python {
+
+PyObject* Str::make() const {
+  return literal_->object = require(PyString_InternFromString(text()));
+}
+
+PyObject* Value::constant() const {
+  if ((word_ & kTag) == kText) {
+    return Str(*reinterpret_cast<Literal*>(word_ - kText)).borrow();
+  }
+  if (isNumber()) {
+    return Call::running().keep(PyInt_FromLong(number()));
+  }
+  return word_ == kNone ? Py_None : word_ == kTrue ? Py_True : Py_False;
+}
+
 namespace {
 
-// The objects of the few numbers that stand in the code, each in the first free place from the
-// number's own on; kept until the process ends.
-struct Number {
-  int value;
-  PyObject* object;
-};
-constexpr unsigned kNumbers = 32;
-Number numbers[kNumbers];
+bool isStr(PyObject* object) { return PyString_CheckExact(object); }
 
-// By position; with the bound method's object one more.
-constexpr int kMostArguments = 7;
-
-Ref tupleOf(PyObject** members, int count) {
+Ref tupleOf(PyObject* const* members, int count) {
   Ref made = Ref::take(PyTuple_New(count));
   for (int index = 0; index < count; ++index) {
     PyTuple_SET_ITEM(made.borrow(), index, Ref::share(members[index]).release());
@@ -27,20 +34,38 @@ Ref tupleOf(PyObject** members, int count) {
   return made;
 }
 
+// Calls a C function as its flags ask for; `self` may be null. No keywords are given.
+PyObject* callNative(const PyMethodDef& method, PyObject* self, PyObject* const* arguments,
+                     int count) {
+  switch (method.ml_flags) {
+    case METH_NOARGS:
+      if (count == 0) {
+        return method.ml_meth(self, nullptr);
+      }
+      break;
+    case METH_O:
+      if (count == 1) {
+        return method.ml_meth(self, arguments[0]);
+      }
+      break;
+    case METH_VARARGS:
+      return method.ml_meth(self, tupleOf(arguments, count).borrow());
+    case METH_VARARGS | METH_KEYWORDS:
+      return reinterpret_cast<PyCFunctionWithKeywords>(reinterpret_cast<void (*)()>(
+          method.ml_meth))(self, tupleOf(arguments, count).borrow(), nullptr);
+    default:
+      break;
+  }
+  // Whatever is rare, and wrong numbers of arguments: PyCFunction_Call knows what to say.
+  Ref function = Ref::take(PyCFunction_New(const_cast<PyMethodDef*>(&method), self));
+  return PyObject_Call(function.borrow(), tupleOf(arguments, count).borrow(), nullptr);
+}
+
 // Calls as the interpreter itself does, which makes no tuple of arguments for functions written in
 // Python, their bound methods, and C functions that take one argument or none.
-PyObject* callWith(PyObject* callee, PyObject** arguments, int count) {
-  if (callee == reinterpret_cast<PyObject*>(&PyString_Type) && count == 1 &&
-      (PyUnicode_CheckExact(arguments[0]) || PyString_CheckExact(arguments[0]))) {
-    return PyObject_Str(arguments[0]);
-  }
-  if (PyCFunction_Check(callee) &&
-      PyCFunction_GET_FLAGS(callee) == (count == 0 ? METH_NOARGS : METH_O) && count < 2) {
-    return PyCFunction_GET_FUNCTION(callee)(PyCFunction_GET_SELF(callee),
-                                            count == 0 ? nullptr : arguments[0]);
-  }
+PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count) {
   PyObject* withSelf[kMostArguments + 1];
-  if (PyMethod_Check(callee) && PyMethod_GET_SELF(callee) != nullptr) {
+  if (PyMethod_Check(callee) && PyMethod_GET_SELF(callee) != nullptr && count < kMostArguments) {
     withSelf[0] = PyMethod_GET_SELF(callee);
     std::copy_n(arguments, count++, withSelf + 1);
     arguments = withSelf;
@@ -49,172 +74,298 @@ PyObject* callWith(PyObject* callee, PyObject** arguments, int count) {
   if (PyFunction_Check(callee)) {
     PyObject* defaults = PyFunction_GET_DEFAULTS(callee);
     const bool some = defaults != nullptr;
-    return PyEval_EvalCodeEx(reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(callee)),
-                             PyFunction_GET_GLOBALS(callee), nullptr, arguments, count, nullptr, 0,
-                             some ? &PyTuple_GET_ITEM(defaults, 0) : nullptr,
-                             some ? static_cast<int>(PyTuple_GET_SIZE(defaults)) : 0,
-                             PyFunction_GET_CLOSURE(callee));
+    return PyEval_EvalCodeEx(
+        reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(callee)),
+        PyFunction_GET_GLOBALS(callee), nullptr, const_cast<PyObject**>(arguments), count, nullptr,
+        0, some ? &PyTuple_GET_ITEM(defaults, 0) : nullptr,
+        some ? static_cast<int>(PyTuple_GET_SIZE(defaults)) : 0, PyFunction_GET_CLOSURE(callee));
+  }
+  if (PyCFunction_Check(callee)) {
+    const auto& function = *reinterpret_cast<PyCFunctionObject*>(callee);
+    return callNative(*function.m_ml, function.m_self, arguments, count);
+  }
+  if (isFunction(callee)) {
+    return callFunction(callee, arguments, count);
+  }
+  if (callee == reinterpret_cast<PyObject*>(&PyString_Type) && count == 1 &&
+      (PyUnicode_CheckExact(arguments[0]) || isStr(arguments[0]))) {
+    return PyObject_Str(arguments[0]);
   }
   return PyObject_Call(callee, tupleOf(arguments, count).borrow(), nullptr);
 }
 
-}  // namespace
-
-const Object& Object::attr(Name name) const {
-  Call& call = Call::running();
-  return call.keep(PyObject_GetAttr(borrow(), name.borrow()));
+// The type of the methods that built-in types have; the interpreter exports it by no name.
+PyTypeObject* methodDescriptorType() {
+  static PyTypeObject* type = Py_TYPE(_PyType_Lookup(&PyList_Type, "append"_s.borrow()));
+  return type;
 }
 
-void Object::set(Name name, Lent value) const {
-  Call& call = Call::running();
-  call.check(PyObject_SetAttr(borrow(), name.borrow(), value.borrow()));
-}
-
-const Object& Object::item(Lent key) const {
-  Call& call = Call::running();
-  if (PyTuple_CheckExact(borrow()) && PyInt_CheckExact(key.borrow())) {
-    const auto index = static_cast<std::size_t>(PyInt_AS_LONG(key.borrow()));
-    if (index < static_cast<std::size_t>(PyTuple_GET_SIZE(borrow()))) {
-      return call.share(PyTuple_GET_ITEM(borrow(), index));
+// Calls object.name(...): arguments[0] is the object. Where the method is a function of the type
+// and the object keeps no attribute of that name, no bound method is made.
+PyObject* callMethodOf(PyObject* name, PyObject** arguments, int count) {
+  PyObject* object = arguments[0];
+  PyTypeObject* type = Py_TYPE(object);
+  if (type->tp_getattro == PyObject_GenericGetAttr && type->tp_dict != nullptr) {
+    PyObject* found = _PyType_Lookup(type, name);
+    const bool native = found != nullptr && Py_TYPE(found) == methodDescriptorType();
+    if (found == nullptr || native || PyFunction_Check(found) || isFunction(found)) {
+      Ref method = found == nullptr ? Ref() : Ref::share(found);
+      PyObject** dict = _PyObject_GetDictPtr(object);
+      PyObject* own = dict == nullptr || *dict == nullptr ? nullptr : PyDict_GetItem(*dict, name);
+      if (own != nullptr) {
+        Ref callee = Ref::share(own);
+        return callWith(own, arguments + 1, count - 1);
+      }
+      if (native) {
+        return callNative(*reinterpret_cast<PyMethodDescrObject*>(found)->d_method, object,
+                          arguments + 1, count - 1);
+      }
+      if (found != nullptr) {
+        return callWith(found, arguments, count);
+      }
     }
   }
-  return call.keep(PyObject_GetItem(borrow(), key.borrow()));
+  Ref bound = Ref::take(PyObject_GetAttr(object, name));
+  return callWith(bound.borrow(), arguments + 1, count - 1);
 }
-const Object& Object::item(Name key) const { return item(literal(key)); }
 
-void Object::setItem(Name key, Lent value) const {
+bool holds(long difference, int how) {
+  switch (how) {
+    case Py_EQ:
+      return difference == 0;
+    case Py_NE:
+      return difference != 0;
+    case Py_LT:
+      return difference < 0;
+    case Py_GT:
+      return difference > 0;
+    default:
+      return difference >= 0;
+  }
+}
+
+bool sameText(PyObject* one, PyObject* other) {
+  const Py_ssize_t size = PyString_GET_SIZE(one);
+  return one == other || (PyString_GET_SIZE(other) == size &&
+                          std::memcmp(PyString_AS_STRING(one), PyString_AS_STRING(other),
+                                      static_cast<std::size_t>(size)) == 0);
+}
+
+}  // namespace
+
+namespace operation {
+
+PyObject* local(PyObject* result) { return Call::running().ownResult(result); }
+
+PyObject* local(Value value) {
+  PyObject* object = value.borrow();
+  Py_INCREF(object);
+  return Call::running().own(object);
+}
+
+PyObject* real(double value) { return Call::running().keep(PyFloat_FromDouble(value)); }
+
+PyObject* attr(PyObject* object, Str name) {
+  return Call::running().keep(PyObject_GetAttr(object, name.borrow()));
+}
+
+void set(PyObject* object, Str name, Value value) {
+  Call::running();
+  require(PyObject_SetAttr(object, name.borrow(), value.borrow()));
+}
+
+PyObject* item(PyObject* object, Value key) {
   Call& call = Call::running();
-  call.check(PyObject_SetItem(borrow(), key.borrow(), value.borrow()));
+  if (key.isNumber()) {
+    const auto index = static_cast<std::size_t>(key.number());
+    if (PyTuple_CheckExact(object) && index < static_cast<std::size_t>(PyTuple_GET_SIZE(object))) {
+      return call.share(PyTuple_GET_ITEM(object, index));
+    }
+    if (PyList_CheckExact(object) && index < static_cast<std::size_t>(PyList_GET_SIZE(object))) {
+      return call.share(PyList_GET_ITEM(object, index));
+    }
+  }
+  return call.keep(PyObject_GetItem(object, key.borrow()));
 }
 
-const Object& Object::operator()() const {
-  Call& call = Call::running();
-  return call.keep(callWith(borrow(), nullptr, 0));
+void setItem(PyObject* object, Value key, Value value) {
+  Call::running();
+  require(PyObject_SetItem(object, key.borrow(), value.borrow()));
 }
 
-const Object& Object::operator()(Lent only) const {
+PyObject* call(PyObject* callee) { return Call::running().keep(callWith(callee, nullptr, 0)); }
+
+PyObject* call(PyObject* callee, Value only) {
   Call& call = Call::running();
   PyObject* argument = only.borrow();
-  return call.keep(callWith(borrow(), &argument, 1));
+  return call.keep(callWith(callee, &argument, 1));
 }
-const Object& Object::operator()(Name only) const { return (*this)(literal(only)); }
 
-const Object& Object::operator()(std::initializer_list<Argument> arguments) const {
+PyObject* call(PyObject* callee, const Argument* arguments, int count) {
   Call& call = Call::running();
   PyObject* positional[kMostArguments];
-  int count = 0;
+  int positionals = 0;
   Ref keywords;
-  for (const Argument& argument : arguments) {
-    if (argument.keyword == nullptr) {
-      positional[count++] = argument.value.borrow();
+  for (int index = 0; index < count; ++index) {
+    const Argument& argument = arguments[index];
+    if (!argument.keyword) {
+      positional[positionals++] = argument.value.borrow();
       continue;
     }
     if (!keywords.bound()) {
       keywords = Ref::take(PyDict_New());
     }
-    require(PyDict_SetItem(keywords.borrow(), Name::ofTable(argument.keyword).borrow(),
-                           argument.value.borrow()));
+    require(PyDict_SetItem(keywords.borrow(), argument.keyword.borrow(), argument.value.borrow()));
   }
   if (!keywords.bound()) {
-    return call.keep(callWith(borrow(), positional, count));
+    return call.keep(callWith(callee, positional, positionals));
   }
-  return call.keep(PyObject_Call(borrow(), tupleOf(positional, count).borrow(), keywords.borrow()));
+  return call.keep(
+      PyObject_Call(callee, tupleOf(positional, positionals).borrow(), keywords.borrow()));
 }
 
-bool Object::truthy() const {
+PyObject* callMethod(PyObject* object, Str name) {
   Call& call = Call::running();
-  return call.check(PyObject_IsTrue(borrow())) != 0;
+  return call.keep(callMethodOf(name.borrow(), &object, 1));
 }
 
-bool Object::contains(Lent member) const {
-  Call& call = Call::running();
-  return call.check(PySequence_Contains(borrow(), member.borrow())) != 0;
+PyObject* callMethod(PyObject* object, Str name, Value only) {
+  return callMethod(object, name, &only, 1);
 }
 
-bool Object::compare(Lent other, int operation) const {
+PyObject* callMethod(PyObject* object, Str name, const Value* arguments, int count) {
   Call& call = Call::running();
+  PyObject* all[kMostArguments + 1] = {object};
+  for (int index = 0; index < count; ++index) {
+    all[index + 1] = arguments[index].borrow();
+  }
+  return call.keep(callMethodOf(name.borrow(), all, count + 1));
+}
+
+bool truthy(PyObject* object) {
+  Call::running();
+  return require(PyObject_IsTrue(object)) != 0;
+}
+
+bool contains(PyObject* container, Value member) {
+  Call::running();
+  return require(PySequence_Contains(container, member.borrow())) != 0;
+}
+
+bool compare(PyObject* left, Value right, int how) {
+  Call& call = Call::running();
+  if (right.isNumber() && PyInt_CheckExact(left)) {
+    return holds(PyInt_AS_LONG(left) - right.number(), how);
+  }
+  PyObject* other = right.borrow();
+  if (how == Py_EQ && isStr(left) && isStr(other)) {
+    return sameText(left, other);
+  }
   // Not PyObject_RichCompareBool: that takes identical objects for equal without asking them.
-  const Object& result = call.keep(PyObject_RichCompare(borrow(), other.borrow(), operation));
-  return result.borrow() == Py_True || (result.borrow() != Py_False && result.truthy());
+  PyObject* result = call.keep(PyObject_RichCompare(left, other, how));
+  return result == Py_True || (result != Py_False && truthy(result));
 }
-bool Object::equals(Lent other) const { return compare(other, Py_EQ); }
-bool Object::equals(Name other) const { return equals(literal(other)); }
-bool Object::differs(Lent other) const { return compare(other, Py_NE); }
-bool Object::lessThan(Lent other) const { return compare(other, Py_LT); }
-bool Object::greaterThan(Lent other) const { return compare(other, Py_GT); }
-bool Object::atLeast(Lent other) const { return compare(other, Py_GE); }
 
-const Object& Object::plus(Lent other) const {
+PyObject* plus(PyObject* left, Value right) {
   Call& call = Call::running();
-  return call.keep(PyNumber_Add(borrow(), other.borrow()));
+  PyObject* other = right.borrow();
+  return call.keep(isStr(left) && isStr(other)
+                       ? PyString_Type.tp_as_sequence->sq_concat(left, other)
+                       : PyNumber_Add(left, other));
 }
-const Object& Object::plus(Name other) const { return plus(literal(other)); }
 
-const Object& Object::times(Lent other) const {
+PyObject* times(PyObject* left, Value right) {
+  return Call::running().keep(PyNumber_Multiply(left, right.borrow()));
+}
+
+PyObject* format(PyObject* text, Value values) {
   Call& call = Call::running();
-  return call.keep(PyNumber_Multiply(borrow(), other.borrow()));
+  PyObject* given = values.borrow();
+  return call.keep(isStr(text) && PyTuple_CheckExact(given) ? PyString_Format(text, given)
+                                                            : PyNumber_Remainder(text, given));
 }
 
-const Object& Object::format(Lent values) const {
-  Call& call = Call::running();
-  return call.keep(PyNumber_Remainder(borrow(), values.borrow()));
+PyObject* increasedBy(PyObject* left, Value right) {
+  return Call::running().keep(PyNumber_InPlaceAdd(left, right.borrow()));
 }
 
-const Object& Object::increasedBy(Lent more) const {
-  Call& call = Call::running();
-  return call.keep(PyNumber_InPlaceAdd(borrow(), more.borrow()));
+PyObject** variable() { return Call::running().place(); }
+
+void assign(PyObject** variable, Value value) {
+  PyObject* assigned = value.borrow();
+  Py_INCREF(assigned);
+  PyObject* old = std::exchange(*variable, assigned);
+  Py_XDECREF(old);
 }
 
-void Object::append(Lent member) const { require(PyList_Append(borrow(), member.borrow())); }
-
-Lent::Lent(int constant) {
-  unsigned place = static_cast<unsigned>(constant) % kNumbers;
-  unsigned seen = 0;
-  while (numbers[place].object != nullptr && numbers[place].value != constant) {
-    place = (place + 1) % kNumbers;
-    if (++seen == kNumbers) {
-      raise(PyExc_SystemError, "the table of number constants is full");
-    }
+void add(PyObject** variable, Value more) {
+  Call::running();  // the statement before no longer needs the text
+  PyObject* text = *variable;
+  PyObject* added = more.borrow();
+  const bool own = isStr(text) && isStr(added) && text != added && Py_REFCNT(text) == 1 &&
+                   !PyString_CHECK_INTERNED(text);
+  if (!own) {
+    assign(variable, Value(increasedBy(text, more)));
+    return;
   }
-  if (numbers[place].object == nullptr) {
-    numbers[place] = {constant, require(PyInt_FromLong(constant))};
+  const Py_ssize_t size = PyString_GET_SIZE(text);
+  const Py_ssize_t addedSize = PyString_GET_SIZE(added);
+  if (addedSize > PY_SSIZE_T_MAX - size) {
+    raise(PyExc_OverflowError, "strings are too large to concat");
   }
-  object_ = numbers[place].object;
+  require(_PyString_Resize(variable, size + addedSize));
+  std::memcpy(PyString_AS_STRING(*variable) + size, PyString_AS_STRING(added),
+              static_cast<std::size_t>(addedSize));
 }
 
-const Object& literal(Name text) { return Object::of(text.borrow()); }
+void append(PyObject* list, Value member) { require(PyList_Append(list, member.borrow())); }
 
-const Object& no() { return truth(false); }
-
-const Object& zero() { return number(0); }
-
-const Object& number(int value) { return Object::of(Lent(value).borrow()); }
-
-const Object& real(double value) { return Call::running().keep(PyFloat_FromDouble(value)); }
-
-const Object& list(std::initializer_list<Member> members) {
-  const Object& made = Call::running().keep(PyList_New(0));
-  for (const Member& member : members) {
-    made.append(member);
+PyObject* list(const Value* members, int count) {
+  PyObject* made = Call::running().keep(PyList_New(0));
+  for (int index = 0; index < count; ++index) {
+    append(made, members[index]);
   }
   return made;
 }
 
-const Object& tuple(std::initializer_list<Member> members) {
-  const Object& made = Call::running().keep(PyTuple_New(static_cast<Py_ssize_t>(members.size())));
-  Py_ssize_t index = 0;
-  for (const Member& member : members) {
-    PyTuple_SET_ITEM(made.borrow(), index++, Ref::share(member.borrow()).release());
+PyObject* tuple(const Value* members, int count) {
+  PyObject* made = Call::running().keep(PyTuple_New(count));
+  for (int index = 0; index < count; ++index) {
+    PyTuple_SET_ITEM(made, index, Ref::share(members[index].borrow()).release());
   }
   return made;
 }
 
-const Object& dict(std::initializer_list<Entry> entries) {
-  const Object& made = Call::running().keep(PyDict_New());
-  for (const Entry& entry : entries) {
-    made.setItem(entry.key, entry.value);
+PyObject* dict(const Argument* entries, int count) {
+  PyObject* made = Call::running().keep(PyDict_New());
+  for (int index = 0; index < count; ++index) {
+    require(PyDict_SetItem(made, entries[index].keyword.borrow(), entries[index].value.borrow()));
   }
   return made;
+}
+
+}  // namespace operation
+
+#ifndef NDEBUG
+Object::Object(PyObject* kept) : object_(kept), statement_(Call::running().statement()) {}
+
+PyObject* Object::borrow() const {
+  if (statement_ != Call::running().statement()) {
+    Py_FatalError("a result is used after its statement: keep it in a Local");
+  }
+  return object_;
+}
+#endif
+
+// --- Variables.
+
+Value Variable::boundAs(Str name) const {
+  if (*place_ == nullptr) {
+    PyErr_Format(PyExc_UnboundLocalError, "local variable '%s' referenced before assignment",
+                 name.text());
+    raisePending();
+  }
+  return *this;
 }
 
 }  // namespace python

@@ -1,35 +1,37 @@
-// Owned references and exceptions: what the layer above the C API is made of.
+// Owned references and exceptions in flight: what the layer above the C API is made of.
 #pragma once
 
 #include "python/api.h"
 
-#include <cstddef>
 #include <utility>
 
 namespace python {
 
-/// The interpreter's exception on its way to a handler. It is taken out of the interpreter for the
-/// flight, since the objects that end on the way may run code that would lose it there.
-struct PythonError {
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* traceback = nullptr;
-
+/// The interpreter's exception on its way to a handler, which owns it. It is taken out of the
+/// interpreter for the flight, since objects that end on the way may run code that would lose it.
+class PythonError {
+ public:
+  PythonError() = default;
   /// Takes the pending exception, if there is one, out of the interpreter.
-  static PythonError fetch() {
-    PythonError error;
-    PyErr_Fetch(&error.type, &error.value, &error.traceback);
-    return error;
-  }
-  /// Gives the exception back to the interpreter: done once, by the handler.
-  void restore() const { PyErr_Restore(type, value, traceback); }
-  /// Adds a reference to each of the three.
-  const PythonError& share() const {
-    Py_XINCREF(type);
-    Py_XINCREF(value);
-    Py_XINCREF(traceback);
-    return *this;
-  }
+  static PythonError fetch();
+  /// Takes references over; each may be null.
+  PythonError(PyObject* type, PyObject* value, PyObject* traceback)
+      : type_(type), value_(value), traceback_(traceback) {}
+  PythonError(PythonError&& other) noexcept;
+  PythonError& operator=(PythonError other) noexcept;
+  ~PythonError();
+
+  /// Gives the exception back to the interpreter.
+  void restore() &&;
+
+  PyObject* type() const { return type_; }
+  PyObject* value() const { return value_; }
+  PyObject* traceback() const { return traceback_; }
+
+ private:
+  PyObject* type_ = nullptr;
+  PyObject* value_ = nullptr;
+  PyObject* traceback_ = nullptr;
 };
 
 /// Throws the pending exception. The caller has seen a C API function fail, so there is one.
@@ -51,29 +53,6 @@ inline int require(int status) {
   }
   return status;
 }
-
-/// A string that stands in the code: an attribute, a global, a text. Its interned string object is
-/// made at first use and stays for the life of the process, as the constants of a code object do.
-class Name {
- public:
-  template <std::size_t Size>
-  constexpr Name(const char (&literal)[Size]) : text_(literal) {}
-
-  /// `text` must live as long as the process and never change: a string of a constant table.
-  static constexpr Name ofTable(const char* text) { return Name(Static{text}); }
-
-  const char* text() const { return text_; }
-  /// The string object; the reference is not the caller's.
-  PyObject* borrow() const;
-
- private:
-  struct Static {
-    const char* text;
-  };
-  explicit constexpr Name(Static constant) : text_(constant.text) {}
-
-  const char* text_;
-};
 
 /// One owned reference; the count falls when the Ref goes out of scope.
 class Ref {
