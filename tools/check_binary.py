@@ -1,158 +1,139 @@
-"""Checks that the module's file suits the receivers: python2.7 tools/check_binary.py TARGET FILE
+#!/usr/bin/python3
+"""Checks that the module's file suits the receivers: tools/check_binary.py TARGET FILE
 
-TARGET is mips32el or armhf. What the file holds comes from binutils' readelf. Prints a line for
-each check, with the number found and what is allowed; those not met begin with "FAILED". Exit
-status: 0 when all are met, 1 when one is not, 2 when FILE cannot be read.
+TARGET is mips32el or armhf. Prints a line for each check, with what was found and what is allowed;
+those that are not met begin with "FAILED". Needs the Debian package python3-pyelftools.
+
+Exit status: 0 when all are met, 1 when one is not, 2 when FILE cannot be read.
 """
-from __future__ import print_function
-
 import os
 import re
-import subprocess
+import struct
 import sys
 
-# The receivers' libraries, and the newest symbol versions that theirs have.
-LIBRARIES = ("libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6")
-NEWEST = {"GLIBC": (2, 17), "GLIBCXX": (3, 4, 19), "CXXABI": (1, 3, 7), "GCC": (4, 99)}
+from elftools.common.exceptions import ELFError
+from elftools.elf.elffile import ELFFile
+
 MOST_BYTES = 96 * 1024
-
-# For each target: pairs of a regular expression that must be found in what `readelf --file-header
-# --arch-specific` prints, and what it stands for.
-PROCESSOR = {
-    "mips32el": (
-        (r"Class:\s+ELF32\n(.|\n)*little endian(.|\n)*Machine:\s+MIPS",
-         "32-bit MIPS, little-endian"),
-        (r"Flags:.*\bo32, mips32\n", "header: MIPS32 release 1, o32"),
-        (r"\nISA: MIPS32\n", "ABI flags: MIPS32 release 1"),
-        (r"\nFP ABI: Hard float \(double precision\)\n", "ABI flags: hard float"),
-        (r"\nISA Extension: None\n", "ABI flags: no instruction set extension"),
-        (r"\nASEs:\n\tNone\n", "ABI flags: no application-specific extension"),
-    ),
-    "armhf": (
-        (r"Class:\s+ELF32\n(.|\n)*little endian(.|\n)*Machine:\s+ARM", "32-bit ARM, little-endian"),
-        (r"Flags:.*\bVersion5 EABI", "header: EABI 5"),
-        (r"Tag_CPU_arch: v7\n", "attributes: ARMv7"),
-        (r"Tag_ABI_VFP_args: VFP registers\n", "attributes: hard float"),
-    ),
-}
+# The receivers' libraries, and the newest symbol versions that theirs have.
+LIBRARIES = {"libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6"}
+NEWEST = {"GLIBC": (2, 17), "GLIBCXX": (3, 4, 19), "CXXABI": (1, 3, 7), "GCC": (4, 99)}
+TEXT_RELOCATIONS, BIND_NOW = 4, 8  # DT_FLAGS
+UNVERSIONED = ("VER_NDX_LOCAL", "VER_NDX_GLOBAL")
 
 
-class Binary(object):
-    """What readelf says about the ELF file `path`; IOError when it can say nothing."""
-
-    def __init__(self, path):
-        self.path = path
-        self.size = os.stat(path).st_size
-        self.processor = self._readelf("--file-header", "--arch-specific")
-        self.dynamic = self._readelf("--dynamic")
-        self.segments = self._readelf("--program-headers")
-        self.sections = self._readelf("--section-headers")
-        self.exported, self.undefined, self.optional = self._symbols()
-
-    def _readelf(self, *options):
-        process = subprocess.Popen(["readelf", "--wide"] + list(options) + [self.path],
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   env=dict(os.environ, LC_ALL="C"))
-        text, errors = process.communicate()
-        if process.returncode != 0 or "Not an ELF file" in errors:
-            raise IOError("%s is no ELF file: %s" % (self.path, errors.strip()))
-        return text
-
-    def _symbols(self):
-        """Return the names of the dynamic symbols: exported, needed, weakly needed."""
-        exported, undefined, optional = [], [], []
-        for line in self._readelf("--dyn-syms").splitlines():
-            fields = line.split()
-            if len(fields) < 8 or not fields[0][:-1].isdigit() or fields[4] == "LOCAL":
-                continue
-            if fields[6] != "UND":
-                exported.append(fields[7])
-            elif fields[4] == "WEAK":
-                optional.append(fields[7])
-            else:
-                undefined.append(fields[7])
-        return exported, undefined, optional
-
-    def libraries(self):
-        return re.findall(r"\(NEEDED\).*\[(.*)\]", self.dynamic)
-
-    def versions(self):
-        """Return {"GLIBC": (2, 4), ...}: the newest version needed of each kind."""
-        newest = {}
-        for symbol in self.undefined + self.optional:
-            if "@" in symbol:
-                kind, numbers = symbol.split("@")[-1].rsplit("_", 1)
-                if not re.match(r"[0-9.]+$", numbers):  # such as GLIBC_PRIVATE
-                    kind, numbers = kind + "_" + numbers, "0"
-                version = tuple(int(number) for number in numbers.split("."))
-                newest[kind] = max(version, newest.get(kind, version))
-        return newest
-
-    def segment(self, kind):
-        """Return the flags ("RW", "R E") of the segments of a kind."""
-        return re.findall(r"^  %s +(?:0x\w+ +){5}(...) " % kind, self.segments, re.MULTILINE)
+def mips32el(elf):
+    """Return {what is particular to the processor: whether it is so}."""
+    # Elf_MIPS_ABIFlags_v0, as the MIPS ABI has it.
+    _, level, release, _, _, _, floats, extension, ases = struct.unpack_from(
+        "<HBBBBBBII", elf.get_section_by_name(".MIPS.abiflags").data())
+    return {"header: MIPS32 release 1, o32": elf["e_flags"] & 0xf000f000 == 0x50001000,
+            "ABI flags: MIPS32 release 1": (level, release) == (32, 1),
+            "ABI flags: hard float": floats == 1,
+            "ABI flags: no instruction set extension": extension == 0,
+            "ABI flags: no application-specific extension": ases == 0}
 
 
-def checks(binary, target):
-    """Yield triples: whether it is met, what was checked, and what was found, as texts."""
-    def listed(names):
-        return "%d%s" % (len(names), names and " (%s)" % ", ".join(sorted(names)) or "")
+def armhf(elf):
+    """The same for ARM."""
+    attributes = {attribute.tag: attribute.value
+                  for vendor in elf.get_section_by_name(".ARM.attributes").iter_subsections()
+                  for scope in vendor.iter_subsubsections() for attribute in scope.iter_attributes()}
+    return {"header: EABI 5": elf["e_flags"] >> 24 == 5,
+            "attributes: ARMv7": attributes.get("TAG_CPU_ARCH") == 10,
+            "attributes: hard float": attributes.get("TAG_ABI_VFP_ARGS") == 1}
 
-    yield binary.size <= MOST_BYTES, "bytes, at most %d" % MOST_BYTES, str(binary.size)
-    yield ".symtab" not in binary.sections and ".debug_info" not in binary.sections, \
-        "sections for debuggers only, none", listed(
-            [name for name in (".symtab", ".debug_info") if name in binary.sections])
-    yield binary.exported == ["initKelvaro"], "symbols exported, initKelvaro alone", \
-        listed(binary.exported)
-    libraries = binary.libraries()
-    yield set(libraries) <= set(LIBRARIES), "libraries, of the C and C++ ones", listed(libraries)
-    foreign = [name for name in binary.undefined
-               if "@" not in name and not re.match(r"_?Py", name)]
-    yield not foreign, "symbols from neither the libraries nor the interpreter, none", \
-        listed(foreign)
-    wide = [name for name in binary.undefined + binary.optional if "PyUnicodeUCS4_" in name]
-    yield not wide, "symbols of an interpreter with UCS-4 strings, none", listed(wide)
-    versions = binary.versions()
-    for kind in sorted(set(versions) | set(NEWEST)):
-        version, limit = versions.get(kind), NEWEST.get(kind)
-        yield version is None or (limit is not None and version <= limit), \
-            "symbol version %s, at most %s" % (
-                kind, "4.x" if kind == "GCC" else ".".join(map(str, limit or ("none",)))), \
-            ".".join(map(str, version or ("none",)))
-    relocations = re.findall(r"TEXTREL", binary.dynamic)
-    yield not relocations, "marks of text relocations, none", listed(relocations)
-    stack = binary.segment("GNU_STACK")
-    yield stack == ["RW "], "stack, not executable", ", ".join(stack) or "not said"
-    both = [flags for flags in binary.segment("LOAD") if "W" in flags and "E" in flags]
-    yield not both, "segments both writable and executable, none", listed(both)
-    relro = binary.segment("GNU_RELRO")
-    now = re.findall(r"BIND_NOW|Flags:.*NOW", binary.dynamic)
-    yield len(relro) == 1 and bool(now), "read-only after relocation, all at once", \
-        "%d segment, %s" % (len(relro), "at once" if now else "late")
-    yield "(HASH)" in binary.dynamic or target != "mips32el", \
-        "symbol table that old loaders know", \
-        ", ".join(re.findall(r"\((\w*HASH)\)", binary.dynamic)) or "none"
-    for pattern, meaning in PROCESSOR[target]:
-        found = re.search(pattern, binary.processor) is not None
-        yield found, meaning, "yes" if found else "no"
+
+PROCESSORS = {"mips32el": (mips32el, "EM_MIPS"), "armhf": (armhf, "EM_ARM")}
+
+
+def newest_versions(elf):
+    """Return {"GLIBC": (2, 4), ...}: the newest symbol version needed of each kind."""
+    newest = {}
+    section = elf.get_section_by_name(".gnu.version_r")
+    for _, needed in section.iter_versions() if section else ():
+        for version in needed:
+            kind, _, numbers = version.name.rpartition("_")
+            if not re.fullmatch("[0-9.]+", numbers):  # such as GLIBC_PRIVATE
+                kind, numbers = version.name, "0"
+            newest[kind] = max(newest.get(kind, ()), tuple(map(int, numbers.split("."))))
+    return newest
+
+
+def checks(elf, size, target):
+    """Yield triples: what is checked, what was found (names or text), and whether it is met."""
+    yield "bytes, at most %d" % MOST_BYTES, str(size), size <= MOST_BYTES
+    debugging = [name for name in (".symtab", ".debug_info") if elf.get_section_by_name(name)]
+    yield "sections for debuggers only, none", debugging, not debugging
+
+    versions = elf.get_section_by_name(".gnu.version")
+    exported, undefined, foreign = [], [], []
+    for number, symbol in enumerate(elf.get_section_by_name(".dynsym").iter_symbols()):
+        bind = symbol["st_info"]["bind"]
+        if bind == "STB_LOCAL":
+            continue
+        (undefined if symbol["st_shndx"] == "SHN_UNDEF" else exported).append(symbol.name)
+        if symbol.name in undefined and bind != "STB_WEAK" and not re.match("_?Py", symbol.name):
+            if versions is None or versions.get_symbol(number)["ndx"] in UNVERSIONED:
+                foreign.append(symbol.name)
+    yield "symbols exported, initKelvaro alone", exported, exported == ["initKelvaro"]
+    yield "symbols from neither the libraries nor the interpreter, none", foreign, not foreign
+    wide = [name for name in undefined if name.startswith("PyUnicodeUCS4_")]
+    yield "symbols of an interpreter with UCS-4 strings, none", wide, not wide
+
+    dynamic = list(elf.get_section_by_name(".dynamic").iter_tags())
+    tags = {tag.entry.d_tag: tag.entry.d_val for tag in dynamic}
+    libraries = [tag.needed for tag in dynamic if tag.entry.d_tag == "DT_NEEDED"]
+    yield "libraries, of the C and C++ ones", libraries, set(libraries) <= LIBRARIES
+    newest = newest_versions(elf)
+    for kind in sorted(set(newest) | set(NEWEST)):
+        version, limit = newest.get(kind), NEWEST.get(kind, ())
+        yield "symbol version %s, at most %s" % (kind, ".".join(map(str, limit)) or "none"), \
+            ".".join(map(str, version or ())) or "none", version is None or version <= limit
+    if target == "mips32el":
+        known = "DT_HASH" in tags
+        yield "symbol table that old loaders know", "yes" if known else "no", known
+
+    access = {}
+    for segment in elf.iter_segments():
+        letters = "".join(letter for bit, letter in ((4, "R"), (2, "W"), (1, "E"))
+                          if segment["p_flags"] & bit)
+        access.setdefault(segment["p_type"], []).append(letters)
+    stack = access.get("PT_GNU_STACK", [])
+    yield "stack, not executable", stack, stack == ["RW"]
+    both = [letters for letters in access["PT_LOAD"] if "W" in letters and "E" in letters]
+    yield "segments both writable and executable, none", both, not both
+    text = "DT_TEXTREL" in tags or bool(tags.get("DT_FLAGS", 0) & TEXT_RELOCATIONS)
+    yield "text relocations, none", "some" if text else "none", not text
+    relro = access.get("PT_GNU_RELRO", [])
+    now = "DT_BIND_NOW" in tags or bool(tags.get("DT_FLAGS", 0) & BIND_NOW)
+    yield "read-only after relocation, all at once", \
+        "%d segment, %s" % (len(relro), "at once" if now else "late"), len(relro) == 1 and now
+
+    particular, machine = PROCESSORS[target]
+    fits = elf.elfclass == 32 and elf.little_endian and elf["e_machine"] == machine
+    yield "32 bits, little-endian, %s" % machine, "yes" if fits else "no", fits
+    for what, met in particular(elf).items() if fits else ():
+        yield what, "yes" if met else "no", met
 
 
 def main(arguments):
-    if len(arguments) != 2 or arguments[0] not in PROCESSOR:
-        print("check_binary: name the target (%s) and the file." % " or ".join(sorted(PROCESSOR)),
+    if len(arguments) != 2 or arguments[0] not in PROCESSORS:
+        print("check_binary: name the target (%s) and the file." % " or ".join(sorted(PROCESSORS)),
               file=sys.stderr)
         return 2
     target, path = arguments
-    try:
-        binary = Binary(path)
-    except (IOError, OSError) as e:
-        print("check_binary: %s" % e, file=sys.stderr)
-        return 2
     status = 0
-    for met, what, found in checks(binary, target):
-        print("%-6s %s: %s" % ("ok" if met else "FAILED", what, found))
-        if not met:
-            status = 1
+    try:
+        with open(path, "rb") as stream:
+            for what, found, met in checks(ELFFile(stream), os.path.getsize(path), target):
+                if isinstance(found, list):
+                    found = "%d%s" % (len(found), found and " (%s)" % ", ".join(sorted(found)) or "")
+                print("%-6s %s: %s" % ("ok" if met else "FAILED", what, found))
+                status = status if met else 1
+    except (OSError, ELFError) as e:
+        print("check_binary: %s: %s" % (path, e), file=sys.stderr)
+        return 2
     return status
 
 
