@@ -15,32 +15,23 @@ PRETENDER = "#!/bin/sh\nprintf '%s'\n"
 class Given(unittest.TestCase):
     """KELVARO_PYTHON names an interpreter."""
 
-    def assert_refused(self, path):
-        result = run("tools/python27", KELVARO_PYTHON=path)
-        self.assertEqual((result.status, result.stdout), (2, ""))
-        self.assertEqual(result.stderr.count("\n"), 1)
-        self.assertIn("KELVARO_PYTHON=%s is not" % path, result.stderr)
-        self.assertIn("UCS-2", result.stderr)
-
     def test_a_fitting_one_is_printed_and_nothing_else(self):
         result = run("tools/python27", KELVARO_PYTHON=sys.executable)
         self.assertEqual(result, (0, sys.executable + "\n", ""))
 
-    def test_a_ucs4_one_is_refused_in_one_sentence(self):
+    def test_an_unfit_or_missing_one_is_refused_in_one_sentence(self):
         with directory() as here:
-            write(here + "/python", PRETENDER % "2.7 10ffff", 0o755)
-            self.assert_refused(here + "/python")
-
-    def test_a_python_3_is_refused_in_one_sentence(self):
-        with directory() as here:
-            write(here + "/python", PRETENDER % "3.11 10ffff", 0o755)
-            self.assert_refused(here + "/python")
-
-    def test_one_that_does_not_run_is_refused_in_one_sentence(self):
-        with directory() as here:
-            write(here + "/python", "#!/bin/sh\nexit 1\n", 0o755)
-            self.assert_refused(here + "/python")
-            self.assert_refused(here + "/missing")
+            path = here + "/python"
+            for text in (PRETENDER % "2.7 10ffff", PRETENDER % "3.11 10ffff", "#!/bin/sh\nexit 1\n",
+                         None):
+                if text is None:
+                    os.remove(path)
+                else:
+                    write(path, text, 0o755)
+                result = run("tools/python27", KELVARO_PYTHON=path)
+                self.assertEqual((result.status, result.stdout), (2, ""))
+                self.assertRegexpMatches(
+                    result.stderr, r"\A.*KELVARO_PYTHON=%s is not .* UCS-2 .*\n\Z" % path)
 
     def test_the_build_refuses_an_unfit_one_too(self):
         with directory() as here:
@@ -50,53 +41,6 @@ class Given(unittest.TestCase):
             self.assertNotEqual(result.status, 0)
             self.assertIn("name a Python 2.7 interpreter (UCS-2 build)",
                           " ".join(result.stderr.split()))
-
-
-class Kept(unittest.TestCase):
-    """The interpreter that it has made itself, in the cache."""
-
-    def key(self):
-        # The cached one, whose directory carries the recipe's key.
-        path = run("tools/python27", KELVARO_PYTHON=None).stdout
-        return path.split("/")[-3]
-
-    def cached(self, cache, text):
-        path = os.path.join(cache, "kelvaro", self.key(), "bin", "python2.7")
-        write(path, text, 0o755)
-        return path
-
-    def test_is_printed_at_once_and_runs(self):
-        result = run("tools/python27", KELVARO_PYTHON=None)
-        self.assertEqual((result.status, result.stderr), (0, ""))
-        self.assertEqual(subprocess.check_output(
-            [result.stdout.rstrip("\n"), "-c", "import sys; print(hex(sys.maxunicode))"]),
-            "0xffff\n")
-
-    def test_lies_below_the_users_cache_directory(self):
-        with directory() as here:
-            path = self.cached(here, PRETENDER % "2.7 ffff")
-            result = run("tools/python27", KELVARO_PYTHON=None, XDG_CACHE_HOME=here)
-            self.assertEqual(result, (0, path + "\n", ""))
-
-    def test_another_run_is_waited_for_and_its_result_taken(self):
-        with directory() as here:
-            os.mkdir(here + "/kelvaro")
-            holder = subprocess.Popen(["flock", here + "/kelvaro/python27.lock", "cat"],
-                                      stdin=subprocess.PIPE)
-            environment = dict(os.environ, XDG_CACHE_HOME=here)
-            environment.pop("KELVARO_PYTHON", None)
-            try:
-                while subprocess.call(["flock", "--nonblock", here + "/kelvaro/python27.lock",
-                                       "true"]) == 0:
-                    pass  # until the holder has it
-                second = subprocess.Popen([PROJECT + "/tools/python27"], env=environment,
-                                          stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-                said = second.stderr.readline()
-                path = self.cached(here, PRETENDER % "2.7 ffff")
-            finally:
-                holder.communicate()
-            self.assertEqual(second.communicate()[0], path + "\n")
-            self.assertIn("another run is at work", said)
 
 
 # A source that is built in no time. Its configure counts the builds and can be made to fail.
@@ -137,58 +81,52 @@ class Made(unittest.TestCase):
             write(os.path.join(self.here, name), text, 0o755)
         subprocess.check_call(["tar", "-C", self.here, "-cf", self.here + "/source.tar", "source"])
         self.cache = self.here + "/cache/kelvaro"
-        self.environment = {"KELVARO_PYTHON": None, "KELVARO_MARKS": self.here,
+        self.environment = {"KELVARO_PYTHON": "", "KELVARO_MARKS": self.here,
                             "XDG_CACHE_HOME": self.here + "/cache",
                             "PATH": self.here + "/bin:" + os.environ["PATH"]}
 
     def make(self, *arguments):
         return run("tools/python27", *arguments, **self.environment)
 
-    def options(self):
-        """What the last build was configured with."""
-        with open(self.here + "/options") as options:
-            return options.read().splitlines()
-
-    def builds(self):
-        with open(self.here + "/builds") as marks:
-            return len(marks.readlines())
+    def read(self, name):
+        """The lines of a file that the pretended tools have written."""
+        with open(os.path.join(self.here, name)) as stream:
+            return stream.read().splitlines()
 
     def kept(self):
         """What the cache holds: interpreters whole or not, and logs."""
         return sorted(name for name in os.listdir(self.cache) if name != "python27.lock")
 
     def test_it_is_made_once_and_only_its_path_is_printed(self):
+        # What an interrupted run has left is cleared away.
+        write(self.cache + "/python27-work.abcdef/stage/bin/python2.7", "half")
         result = self.make()
         self.assertEqual(result.status, 0, result)
         self.assertRegexpMatches(result.stdout,
                                  r"\A%s/python27-\w+/bin/python2\.7\n\Z" % self.cache)
         self.assertEqual(self.make(), (0, result.stdout, ""))
-        self.assertEqual(self.builds(), 1)
+        self.assertEqual(len(self.read("builds")), 1)
         self.assertEqual(self.kept(), [result.stdout.split("/")[-3]])
 
     def test_the_debug_interpreter_is_another_one_beside_it(self):
         usual = self.make().stdout
-        self.assertNotIn("--with-pydebug", self.options())
+        self.assertNotIn("--with-pydebug", self.read("options"))
         debug = self.make("--debug").stdout
-        self.assertIn("--with-pydebug", self.options())
-        self.assertIn("--without-pymalloc", self.options())
+        self.assertIn("--with-pydebug", self.read("options"))
         self.assertNotEqual(debug, usual)
-        self.assertEqual([self.make().stdout, self.make("--debug").stdout], [usual, debug])
-        self.assertEqual(self.builds(), 2)
-
-    def test_a_named_interpreter_does_not_stand_in_for_the_debug_one(self):
+        # One that is named stands in for the usual one alone.
         self.environment["KELVARO_PYTHON"] = sys.executable
-        self.assertNotEqual(self.make("--debug").stdout, sys.executable + "\n")
-        self.assertEqual(self.make().stdout, sys.executable + "\n")
+        self.assertEqual([self.make().stdout, self.make("--debug").stdout],
+                         [sys.executable + "\n", debug])
+        self.assertEqual(len(self.read("builds")), 2)
 
     def test_its_makers_are_asked_for_the_pinned_file_where_no_mirror_has_it(self):
         self.make()
-        with open(self.here + "/asked") as asked:
-            arguments = asked.read().split("\n")
-        self.assertTrue(arguments[3].endswith("/Python-2.7.18.tar.xz"), arguments)
-        self.assertRegexpMatches(arguments[5], r"\ASHA256:[0-9a-f]{64}\Z")
+        asked = self.read("asked")
+        self.assertTrue(asked[3].endswith("/Python-2.7.18.tar.xz"), asked)
+        self.assertRegexpMatches(asked[5], r"\ASHA256:[0-9a-f]{64}\Z")
 
-    def test_a_source_that_cannot_be_had_is_said_in_one_sentence_at_last(self):
+    def test_a_source_that_can_not_be_fetched_is_said_in_one_sentence_at_last(self):
         os.remove(self.here + "/source.tar")
         result = self.make()
         self.assertEqual((result.status, result.stdout), (1, ""))
@@ -213,21 +151,15 @@ class Made(unittest.TestCase):
         self.assertEqual(self.make().stdout, path + "\n")
         self.assertEqual(subprocess.check_output([path]), "2.7 ffff")
 
-    def test_what_an_interrupted_run_left_is_cleared_away(self):
-        write(self.cache + "/python27-work.abcdef/stage/bin/python2.7", "half")
-        self.assertEqual(self.make().status, 0)
-        self.assertEqual(len(self.kept()), 1)
-
     def test_two_runs_at_a_time_make_one(self):
         environment = dict(os.environ, **self.environment)
-        del environment["KELVARO_PYTHON"]
         runs = [subprocess.Popen([PROJECT + "/tools/python27"], env=environment,
                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
                 for _ in range(2)]
         printed = [one.communicate()[0] for one in runs]
         self.assertEqual(printed[0], printed[1])
         self.assertEqual([one.returncode for one in runs], [0, 0])
-        self.assertEqual(self.builds(), 1)
+        self.assertEqual(len(self.read("builds")), 1)
 
 
 if __name__ == "__main__":

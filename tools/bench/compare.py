@@ -1,200 +1,156 @@
-"""Measures the implementations in turn and prints the table: see tools/bench/bench.
-
-python2.7 tools/bench/compare.py [--target TARGET] [--quick] [--rounds N] [--only ROW]
-"""
+"""Measures the implementations in turn and prints the table: see tools/bench/bench."""
 from __future__ import print_function
 
 import argparse
 import json
 import os
+import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-sys.path[0] = PROJECT  # this script's own directory until now
+MODULES = [("python", "build/bench/python/Kelvaro.pyo"),
+           ("cython", "build/bench/cython/Kelvaro.so"),
+           ("module", "build/native/Kelvaro.so")]
+VALGRIND = "/usr/libexec/valgrind"
 
-from tools.bench import picture, table, translated  # noqa: E402
+#: Name of a row, and what it says.
+TITLES = [
+    ("import", "import"),
+    ("parse_typical", "parse_xml, 48 KB"),
+    ("parse_large", "parse_xml, 960 KB"),
+    ("create_menu", "createMenu, 400 entries, without parse_xml"),
+    ("key_yellow", "keyYellow, 60 of 1,500"),
+    ("open_detail", "opening the detail screen"),
+    ("body_text", "body text, 200 items"),
+    ("upgradable_list", "upgradable list, 500 packages"),
+    ("judge_listing", "judging 2,000 lines"),
+]
 
-SANDBOX = os.path.join(PROJECT, "tools", "sandbox")
-IMPLEMENTATIONS = ("python", "cython", "module")
-FLOORS = tuple(name for names in sorted(table.FLOORS.values()) for name in names)
-# The rows that are measured by calling something again and again: those of rows.py.
-ROWS = tuple(name for name, _, _ in table.DESCRIPTIONS
-             if name not in ("import_cost", "import_memory", "peak_large", "size"))
+
+class Failure(Exception):
+    """A sentence for the user."""
 
 
 class Worker(object):
-    """The process that measures one implementation: tools/bench/worker.py."""
+    """The process that measures one implementation: tools/bench/worker.py, in the sandbox."""
 
-    def __init__(self, bench, module):
-        self._child = bench.start(module, "rows", stdin=subprocess.PIPE)
+    def __init__(self, module, counting):
+        self._counts = tempfile.mkdtemp() if counting else None
+        environment = dict(os.environ, KELVARO_MODULE=os.path.join(PROJECT, module))
+        command = [os.path.join(PROJECT, "tools", "sandbox")]
+        # The GUI that the module is loaded into is a C++ program: the C++ library is there.
+        python = ["python2.7", "-O", "-m", "tools.bench.worker"]
+        variables = ["env", "LD_PRELOAD=libstdc++.so.6"]
+        if counting:
+            # Counted is what runs below the interpreter's function apply(), which nobody else calls.
+            launcher = os.path.join(self._counts, "valgrind")
+            shutil.copy("/usr/bin/valgrind.bin", launcher)
+            command += ["--readable", VALGRIND, "--writable", self._counts]
+            variables += ["VALGRIND_LIB=" + VALGRIND]
+            python = [launcher, "--tool=callgrind", "--quiet", "--toggle-collect=builtin_apply",
+                      "--dump-after=builtin_apply",
+                      "--callgrind-out-file=%s/counts" % self._counts,
+                      os.environ["KELVARO_PYTHON"]] + python[1:]
+        self._child = subprocess.Popen(command + variables + python, env=environment, cwd=PROJECT,
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def ask(self, *request):
         self._child.stdin.write(json.dumps(request) + "\n")
         self._child.stdin.flush()
         answer = self._child.stdout.readline()
         if not answer:
-            raise translated.Failure("A measuring process ended: its message is above.")
+            raise Failure("A measuring process ended: its message is above.")
         return json.loads(answer)
 
     def close(self):
+        """End the process; return the instructions that each call of apply() took, if counted."""
         self._child.stdin.close()
         self._child.wait()
+        if self._counts is None:
+            return []
+        counts = []
+        for number in range(1, len(os.listdir(self._counts)) - 1):
+            with open("%s/counts.%d" % (self._counts, number)) as stream:
+                counts.append(int(re.search("(?m)^totals: (.*)", stream.read()).group(1)))
+        shutil.rmtree(self._counts)
+        return counts
 
 
-class Bench(object):
-    """How things are measured: for this machine or for a target, quickly or well."""
+def prepare(workers, row):
+    """Set a row up for all; what they come to has to be the same."""
+    if len(set(worker.ask("prepare", row) for worker in workers)) > 1:
+        raise Failure("The implementations disagree about %s." % row)
 
-    def __init__(self, target, quick, rounds):
-        self.target = target
-        self.directory = os.path.join(PROJECT, "build", "bench")
-        if not os.path.isdir(self.directory):
-            os.makedirs(self.directory)
-        self.native = target == "native"
-        self.rounds = rounds or (2 if quick or not self.native else 15)
-        # A sample takes at least so long, in microseconds; instructions can be told apart anyway.
-        self.least = 0 if quick or not self.native else 5000.0
-        self.unit = "us" if self.native else "instructions"
-        build = translated.Build(os.path.join(PROJECT, "build", target))
-        self.modules = {
-            "module": os.path.join(PROJECT, "build", target, "Kelvaro.so"),
-            "cython": translated.translate(build, os.environ["KELVARO_PYTHON"], self.directory),
-            "python": self._compiled_model(),
-        }
-        smallest = translated.translate(build, os.environ["KELVARO_PYTHON"], self.directory,
-                                        [] if "-Os" in build.flags else ["-Os"])
-        self.sizes = {
-            "module": translated.stripped_size(build, self.modules["module"]),
-            "cython": translated.stripped_size(build, smallest),
-            "python": os.path.getsize(self.modules["python"]),
-        }
-        self._counter = None if self.native else self._compiled_counter()
 
-    def start(self, module, task, **pipes):
-        """Start the worker for a module file in a sandbox; return the process."""
-        environment = dict(os.environ, KELVARO_MODULE=module, KELVARO_BENCH_METER=(
-            "time" if self.native else "instructions"))
-        # The GUI that the module is loaded into is a C++ program: the C++ library is there.
-        if self.native:
-            variables = ["LD_PRELOAD=libstdc++.so.6"]
+def times(rows, rounds, least):
+    """Return {row: [microseconds of each implementation]}; a sample takes at least `least`."""
+    figures = {}
+    workers = [Worker(module, False) for _, module in MODULES]
+    for row in rows:
+        samples = [[] for _ in MODULES]
+        if row == "import":
+            for _ in range(rounds):
+                for who, (_, module) in enumerate(MODULES):
+                    fresh = Worker(module, False)
+                    samples[who].append(fresh.ask("sample_import"))
+                    fresh.close()
         else:
-            variables = ["QEMU_SET_ENV=LD_PRELOAD=libstdc++.so.6",
-                         "QEMU_PLUGIN=file=" + self._counter]
-        python = ["python2.7", "-O", "-m", "tools.bench.worker", task]
-        command = [SANDBOX, "env"] + variables + python
-        return subprocess.Popen(command, env=environment, stdout=subprocess.PIPE, **pipes)
-
-    def _compiled_model(self):
-        # As plug-ins written in Python come to a receiver.
-        result = os.path.join(self.directory, "Kelvaro.pyo")
-        translated.command(sys.executable, "-O", "-c",
-                           "import py_compile, sys; py_compile.compile(*sys.argv[1:], doraise=1)",
-                           translated.MODEL, result)
-        return result
-
-    def _compiled_counter(self):
-        result = os.path.join(self.directory, "instructions.so")
-        translated.command("g++", "-O2", "-shared", "-fPIC", "-Wall", "-o", result,
-                           os.path.join(PROJECT, "tools", "bench", "instructions.cpp"))
-        return result
-
-    # Measuring. All results are {implementation: [a figure for each round]}.
-
-    def imports(self, task):
-        """Return the figures of the module's import, each in a process of its own."""
-        figures = dict((name, []) for name in IMPLEMENTATIONS)
-        for _ in range(self.rounds):
-            for name in IMPLEMENTATIONS:
-                child = self.start(self.modules[name], task)
-                answer = child.communicate()[0]
-                if child.returncode:
-                    raise translated.Failure("The import failed: its message is above.")
-                figures[name].append(json.loads(answer))
-        return figures
-
-    def row(self, workers, name):
-        """Return what a call costs; `workers`: {implementation: Worker}."""
-        outcomes = dict((who, worker.ask("prepare", name)) for who, worker in workers.items())
-        if len(set(outcomes.values())) > 1:
-            raise translated.Failure("The implementations disagree about %s." % name)
-        # With what they all have made once; so that each sample takes the least time.
-        times = dict((who, self._repetitions(worker)) for who, worker in workers.items())
-        figures = dict((who, []) for who in workers)
-        for number in range(self.rounds):
-            order = sorted(workers)
-            for who in order[number % len(order):] + order[:number % len(order)]:
-                figures[who].append(workers[who].ask("sample", times[who]))
-        return figures
-
-    def _repetitions(self, worker):
-        cost = worker.ask("sample", 1)
-        return max(1, min(1000, int(self.least / max(cost, 1.0)) + 1))
-
-    def peaks(self, name):
-        """Return by how much a call raises the peak of memory, in a process of its own each."""
-        figures = dict((who, []) for who in IMPLEMENTATIONS)
-        for _ in range(min(self.rounds, 3)):
-            for who in IMPLEMENTATIONS:
-                worker = Worker(self, self.modules[who])
-                figures[who].append(worker.ask("peak", name))
-                worker.close()
-        return figures
-
-    def everything(self, only=None):
-        """Return all figures: {row: {implementation, or "floor": [figure, ...]}}."""
-        figures = {}
-        chosen = [name for name in ROWS if only in (None, name)]
-        workers = dict((name, Worker(self, self.modules[name])) for name in IMPLEMENTATIONS)
-        # The floors are measured in the same rounds, in a process that has done nothing else.
-        floors = Worker(self, self.modules["python"])
-        for name in chosen:
-            say("measuring " + name)
-            figures[name] = self.row(workers, name)
-        if only is None:
-            for name in FLOORS:
-                say("measuring " + name)
-                figures[name] = {"floor": self.row({"floor": floors}, name)["floor"]}
-        for worker in list(workers.values()) + [floors]:
-            worker.close()
-        if only is None:
-            say("measuring memory")
-            figures["peak_large"] = self.peaks("parse_large")
-            say("measuring the import")
-            for task in ("import_cost", "import_memory"):
-                figures[task] = self.imports(task)
-            figures["size"] = dict((name, [size]) for name, size in self.sizes.items())
-        return figures
+            prepare(workers, row)
+            repeat = [max(1, min(1000, int(least / worker.ask("sample", 1)) + 1))
+                      for worker in workers]
+            for _ in range(rounds):
+                for who, worker in enumerate(workers):
+                    samples[who].append(worker.ask("sample", repeat[who]))
+        figures[row] = [min(values) for values in samples]
+    for worker in workers:
+        worker.close()
+    return figures
 
 
-def say(text):
-    print("bench: " + text, file=sys.stderr)
+def instructions(rows):
+    """Return {row: [instructions of each implementation]}."""
+    workers = [Worker(module, True) for _, module in MODULES]
+    for row in rows:
+        if row == "import":
+            for worker in workers:
+                worker.ask("sample_import")
+        else:
+            prepare(workers, row)
+            for worker in workers:
+                worker.ask("sample", 1)
+    counts = [worker.close() for worker in workers]
+    if any(len(each) != len(rows) for each in counts):
+        raise Failure("KELVARO_PYTHON names an interpreter without symbols: nothing was counted.")
+    return dict(zip(rows, zip(*counts)))
 
 
 def main(arguments):
-    parser = argparse.ArgumentParser(prog="tools/bench/bench", description="Compares the module with the "
-                                     "model in plain Python and with that compiled by Cython.")
-    parser.add_argument("--target", default="native", choices=("native", "mips32el"))
+    parser = argparse.ArgumentParser(
+        prog="tools/bench/bench", description="Compares the module with its model in plain Python, "
+        "and with the model compiled by Cython.")
+    parser.add_argument("--instructions", action="store_true", help="in place of time")
     parser.add_argument("--quick", action="store_true", help="two rounds, to see that it works")
-    parser.add_argument("--rounds", type=int, help="samples of each figure")
-    parser.add_argument("--only", choices=ROWS, help="just this row; nothing is written")
+    parser.add_argument("rows", nargs="*", metavar="ROW", choices=[[]] + [row for row, _ in TITLES])
     options = parser.parse_args(arguments)
+    rows = [row for row, _ in TITLES if row in (options.rows or dict(TITLES))]
     try:
-        bench = Bench(options.target, options.quick, options.rounds)
-        results = table.Results(bench.everything(options.only), bench.unit)
-    except translated.Failure as e:
+        if options.instructions:
+            figures, unit = instructions(rows), "thousands of instructions"
+        else:
+            figures, unit = times(rows, *(2, 0) if options.quick else (15, 5000.0)), "milliseconds"
+    except Failure as e:
         print("bench: %s" % e, file=sys.stderr)
         return 1
-    print(results.text())
-    if options.only is None:
-        path = os.path.join(bench.directory, options.target)
-        with open(path + ".json", "w") as stream:
-            json.dump(results.data(options.target, bench.rounds), stream, indent=1,
-                      sort_keys=True)
-            stream.write("\n")
-        with open(path + ".svg", "w") as stream:
-            stream.write(picture.draw(results, options.target))
-        print("The figures: %s.json, as a picture: %s.svg"
-              % ((os.path.relpath(path, PROJECT),) * 2))
+    print("%-44s %10s %10s %10s %9s %9s" % (unit, "Python", "Cython", "module",
+                                            "/ Python", "/ Cython"))
+    for row in rows:
+        python, cython, module = figures[row]
+        print("%-44s %10.2f %10.2f %10.2f %9.3f %9.3f" % (
+            dict(TITLES)[row], python / 1e3, cython / 1e3, module / 1e3,
+            module / float(python), module / float(cython)))
     return 0
 
 

@@ -29,14 +29,6 @@ def entries(count, items=3):
     return "<news>\n%s</news>\n" % "".join(_update(rng, items, require="") for _ in range(count))
 
 
-def deep_document(levels=150, size=48 * KILOBYTE):
-    """Return a document of `size` bytes whose entries stand in groups, one in the other."""
-    rng = random.Random(levels)
-    group = ("".join("<group>\n" + _update(rng, items=1) for _ in range(levels))
-             + "</group>\n" * levels)
-    return "<news>\n%s</news>\n" % (group * max(1, size // len(group)))
-
-
 def statistics(records):
     """Return the text of zirkdlstat.txt with so many records in its three sections."""
     lines = []

@@ -1,4 +1,4 @@
-"""The table's rows that are measured by calling something again and again.
+"""The rows of the table that are measured by calling something again and again.
 
 Each is a function that takes a Bench and returns (call, outcome): call() is what is measured, and
 outcome() tells, after a call, what came of it, so that it can be compared between the
@@ -8,7 +8,6 @@ run, and no other screen is opened.
 import cPickle
 import functools
 import os
-from pyexpat import ParserCreate
 
 import urllib2
 from Components.config import config
@@ -20,8 +19,7 @@ CACHE = "/tmp/.updatecache"
 INSTALLED = "/tmp/.installed"
 # What the rows themselves write.
 ALL_INSTALLED = "/tmp/bench-installed"
-STORED = "/tmp/bench-stored"
-SCRATCH_FILES = (LISTING, CACHE, INSTALLED, ALL_INSTALLED, STORED)
+SCRATCH_FILES = (LISTING, CACHE, INSTALLED, ALL_INSTALLED)
 
 
 class Answer(object):
@@ -81,49 +79,7 @@ def parse_large(bench):
     return parse_xml(bench, inputs.document(960 * inputs.KILOBYTE))
 
 
-def parse_deep(bench):
-    return parse_xml(bench, inputs.deep_document())
-
-
-def floor_of(document, bench):
-    """What no implementation can do without: the parser alone, and storing the list."""
-    bench.fetched_news(document)
-    news = bench.cached_news()
-
-    def scan():
-        ParserCreate().Parse(document, True)
-
-    def store():
-        stream = open(STORED, "w")
-        cPickle.dump(news, stream, -1)
-        stream.close()
-    return scan, store
-
-
-def expat_typical(bench):
-    return floor_of(inputs.document(48 * inputs.KILOBYTE), bench)[0], None
-
-
-def pickle_typical(bench):
-    return floor_of(inputs.document(48 * inputs.KILOBYTE), bench)[1], None
-
-
-def expat_large(bench):
-    return floor_of(inputs.document(960 * inputs.KILOBYTE), bench)[0], None
-
-
-def pickle_large(bench):
-    return floor_of(inputs.document(960 * inputs.KILOBYTE), bench)[1], None
-
-
 def create_menu(bench):
-    bench.serve(inputs.entries(400))
-    screen = bench.box.open_news()
-    return screen.createMenu, lambda: [row[:2] + (row[2] is screen.png_normal,)
-                                       for row in screen.list]
-
-
-def menu_rows(bench):
     """createMenu without the parsing: the list is in the cache."""
     bench.fetched_news(inputs.entries(400))
     bench.box.patch(bench.module, "parse_xml", lambda: 1)
@@ -179,15 +135,6 @@ def judge_listing(bench):
         notifier.opkg_upgrade_finished(text, 0)
         del Notifications.notifications[:]
     return call, lambda: (config.usage.update_available.value, notifier.upgradable_packages)
-
-
-#: Name of a row: how it is set up.
-MEASURED = dict((function.__name__, function) for function in (
-    parse_typical, parse_large, parse_deep, create_menu, menu_rows, key_yellow, open_detail,
-    body_text, upgradable_list, judge_listing))
-#: Likewise for what bounds them, which needs no implementation of ours.
-FLOORS = dict((function.__name__, function) for function in (
-    expat_typical, pickle_typical, expat_large, pickle_large))
 
 
 def remove_scratch_files():
