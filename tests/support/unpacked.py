@@ -17,7 +17,7 @@ from simulator import packages
 from simulator.feedserver import FeedServer
 from simulator.plugin_files import DIRECTORY
 from simulator.receiver import Receiver
-from tests.support.desk_packages import archive_members
+from tests.support.package_file import archive_members
 
 import enigma
 

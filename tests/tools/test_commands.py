@@ -1,23 +1,21 @@
-"""./run and ./test as a person meets them."""
+"""./run and ./test as a person and a script meet them."""
 
 import os
 import unittest
 
-from tests.support.machine import PROJECT, directory, run, write
+from tests.support.machine import directory, run, write
+
+NEWS = "<news>\n<update><title>Sound</title></update>\n</news>\n"
 
 
-class Tour(unittest.TestCase):
+class Run(unittest.TestCase):
 
     def test_without_a_terminal_every_screen_is_shown_and_checked(self):
         result = run("./run")
         self.assertEqual((result.status, result.stderr), (0, ""))
-        for shown in ("Please wait ...", "> [!] ", "    - ", "(page 2 of ", "Upgradable Packages",
-                      "Package : ", "Top 20 - Extensions", " - Install", " - Remove",
-                      "Do you want to open Software Update menu ?", "(television picture)"):
-            self.assertIn(shown, result.stdout)
         self.assertRegexpMatches(result.stdout, r"(?m)^The tour is complete: \d+ steps")
 
-    def test_what_is_not_as_it_must_be_is_said_and_ends_it_with_1(self):
+    def test_what_is_not_as_it_must_be_ends_the_tour_with_1(self):
         with directory() as here:
             write(here + "/zirknews.xml", "<news><update/></news>")
             result = run("./run", "--tour", "--feed", here)
@@ -30,23 +28,55 @@ class Tour(unittest.TestCase):
             self.assertEqual(result.stderr.count("\n"), 1, result.stderr)
 
 
+class Check(unittest.TestCase):
+    """./run --check DIR."""
+
+    def check(self, *arguments, **files):
+        """Check a folder with these files, of which zirkdlstat.txt is sound; return the Result."""
+        with directory() as here:
+            write(here + "/my feed/zirknews.xml", files.get("news", NEWS))
+            write(here + "/my feed/zirkdlstat.txt", files.get("statistics", "SKINS\nclear-hd;3\n"))
+            return run("./run", "--check", here + "/my feed", *arguments)
+
+    def test_a_sound_feed_ends_with_0(self):
+        result = self.check()
+        self.assertEqual((result.status, result.stderr), (0, ""))
+        self.assertIn(", duo4kse:\n  normal  Sound\n", result.stdout)
+        self.assertTrue(result.stdout.endswith("\nNo errors and no warnings on 15 models.\n"))
+
+    def test_warnings_alone_end_with_0(self):
+        result = self.check(news=NEWS.replace("Sound", "F\xc3\xbcr alle"))
+        self.assertEqual(result.status, 0, result)
+        self.assertTrue(result.stdout.endswith("\nNo errors and 1 warning on 15 models.\n"))
+
+    def test_errors_end_with_1_after_every_problem(self):
+        result = self.check("--model", "duo2", news=NEWS.replace("</news>", "<update/>\n</news>"),
+                            statistics="clear-hd;3\nSKINS\nother\n")
+        self.assertEqual((result.status, result.stderr), (1, ""))
+        self.assertEqual([line.rpartition(" error: ")[0] for line in result.stdout.split("\n")
+                          if " error: " in line],
+                         ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
+        self.assertRegexpMatches(result.stdout, r"\n3 errors and \w+ warnings? on 1 model\.\n\Z")
+
+    def test_the_folder_of_the_sample_feed_may_follow_an_equals_sign(self):
+        result = run("./run", "--check=simulator/sample-feed", "--model=duo4k")
+        self.assertEqual(result.status, 1)
+        self.assertRegexpMatches(result.stdout, r"\n2 errors and \d warnings on 1 model\.\n\Z")
+
+    def test_what_can_not_be_checked_gets_one_sentence(self):
+        for wrong in ([], ["/nowhere"], ["simulator/sample-feed", "--model", "abacus"],
+                      ["--tour"], ["tools"], ["/tmp"]):
+            result = run("./run", "--check", *wrong)
+            self.assertEqual((result.status, result.stdout), (2, ""), wrong)
+            self.assertRegexpMatches(result.stderr, r"\A.*[;:] .*\.\n\Z")
+
+
 class Test(unittest.TestCase):
 
-    def test_one_that_matches_nothing_is_a_failure(self):
-        result = run("./test", "no such test")
-        self.assertEqual(result.status, 1)
-        self.assertTrue(result.stdout.endswith("\n0 passed, 1 failed\n"), result.stdout)
-
-    def test_those_that_match_are_counted(self):
-        result = run("./test", "tests/model/test_lines.py")
-        self.assertEqual(result.status, 0, result)
-        self.assertRegexpMatches(result.stdout, r"\n[1-9]\d* passed, 0 failed\n\Z")
-
-    def test_continuous_integration_runs_just_this(self):
-        with open(os.path.join(PROJECT, ".ci", "run")) as stream:
-            lines = [line for line in stream if not line.startswith(("#", "set ", "\n"))]
-        self.assertEqual(len(lines), 1)
-        self.assertTrue(lines[0].rstrip().endswith('/test"'))
+    def test_a_wrong_option_gets_usage_and_2(self):
+        result = run("./test", "--abacus")
+        self.assertEqual((result.status, result.stdout), (2, ""))
+        self.assertIn("Usage: ./test", result.stderr)
 
 
 class Packages(unittest.TestCase):

@@ -5,16 +5,11 @@ import gzip
 import hashlib
 import io
 import os
-import shutil
-import subprocess
 import tarfile
-import tempfile
 import unittest
 
-from tests.support import packages
-
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-SCRIPT = os.path.join(ROOT, "packaging", "feed")
+from tests.support import package_file
+from tests.support.machine import directory, run, write
 
 CONTROL = """\
 Architecture: %(architecture)s
@@ -57,37 +52,36 @@ def package(name, version="1.0-r0", architecture="all", member="./control", oute
 class FeedTest(unittest.TestCase):
 
     def setUp(self):
-        self.work = tempfile.mkdtemp(prefix="kelvaro-feed-")
-        self.addCleanup(shutil.rmtree, self.work)
+        context = directory()
+        self.work = context.__enter__()
+        self.addCleanup(context.__exit__, None, None, None)
         self.packages = os.path.join(self.work, "made here")
         self.feed = os.path.join(self.work, "public", "the feed")
         os.makedirs(self.packages)
-
-    def put(self, name, content):
-        with open(os.path.join(self.packages, name), "wb") as stream:
-            stream.write(content)
 
     def get(self, *names):
         with open(os.path.join(self.feed, *names), "rb") as stream:
             return stream.read()
 
-    def publish(self, status=0):
-        """Run the script; check its exit status; return what it says on standard error."""
-        process = subprocess.Popen([SCRIPT, self.packages, self.feed], stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE)
-        _, errors = process.communicate()
-        self.assertEqual(status, process.returncode, errors)
-        return errors
+    def publish(self, status=0, **contents):
+        """Run the script for packages of these names; return what it says on standard error."""
+        for name, content in contents.items():
+            write("%s/%s.ipk" % (self.packages, name), content)
+        result = run("packaging/feed", self.packages, self.feed)
+        self.assertEqual(status, result.status, result)
+        return result.stderr
 
     def index(self, architecture):
         """Return the paragraphs of an index, as fields."""
-        return [packages.fields(paragraph)
+        return [package_file.fields(paragraph)
                 for paragraph in self.get(architecture, "Packages").split("\n\n") if paragraph]
+
+    def names(self, architecture):
+        return [fields["Package"] for fields in self.index(architecture)]
 
     def test_a_paragraph_has_the_control_fields_and_where_size_and_sums_of_the_file(self):
         content = package("weather")
-        self.put("weather.ipk", content)
-        self.publish()
+        self.publish(weather=content)
         self.assertEqual([{
             "Package": "weather", "Version": "1.0-r0", "Architecture": "all",
             "Description": "One line\n and another one",
@@ -97,69 +91,51 @@ class FeedTest(unittest.TestCase):
         }], self.index("all"))
         self.assertEqual(content, self.get("all", "weather_1.0-r0_all.ipk"))
         self.assertTrue(self.get("all", "Packages").startswith("Package: weather\n"))
-
-    def test_every_architecture_has_a_directory_and_all_is_always_there(self):
-        self.put("a.ipk", package("a", architecture="mips32el"))
-        self.put("b.ipk", package("b", architecture="cortexa15hf-neon-vfpv4"))
-        self.publish()
-        self.assertEqual(["a"], [fields["Package"] for fields in self.index("mips32el")])
-        self.assertEqual(["b"], [fields["Package"]
-                                 for fields in self.index("cortexa15hf-neon-vfpv4")])
-        self.assertEqual([], self.index("all"))
-
-    def test_the_gzipped_index_holds_the_same_and_no_time(self):
-        self.put("a.ipk", package("a"))
-        self.publish()
         packed = self.get("all", "Packages.gz")
         self.assertEqual(self.get("all", "Packages"),
                          gzip.GzipFile(fileobj=io.BytesIO(packed)).read())
-        self.assertEqual("\0\0\0\0", packed[4:8])
+        self.assertEqual("\0\0\0\0", packed[4:8])  # no time: the same files give the same bytes
+
+    def test_every_architecture_has_a_directory_and_all_is_always_there(self):
+        self.publish(a=package("a", architecture="mips32el"),
+                     b=package("b", architecture="cortexa15hf-neon-vfpv4"))
+        self.assertEqual((["a"], ["b"], []), (
+            self.names("mips32el"), self.names("cortexa15hf-neon-vfpv4"), self.names("all")))
 
     def test_packages_of_all_kinds_of_archives_are_read(self):
-        self.put("a.ipk", package("a"))
-        self.put("b.ipk", package("b", outer="tar"))
-        self.put("c.ipk", package("c", member="control"))
-        self.publish()
-        self.assertEqual(["a", "b", "c"], [fields["Package"] for fields in self.index("all")])
+        self.publish(a=package("a"), b=package("b", outer="tar"), c=package("c", member="control"))
+        self.assertEqual(["a", "b", "c"], self.names("all"))
 
     def test_packages_published_earlier_stay_until_their_file_is_deleted(self):
-        self.put("a.ipk", package("a"))
+        self.publish(a=package("a"))
+        os.remove(self.packages + "/a.ipk")
+        self.publish(b=package("b"))
+        self.assertEqual(["a", "b"], self.names("all"))
+        os.remove(self.feed + "/all/a_1.0-r0_all.ipk")
         self.publish()
-        os.remove(os.path.join(self.packages, "a.ipk"))
-        self.put("b.ipk", package("b"))
-        self.publish()
-        self.assertEqual(["a", "b"], [fields["Package"] for fields in self.index("all")])
-        os.remove(os.path.join(self.feed, "all", "a_1.0-r0_all.ipk"))
-        self.publish()
-        self.assertEqual(["b"], [fields["Package"] for fields in self.index("all")])
+        self.assertEqual(["b"], self.names("all"))
 
     def test_a_file_that_is_no_package_is_refused_and_changes_nothing(self):
         for content in ("", "no archive at all", ar_of([("debian-binary", "2.0\n")]),
                         package("../evil"), package("a", version="1 2")):
-            self.put("good.ipk", package("good"))
-            self.put("poor.ipk", content)
-            self.assertRegexpMatches(self.publish(status=1),
+            self.assertRegexpMatches(self.publish(1, good=package("good"), poor=content),
                                      r"\Afeed: .*/poor\.ipk .*: take it out of .*\.\n\Z")
             self.assertFalse(os.path.exists(self.feed))
 
     def test_an_empty_directory_is_refused_with_the_remedy(self):
-        self.assertIn("make packages with packaging/package", self.publish(status=2))
+        self.assertIn("make packages with packaging/package", self.publish(2))
 
     def test_missing_news_are_reported_and_news_are_left_alone(self):
-        self.put("a.ipk", package("a"))
-        self.assertIn("zirknews.xml is missing", self.publish())
-        with open(os.path.join(self.feed, "zirknews.xml"), "w") as stream:
-            stream.write("<news/>")
+        self.assertIn("zirknews.xml is missing", self.publish(a=package("a")))
+        write(self.feed + "/zirknews.xml", "<news/>")
         self.assertEqual("", self.publish())
         self.assertEqual("<news/>", self.get("zirknews.xml"))
 
     def test_the_receivers_package_manager_reads_the_feed(self):
-        self.put("a.ipk", package("enigma2-skin-blue", "3.5-r0"))
-        self.put("k.ipk", package("kelvaro", "1.0.1-r0", architecture="mips32el"))
-        self.publish()
-        printed = subprocess.check_output([
-            os.path.join(ROOT, "tools", "sandbox"), "--writable", self.work,
-            "python2.7", "-O", "-m", "tests.support.published", self.feed])
+        self.publish(a=package("enigma2-skin-blue", "3.5-r0"),
+                     k=package("kelvaro", "1.0.1-r0", architecture="mips32el"))
+        printed = run("tools/sandbox", "--writable", self.work, "python2.7", "-O", "-m",
+                      "tests.support.published", self.feed).stdout.splitlines()
         self.assertEqual([
             "Downloading http://FEED/all/Packages.gz.",
             "Updated source 'Zirk-all'.",
@@ -168,7 +144,7 @@ class FeedTest(unittest.TestCase):
             "enigma2-skin-blue - 3.4-r5 - 3.5-r0",
             "kelvaro - 1.0.0-r0 - 1.0.1-r0",
             "the news: 200",
-        ], printed.splitlines()[:4] + sorted(printed.splitlines()[4:]))
+        ], printed[:4] + sorted(printed[4:]))
 
 
 if __name__ == "__main__":
