@@ -38,7 +38,8 @@ def armhf(elf):
     """The same for ARM."""
     attributes = {attribute.tag: attribute.value
                   for vendor in elf.get_section_by_name(".ARM.attributes").iter_subsections()
-                  for scope in vendor.iter_subsubsections() for attribute in scope.iter_attributes()}
+                  for scope in vendor.iter_subsubsections()
+                  for attribute in scope.iter_attributes()}
     return {"header: EABI 5": elf["e_flags"] >> 24 == 5,
             "attributes: ARMv7": attributes.get("TAG_CPU_ARCH") == 10,
             "attributes: hard float": attributes.get("TAG_ABI_VFP_ARGS") == 1}
@@ -128,7 +129,8 @@ def main(arguments):
         with open(path, "rb") as stream:
             for what, found, met in checks(ELFFile(stream), os.path.getsize(path), target):
                 if isinstance(found, list):
-                    found = "%d%s" % (len(found), found and " (%s)" % ", ".join(sorted(found)) or "")
+                    names = " (%s)" % ", ".join(sorted(found)) if found else ""
+                    found = "%d%s" % (len(found), names)
                 print("%-6s %s: %s" % ("ok" if met else "FAILED", what, found))
                 status = status if met else 1
     except (OSError, ELFError) as e:

@@ -1,4 +1,4 @@
-"""tools/check_binary.py refuses a file that does not suit a receiver, for the one thing that is wrong."""
+"""tools/check_binary.py refuses a file for the one thing that does not suit a receiver."""
 
 import re
 import subprocess
@@ -17,8 +17,8 @@ TABLE = "static const char letter; " \
 #: What is wrong: the source, compiler options, and what is found wrong.
 WRONG = {
     "too_many_bytes": (
-        INITIALISER + "const char filler[100000] __attribute__((used, visibility(\"hidden\"))) = {1};",
-        [], ["bytes, at most 98304: "]),
+        "__attribute__((used, visibility(\"hidden\"))) const char filler[100000] = {1};\n"
+        + INITIALISER, [], ["bytes, at most 98304: "]),
     "symbols_for_debuggers": (
         INITIALISER, ["-Wl,--emit-relocs"], ["sections for debuggers only, none: 1 (.symtab)"]),
     "a_second_exported_symbol": (

@@ -45,7 +45,7 @@ class Worker(object):
         python = ["python2.7", "-O", "-m", "tools.bench.worker"]
         variables = ["env", "LD_PRELOAD=libstdc++.so.6"]
         if counting:
-            # Counted is what runs below the interpreter's function apply(), which nobody else calls.
+            # Counted is what runs within the interpreter's apply(), which nobody else calls.
             launcher = os.path.join(self._counts, "valgrind")
             shutil.copy("/usr/bin/valgrind.bin", launcher)
             command += ["--readable", VALGRIND, "--writable", self._counts]
