@@ -44,11 +44,6 @@ class Check(unittest.TestCase):
         self.assertIn(", duo4kse:\n  normal  Sound\n", result.stdout)
         self.assertTrue(result.stdout.endswith("\nNo errors and no warnings on 15 models.\n"))
 
-    def test_warnings_alone_end_with_0(self):
-        result = self.check(news=NEWS.replace("Sound", "F\xc3\xbcr alle"))
-        self.assertEqual(result.status, 0, result)
-        self.assertTrue(result.stdout.endswith("\nNo errors and 1 warning on 15 models.\n"))
-
     def test_errors_end_with_1_after_every_problem(self):
         result = self.check("--model", "duo2", news=NEWS.replace("</news>", "<update/>\n</news>"),
                             statistics="clear-hd;3\nSKINS\nother\n")

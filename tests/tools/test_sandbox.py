@@ -1,11 +1,9 @@
 """tools/sandbox: what a command sees in there, and that nothing of it comes out."""
 
-import contextlib
 import os
 import pty
 import select
 import signal
-import socket
 import subprocess
 import time
 import unittest
@@ -51,15 +49,6 @@ class EitherWay(object):
                              "ls: %s: No such file or directory\n" % here)
         self.assertEqual(self.output("ls -A /etc/opkg /var/lib"), "/etc/opkg:\n\n/var/lib:\n")
 
-    def test_the_tools_are_those_of_a_receiver(self):
-        for line, shown in (
-                ("echo first second | cut -f'0' -d ' '", "first\n"),  # BusyBox takes field 0
-                ("opkg --version | cut -d ' ' -f 1,2", "opkg version\n"),
-                ("python2.7 -c 'import sys; print(sys.maxunicode)'", "65535\n"),
-                ("echo $KELVARO_SANDBOX $KELVARO_ROOT", "%s %s\n" % (self.means, PROJECT)),
-                ("rm /usr/bin/opkg; opkg 2>/dev/null || echo $?", "127\n")):
-            self.assertEqual(self.output(line), shown)
-
     def test_the_environment_is_small_and_the_callers_own_names_get_through(self):
         result = self.sandbox("sh", "-c", "env", KELVARO_EXAMPLE="seen", SECRET="unseen")
         self.assertIn("KELVARO_EXAMPLE=seen\n", result.stdout)
@@ -96,20 +85,6 @@ class EitherWay(object):
                 TMPDIR=here).status, 0)
             time.sleep(1.3)
             self.assertEqual((os.listdir(here), os.listdir(lent)), ([], []))
-
-    def test_standard_input_and_servers_on_loopback_are_the_callers(self):
-        with contextlib.closing(socket.socket()) as server:
-            server.bind(("127.0.0.1", 0))
-            server.listen(1)
-            child = subprocess.Popen(
-                [PROJECT + "/tools/sandbox", "nc", "127.0.0.1", str(server.getsockname()[1])],
-                stdin=subprocess.PIPE, env=dict(os.environ, KELVARO_SANDBOX=self.means))
-            child.stdin.write("text")
-            child.stdin.close()
-            server.settimeout(20)
-            with contextlib.closing(server.accept()[0]) as connection:
-                self.assertEqual(connection.recv(4), "text")
-            child.wait()
 
     def test_a_request_to_end_ends_all_that_runs_and_leaves_nothing(self):
         for number in (signal.SIGTERM, signal.SIGHUP):
