@@ -117,9 +117,9 @@ PyMethodDef functions[] = {
      "libFuzzer make one; it may be None itself. Returns the exit status, or exits."},
     {"tree", tree, METH_VARARGS,
      "tree(document, deepest)\n\n"
-     "Return the compact tree of a news document (a string) as a list of tuples: name, the index\n"
-     "behind the last element below, whether there is a first child whose data matters, its data,\n"
-     "type, require (Unicode or None each). None when the document is left to minidom."},
+     "Return the compact tree of a news document (a string) as a list of tuples: name, one past\n"
+     "the index of the last descendant, whether there is a first child whose data matters, its\n"
+     "data, type, require (Unicode or None each). None when the document is left to minidom."},
     {nullptr, nullptr, 0, nullptr},
 };
 
