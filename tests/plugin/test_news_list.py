@@ -23,7 +23,7 @@ try:
 except ImportError:  # the receivers' interpreters in emulation
     ctypes = None
 
-SEEDS = os.path.join(ROOT, "tools", "fuzz", "seeds", "document")
+SEEDS = os.path.join(ROOT, "tools", "fuzz", "seeds")
 MODELS = ["duo2", "duo2", "uno4kse", "solo", "", u"duo2", "d\xfco2", None, 7]
 
 
