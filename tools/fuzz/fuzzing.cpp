@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "document.h"
@@ -78,7 +79,7 @@ Ref listOfElements(const Document& document) {
   for (std::uint32_t index = 0; index < document.size(); ++index) {
     const Document::Element& element = document[index];
     Ref members = Ref::take(Py_BuildValue(
-        "(sINNNN)", nameOf(element.tag), element.end,
+        "(sINNNN)", nameOf(element.tag).text(), element.end,
         PyBool_FromLong(static_cast<long>(element.firstChild != Document::FirstChild::kNone)),
         unicodeOrNone(document.data(element)), unicodeOrNone(document.type(element)),
         unicodeOrNone(document.require(element))));
@@ -102,8 +103,8 @@ PyObject* tree(PyObject* /*self*/, PyObject* args) {
     const bool whole = document.read(copy.get(), static_cast<std::size_t>(size),
                                      static_cast<std::size_t>(deepest));
     return whole ? listOfElements(document).release() : Py_BuildValue("");
-  } catch (const python::PythonError& thrown) {
-    thrown.restore();
+  } catch (python::PythonError& thrown) {
+    std::move(thrown).restore();
     return nullptr;
   }
 }
