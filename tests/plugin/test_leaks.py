@@ -58,13 +58,16 @@ class Walks(unittest.TestCase):
         path = os.path.join(directory, "Kelvaro.so")
         shutil.copy(twins.MODULE, path)
 
-        def attempt(fail_at):
-            return record_import(lambda: imp.load_dynamic("Kelvaro", path), fail_at=fail_at)
+        def check(error, **how):
+            def attempt():
+                return record_import(lambda: imp.load_dynamic("Kelvaro", path), **how)
+            self.assertEqual(attempt().outcomes[0][0], error)
+            self.assertIsNone(leaks.loss(attempt), how)
         operations = len(record_import(twins.load_model).log)
         self.assertGreater(operations, 60)
-        for fail_at in sampled(range(1, operations + 1)):
-            self.assertEqual(attempt(fail_at).outcomes[0][0], "InjectedRuntimeError")
-            self.assertIsNone(leaks.loss(lambda: attempt(fail_at)), fail_at)
+        for fail_at in sampled(range(1, operations)) + [operations]:  # when functions are there
+            check("InjectedRuntimeError", fail_at=fail_at)
+        check("TypeError", changes={"Screens.Screen": {"Screen": 5}})
 
 
 class Freed(ReceiverTest):

@@ -234,6 +234,16 @@ def quietly(thing, **attributes):
     return thing
 
 
+class Rows(list):
+    """A list of which each step of a loop over it is noted."""
+
+    def __iter__(self):
+        note("iterate", self)
+        for row in list.__iter__(self):
+            note("next row")
+            yield row
+
+
 class Callbacks(list):
     """A host's list of callbacks."""
 
@@ -411,7 +421,7 @@ class RecordedFile(Recorded):
 
     def readlines(self, *args):
         note("readlines", self, args)
-        return self._take().splitlines(True)
+        return Rows(self._take().splitlines(True))
 
     def write(self, data):
         note("write", self, data)
@@ -528,7 +538,7 @@ class Node(object):
         if isinstance(value, xml.dom.minidom.Node):
             return Node(value)
         if isinstance(value, xml.dom.minidom.NodeList):
-            return [Node(member) for member in value]
+            return Rows([Node(member) for member in value])
         return value
 
 

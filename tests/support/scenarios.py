@@ -168,6 +168,26 @@ def popular_packages_of_empty_statistics(case):
     case.press(browser(case), "keyYellow")
 
 
+class Statistics(recording.Widget):
+    split = recording.operation("split", recording.Rows(["EXTENSIONS", "a;1", "SKINS", "b;2"]))
+
+
+def popular_packages_in_rows(case):
+    """Each step of the loops can fail."""
+    case.replace(getDownloadStats=recording.function("getDownloadStats", Statistics()),
+                 getInstalled=recording.function("getInstalled", recording.Rows(["b"])))
+    case.press(browser(case), "keyYellow")
+
+
+def news_in_rows(case):
+    rows = recording.Rows
+    news = rows([(u"A", rows([(u"i", rows([u"d", u"e"])), (None, rows())]), "info")] * 2)
+    case.replace(load_cache=recording.function("load_cache", news),
+                 parse_xml=recording.function("parse_xml", 1))
+    case.press(browser(case), "createMenu")
+    case.press(case.call("ZirkUpdateInfo", recording.Session()), "getNews")
+
+
 def browser_without_an_index(case):
     case.recorder.answers["getIndex"] = None
     case.press(browser(case), "runMenuEntry")
@@ -283,9 +303,10 @@ def notifier_calls_itself(case):
 FIXED = FUNCTIONS + [
     browser_opens, browser_shows_news, status_of(2), status_of(3), status_of(4),
     popular_packages, popular_packages_without_statistics, popular_packages_of_empty_statistics,
-    browser_without_an_index, detail_of_the_last_entry, detail_opens, detail_opens_with_updates,
-    detail_shows_news, detail_lists_updates, detail_calls_its_callbacks, notifier_checks,
-    notifier_finds_nothing, notifier_asks, notifier_stays_silent, notifier_calls_itself,
+    popular_packages_in_rows, news_in_rows, browser_without_an_index, detail_of_the_last_entry,
+    detail_opens, detail_opens_with_updates, detail_shows_news, detail_lists_updates,
+    detail_calls_its_callbacks, notifier_checks, notifier_finds_nothing, notifier_asks,
+    notifier_stays_silent, notifier_calls_itself,
 ]
 
 STATUSES = [status_of(code) for code in (0, 1, -1, 5, None, "2", 2.0, 2.5, True, [], recording)]
