@@ -7,7 +7,6 @@ prints the scenario with its seed and failure; `twins.run` repeats it.
 import __builtin__
 import collections
 import dis
-import inspect
 import os
 import random
 import re
@@ -23,7 +22,6 @@ from tests.support.sampling import sampled
 from tests.support.twins import Comparison, ERRORS, default_encoding
 
 SEEDS = sampled(range(150))
-ARGUMENT_SEEDS = sampled(range(60))
 
 
 class Agreement(unittest.TestCase):
@@ -187,72 +185,6 @@ class NamesAgree(Agreement):
             os.system, os.mkdir = saved
 
 
-class ArgumentsAgree(Agreement):
-    """Too few, too many, doubled, unknown and odd arguments, however a function is reached."""
-
-    def arguments(self, rng, names):
-        """Random positional and keyword arguments for a function with these parameters."""
-        positional = [rng.choice([None, 0, "", "text", ("x", "skins")])
-                      for _ in range(rng.randint(0, len(names) + 2))]
-        keywords = {}
-        for _ in range(rng.choice([0, 0, 1, 1, 2, 3])):
-            keywords[rng.choice(names + ["unknown", u"f_name", u"\xe4", 1, None])] = rng.choice(
-                [None, 0, "text"])
-        return positional, keywords
-
-    def compare(self, reach, name, seed):
-        def scenario(case):
-            names = inspect.getargspec(model_functions()[name]).args
-            positional, keywords = self.arguments(random.Random(seed), names)
-            function_ = reach(case)
-            case.do(lambda: function_(*positional, **keywords))
-        scenario.__name__ = "%s with arguments of seed %d" % (name, seed)
-        self.agree(self.comparison.case(scenario))
-
-    def test_of_module_functions(self):
-        for name in sorted(model_functions()):
-            if "." not in name:
-                for seed in ARGUMENT_SEEDS:
-                    self.compare(lambda case: getattr(case.module, name), name, seed)
-
-    def test_of_methods_of_an_object(self):
-        def reach(case):
-            class_ = getattr(case.module, class_name)
-            thing = class_.__new__(class_) if isinstance(class_, type) else class_()
-            return getattr(thing, method_name)
-        for name in sorted(model_functions()):
-            if "." in name:
-                class_name, method_name = name.split(".")
-                for seed in ARGUMENT_SEEDS:
-                    self.compare(reach, name, seed)
-
-    def test_of_constructors(self):
-        for class_name in ("AllNews", "ZirkUpdateInfo"):
-            for seed in ARGUMENT_SEEDS:
-                self.compare(lambda case: getattr(case.module, class_name),
-                             class_name + ".__init__", seed)
-        for arguments in ((), (1,), (1, 2)):
-            self.agree(self.comparison.case(
-                lambda case: case.do(case.module.UpdateNotification, *arguments)))
-
-    def test_of_methods_of_a_class(self):
-        def reach(case):
-            class_ = getattr(case.module, class_name)
-            method = getattr(class_, method_name)
-            first = random.Random(seed).choice(["own", "none", "other"])
-            if first == "own":
-                thing = class_.__new__(class_) if isinstance(class_, type) else class_()
-                return lambda *args, **kwargs: method(thing, *args, **kwargs)
-            if first == "other":
-                return lambda *args, **kwargs: method("other", *args, **kwargs)
-            return method
-        for name in sorted(model_functions()):
-            if "." in name:
-                class_name, method_name = name.split(".")
-                for seed in ARGUMENT_SEEDS:
-                    self.compare(reach, name, seed)
-
-
 class ClassesAgree(Agreement):
     """What can be seen of functions and classes, and how subclasses take part."""
 
@@ -374,16 +306,6 @@ class RealFilesAgree(Agreement):
                 case.call("load_cache")
             self.case(body)
 
-    def test_cache_in_a_new_directory_and_below_a_missing_one(self):
-        for place in (("new", "cache"), ("new", "er", "cache"), ("",), ("file", "cache")):
-            def body(case):
-                with open(os.path.join(self.directory, "file"), "w"):
-                    pass
-                case.replace(cache_file=os.path.join(self.directory, *place))
-                case.call("write_cache", scenarios.NEWS)
-                case.call("load_cache")
-            self.case(body)
-
     def test_cache_that_is_no_pickle(self):
         for content in ("", "x", "\x80\x02]q\x01.", "\x80\x02", "cos\nsystem\n.", "N.rest"):
             def body(case):
@@ -395,17 +317,6 @@ class RealFilesAgree(Agreement):
     def test_cache_that_cannot_be_pickled(self):
         for data in (lambda: None, [u"a", os], [object, (i for i in "ab")]):
             self.case(lambda case: case.call("write_cache", data))
-
-    def test_installed_packages(self):
-        for content in ("a\nb\n", "", "a", "a\r\n\nb\0c\n"):
-            def body(case):
-                with open(os.path.join(self.directory, "list"), "wb") as packages:
-                    packages.write(content)
-                listing = os.path.join(self.directory, "list")
-                case.replace(system=lambda command: os.rename(
-                    listing, case.module.packageinstalledfile))
-                case.call("getInstalled")
-            self.case(body)
 
     def test_listings(self):
         for seed in SEEDS:
