@@ -23,10 +23,10 @@ COUNTS = hasattr(sys, "gettotalrefcount")
 #: What other interpreters count the references to.
 SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
 
-#: How often there may be more than before until that is a leak, for caches fill. First with the
-#: quick collection, that of the youngest objects; then with the whole one, which also gives back
-#: the freed objects that the interpreter keeps for new ones.
-GENERATIONS = [0] * 4 + [2] * 40
+#: How often there may be more than before until that is a leak, for caches fill: with the quick
+#: collection, that of the youngest objects; and with the whole one, which also gives back the freed
+#: objects that the interpreter keeps for new ones.
+QUICK, WHOLE = 4, 40
 
 
 def once(reason):
@@ -52,24 +52,31 @@ def totals(generation):
 def loss(call):
     """Call again and again; return what each call leaves behind, as text, or None.
 
-    A call that once leaves no more than it found has lost nothing: what is lost each time shows
-    each time. With the whole collection it takes two calls in a row: the first may give back what
-    earlier calls have left, and so hide what one loses.
+    What is lost each time shows each time: a call that once leaves no more than it found has lost
+    nothing. With the whole collection three calls together have to: one may give back what earlier
+    calls have left, and so hide what it loses.
     """
-    clean = 0
     gc.disable()
     try:
-        for generation in GENERATIONS:
-            before = totals(generation)
+        for _ in range(QUICK):
+            before = totals(0)
             call()
-            after = totals(generation)
-            clean = clean + 1 if after[0] <= before[0] and after[1] <= before[1] else 0
-            if clean and (clean > 1 or generation == 0):
+            if not is_more(totals(0), before):
                 return None
+        seen = [totals(2) for _ in range(WHOLE)]  # made first: they take memory themselves
+        for number in range(WHOLE):
+            seen[number][:] = totals(2)
+            if any(not is_more(seen[number], before) for before in seen[:max(0, number - 2)]):
+                return None
+            call()
     finally:
         gc.enable()
     return "leaves %d references and %d %s more each time" % (
-        after[0] - before[0], after[1] - before[1], "bytes" if COUNTS else "objects")
+        seen[-1][0] - seen[-2][0], seen[-1][1] - seen[-2][1], "bytes" if COUNTS else "objects")
+
+
+def is_more(after, before):
+    return after[0] > before[0] or after[1] > before[1]
 
 
 def descriptors():
@@ -120,7 +127,7 @@ class LeakCheckedTest(unittest.TestCase):
         test()
         self._end()
         text = loss(again)
-        self.setUp()  # what follows a test is still to come
+        self.tearDown = lambda: None  # that is done
         if text is not None:
             self.fail("the test " + text)
 
