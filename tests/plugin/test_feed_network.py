@@ -331,15 +331,11 @@ class Much(FeedTest):
     def check(self, status, pieces):
         for name in ("zirknews.xml", "zirkdlstat.txt"):
             self.feed.fault(name, answer=pieces)
-        before = self.memory()
+        before = leaks.memory()
         self.assertEqual(outcome(self.module.parse_xml), status)
         self.assertGreater(len(self.module.getDownloadStats()), 40 * MEGABYTE)
         gc.collect()
-        self.assertLess(self.memory() - before, 8 * MEGABYTE)
-
-    @staticmethod
-    def memory():
-        return int(read("/proc/self/statm").split()[1]) * os.sysconf("SC_PAGE_SIZE")
+        self.assertLess(leaks.memory() - before, 8 * MEGABYTE)
 
     def test_of_noise_is_no_document(self):
         write(CACHE, FORMER)

@@ -7,11 +7,10 @@ or fails; the server does what it should not. KELVARO_ONE_IN=1 takes a simulated
 
 import collections
 import gc
-import os
 import urlparse
 
 from simulator.feedserver import FeedServer
-from tests.support.leaks import descriptors, once
+from tests.support.leaks import descriptors, memory, once
 from tests.support.network_faults import FAULTS
 from tests.support.receiver import (
     BLUE, LISTING, WAIT, ReceiverTest, configure, document, entry)
@@ -62,9 +61,7 @@ class Soak(ReceiverTest):
         descriptors()  # waits until the feed is at rest
         urlparse.clear_cache()
         gc.collect()
-        with open("/proc/self/statm") as stream:
-            memory = int(stream.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") // 1024
-        return Sample(memory, len(gc.get_objects()), len(self.box.timers()))
+        return Sample(memory() // 1024, len(gc.get_objects()), len(self.box.timers()))
 
     def check(self, number):
         """Let an hour pass: one check, and the question if there are updates."""

@@ -19,6 +19,7 @@ import zlib
 from tests.support.sampling import ONE_IN
 
 COUNTS = hasattr(sys, "gettotalrefcount")
+HOLDS = "faults" in sys.builtin_module_names
 
 #: What other interpreters count the references to.
 SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
@@ -44,9 +45,16 @@ def totals(generation):
     gc.collect(generation)
     if not COUNTS:
         return array.array("l", (sum(map(sys.getrefcount, SHARED)), len(gc.get_objects())))
-    held = __import__("faults").held() if "faults" in sys.builtin_module_names else 0
     # Not a list: it would hold references itself.
-    return array.array("l", (sys.gettotalrefcount(), held))
+    return array.array("l", (sys.gettotalrefcount(), memory() if HOLDS else 0))
+
+
+def memory():
+    """Return the bytes that the process holds; where it can't tell, those resident."""
+    if HOLDS:
+        return __import__("faults").held()
+    with open("/proc/self/statm") as stream:
+        return int(stream.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
 
 def loss(call):
