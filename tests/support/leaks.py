@@ -1,6 +1,6 @@
 """Whether what is done again and again leaves something behind.
 
-A debug interpreter counts all references, and the one made of python.cpp the bytes held, too;
+A debug interpreter counts all references, and the one with AddressSanitizer the bytes held, too;
 there LeakCheckedTest repeats its tests, one in ONE_IN of them, until they leave both as they were.
 Everywhere it looks at open files and child processes. Where references are not counted, `loss`
 counts those to what is used everywhere, and the objects that the garbage collector knows.
@@ -19,7 +19,6 @@ import zlib
 from tests.support.sampling import ONE_IN
 
 COUNTS = hasattr(sys, "gettotalrefcount")
-HOLDS = "faults" in sys.builtin_module_names
 
 #: What other interpreters count the references to.
 SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
@@ -46,15 +45,18 @@ def totals(generation):
     if not COUNTS:
         return array.array("l", (sum(map(sys.getrefcount, SHARED)), len(gc.get_objects())))
     # Not a list: it would hold references itself.
-    return array.array("l", (sys.gettotalrefcount(), memory() if HOLDS else 0))
+    return array.array("l", (sys.gettotalrefcount(), held()))
+
+
+def held():
+    """Return the bytes that the process holds; 0 where nobody counts them."""
+    return __import__("faults").held() if "faults" in sys.builtin_module_names else 0
 
 
 def memory():
-    """Return the bytes that the process holds; where it can't tell, those resident."""
-    if HOLDS:
-        return __import__("faults").held()
+    """Return the bytes that the process holds, or where nobody counts them, those resident."""
     with open("/proc/self/statm") as stream:
-        return int(stream.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+        return held() or int(stream.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
 
 def loss(call):
