@@ -10,8 +10,9 @@
 namespace kelvaro {
 namespace {
 
-using python::operator""_s;
-constexpr python::Str kNames[] = {"update"_s, "title"_s, "item"_s, "itemtext"_s, "description"_s};
+using namespace python;
+
+constexpr Str kNames[] = {"update"_s, "title"_s, "item"_s, "itemtext"_s, "description"_s};
 constexpr std::size_t kDeepest = 256;  // elements open at a time
 
 bool isAscii(const char* text) {
@@ -35,7 +36,7 @@ bool isWide(const char* bytes, std::size_t size) {
 
 }  // namespace
 
-python::Str nameOf(Tag tag) { return kNames[static_cast<std::size_t>(tag)]; }
+Str nameOf(Tag tag) { return kNames[static_cast<std::size_t>(tag)]; }
 
 template <typename Item>
 bool Document::Array<Item>::reserve(std::size_t more) {

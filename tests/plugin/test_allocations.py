@@ -29,6 +29,7 @@ import unittest
 
 from tests.support import leaks, recording, scenarios, twins
 from tests.support.importing import record_import
+from tests.support.receiver import ModuleTest
 from tests.support.sampling import ONE_IN
 
 #: One in so many allocations fails; one in so many where that takes a process.
@@ -413,6 +414,13 @@ class Unused(unittest.TestCase):
         directory = twins.directory_for_copies()
         self.addCleanup(shutil.rmtree, directory)
         self.check_walk(ImportWalk(directory))
+
+
+class Foreign(ModuleTest):
+
+    def test_an_exception_of_cpp_is_a_memory_error_of_the_function_that_it_passes(self):
+        self.replace(getZirkVersionString=faults.throw_bad_alloc)
+        self.assertFails(MemoryError, ["getHeader:52"], self.module.getHeader)
 
 
 for _case in (InUse, Unused):

@@ -8,11 +8,14 @@
 //     functions that it calls: none made by code written in Python.
 //   faults.allocations()
 //     How many of them the last call made.
+//   faults.throw_bad_alloc()
+//     Throws the C++ exception, as a host's own C++ code may.
 //   faults.held()
 //     The bytes that the process holds now, as AddressSanitizer counts them; 0 without it.
 
 #include <cerrno>
 #include <cstdlib>
+#include <new>
 
 #include "python/api.h"
 
@@ -84,6 +87,8 @@ PyObject* call(PyObject* /*self*/, PyObject* arguments, PyObject* keywords) {
 
 PyObject* allocations(PyObject* /*self*/, PyObject* /*none*/) { return PyInt_FromLong(watch.seen); }
 
+PyObject* throwBadAlloc(PyObject* /*self*/, PyObject* /*none*/) { throw std::bad_alloc(); }
+
 PyObject* held(PyObject* /*self*/, PyObject* /*none*/) {
 #if defined(__SANITIZE_ADDRESS__)
   return PyInt_FromSize_t(__sanitizer_get_current_allocated_bytes());
@@ -96,6 +101,7 @@ PyMethodDef functions[] = {
     {"call", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(call)),
      METH_VARARGS | METH_KEYWORDS, nullptr},
     {"allocations", allocations, METH_NOARGS, nullptr},
+    {"throw_bad_alloc", throwBadAlloc, METH_NOARGS, nullptr},
     {"held", held, METH_NOARGS, nullptr},
     {nullptr, nullptr, 0, nullptr},
 };

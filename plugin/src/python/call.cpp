@@ -3,6 +3,9 @@
 #include <frameobject.h>
 #include <traceback.h>
 
+#include <exception>
+#include <new>
+
 namespace python {
 namespace {
 
@@ -31,6 +34,29 @@ PyObject* shared(PyObject* object) {
 }  // namespace
 
 Call* Call::newest_ = nullptr;
+
+PyObject* Call::run(const QualifiedName& name, PyObject* module,
+                    PyObject* (*body)(Call& at, const void* context),
+                    const void* context) noexcept {
+  PythonError error;
+  {
+    Call at(name, module);
+    try {
+      return body(at, context);
+    } catch (PythonError& thrown) {
+      error = std::move(thrown);
+    } catch (const std::bad_alloc&) {
+      PyErr_NoMemory();
+      error = PythonError::fetch();
+    } catch (const std::exception& thrown) {
+      PyErr_SetString(PyExc_SystemError, thrown.what());
+      error = PythonError::fetch();
+    }
+    error = at.failed(std::move(error));
+  }
+  std::move(error).restore();
+  return nullptr;
+}
 
 Call::Call(const QualifiedName& name, PyObject* module)
     : name_(name), module_(Ref::share(module)), globals_(PyModule_GetDict(module)) {

@@ -5,8 +5,6 @@
 #include "python/object.h"
 
 #include <cstddef>
-#include <exception>
-#include <new>
 
 /// Notes the source line of the statement that follows. Before `if`, `for` and `try` it stands on a
 /// line of its own, and these always have braces. An `else if` notes its line in the condition:
@@ -32,27 +30,13 @@ struct QualifiedName {
 class Call {
  public:
   /// Runs `body`, which gets the call and returns a new reference; the exception that leaves it is
-  /// then pending, and the result null. All calls enter here, so no C++ exception gets further.
-  /// `module` keeps the names that the function sees.
+  /// then pending, and the result null. `module` keeps the names that the function sees.
   template <typename Body>
-  static PyObject* enter(const QualifiedName& name, PyObject* module, Body body) noexcept {
-    PythonError error;
-    {
-      Call at(name, module);
-      try {
-        return body(at);
-      } catch (PythonError& thrown) {
-        error = at.failed(std::move(thrown));
-      } catch (const std::bad_alloc&) {
-        PyErr_NoMemory();
-        error = at.failed(PythonError::fetch());
-      } catch (const std::exception& thrown) {
-        PyErr_SetString(PyExc_SystemError, thrown.what());
-        error = at.failed(PythonError::fetch());
-      }
-    }
-    std::move(error).restore();
-    return nullptr;
+  static PyObject* enter(const QualifiedName& name, PyObject* module, const Body& body) noexcept {
+    return run(
+        name, module,
+        [](Call& at, const void* context) { return (*static_cast<const Body*>(context))(at); },
+        &body);
   }
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
@@ -107,6 +91,10 @@ class Call {
 
  private:
   friend class Caught;
+  /// All calls enter here, so no C++ exception gets further.
+  static PyObject* run(const QualifiedName& name, PyObject* module,
+                       PyObject* (*body)(Call& at, const void* context),
+                       const void* context) noexcept;
   Call(const QualifiedName& name, PyObject* module);
   /// Puts back the exception that the caller was handling, if a handler here took its place.
   ~Call();

@@ -26,7 +26,7 @@ FunctionObject* cast(PyObject* self) { return reinterpret_cast<FunctionObject*>(
 
 // The parameter number `index`: its text starts with its name.
 const char* parameter(const Function& function, int index) {
-  const char* text = function.signature.parameters;
+  const char* text = function.signature.parameters();
   for (int comma = 0; comma <= index; ++comma) {
     text = std::strchr(text, ',') + std::strlen(", Local ");
   }
@@ -201,7 +201,7 @@ PyObject* getName(PyObject* self, void* /*closure*/) {
 }
 
 PyObject* getDoc(PyObject* self, void* /*closure*/) {
-  return PyString_FromString(cast(self)->row->signature.doc);
+  return PyString_FromString(cast(self)->row->signature.doc());
 }
 
 PyGetSetDef properties[] = {

@@ -24,6 +24,7 @@
 #include "python/object.h"
 
 #include <cstddef>
+#include <cstring>
 
 namespace python {
 
@@ -33,22 +34,20 @@ using At = Call&;
 /// Begins a function: the line of its `def`, its name ("init" stands for "__init__"), its
 /// parameters with their defaults, which are constants, and its docstring. A table takes it as
 /// FUNCTION(name).
-#define DEF(line, name, parameters, doc)                                      \
-  constexpr python::Signature name##Signature{line, #name, #parameters, doc}; \
+#define DEF(line, name, parameters, doc)                                              \
+  constexpr python::Signature name##Signature{line, #name "\0" #parameters "\0" doc}; \
   python::Value name parameters
 #define FUNCTION(name) \
   { name##Signature, name }
 
-/// What a function is called and takes. `parameters` is the C++ text in parentheses.
+/// What a function is called and takes.
 struct Signature {
   int line;
-  const char* called;
-  const char* parameters;
-  const char* doc;
+  const char* texts;  // three, each with its NUL: name, parameters as C++ has them, docstring
 
-  constexpr const char* name() const {
-    return called[0] == 'i' && called[1] == 'n' && called[4] == '\0' ? "__init__" : called;
-  }
+  const char* name() const { return std::strcmp(texts, "init") == 0 ? "__init__" : texts; }
+  const char* parameters() const { return texts + std::strlen(texts) + 1; }
+  const char* doc() const { return parameters() + std::strlen(parameters()) + 1; }
 };
 
 /// What a function does: the body behind its signature, by the number of its parameters.
