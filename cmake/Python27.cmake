@@ -3,10 +3,12 @@
 # KELVARO_PYTHON_INCLUDE, the directory of a Python 2.7's headers, is all that is needed, and then no
 # interpreter runs: for cross builds. When it is empty, KELVARO_PYTHON, the path of an interpreter,
 # says where its headers are; when that is empty too, tools/python27 supplies one, for the processor
-# KELVARO_TARGET (empty: this machine's), or with KELVARO_DEBUG_PYTHON its debug interpreter. Stops with a sentence when the interpreter is not a UCS-2
-# Python 2.7. Headers of another Python stop the compiler (plugin/src/python/api.h).
+# KELVARO_TARGET (empty: this machine's), or with KELVARO_DEBUG_PYTHON its debug interpreter. Sets
+# KELVARO_INTERPRETER to its path; for KELVARO_TARGET there is a link to it in the build directory.
+# Stops with a sentence when the interpreter is not a UCS-2 Python 2.7. Headers of another Python stop
+# the compiler (plugin/src/python/api.h).
 
-# kelvaro_find_headers(VARIABLE): sets VARIABLE to the directory of KELVARO_PYTHON's headers.
+# kelvaro_find_headers(VARIABLE): sets VARIABLE to the directory of the interpreter's headers.
 function(kelvaro_find_headers variable)
   if(NOT KELVARO_PYTHON)
     set(target "")
@@ -40,6 +42,10 @@ function(kelvaro_find_headers variable)
                         "characters up to U+${maxunicode}: name a Python 2.7 interpreter (UCS-2 "
                         "build).")
   endif()
+  if(KELVARO_TARGET)
+    file(CREATE_LINK "${KELVARO_PYTHON}" "${CMAKE_BINARY_DIR}/python2.7" SYMBOLIC)
+  endif()
+  set(KELVARO_INTERPRETER "${KELVARO_PYTHON}" PARENT_SCOPE)
   set(${variable} "${include}" PARENT_SCOPE)
 endfunction()
 

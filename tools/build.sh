@@ -1,44 +1,91 @@
-# shellcheck shell=bash
-# What ./run and ./test have in common: the packages, the interpreter and the built module.
-# For scripts that source this file; it sources tools/packages.sh.
+#!/usr/bin/env bash
+# Builds the module for PRESETs of CMakePresets.json, with everything set up that this needs.
+#
+# Usage: tools/build.sh PRESET...      or, for its functions, in a script: source tools/build.sh
+#
+# Exit status: 0; 1 when the module can't be built; 2 when a tool can't be installed.
 
 # shellcheck source=tools/packages.sh
 source "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
 
+# What a preset needs, the interpreter's own build aside.
+declare -Ar packages_of=(
+  [native]="g++ cmake ninja-build gettext busybox bubblewrap proot"
+  [debug]="g++ cmake ninja-build gettext binutils"
+  [asan]="g++ cmake ninja-build gettext binutils"
+  [coverage]="g++ cmake ninja-build gettext binutils"
+  [fuzz]="clang libclang-rt-dev llvm cmake ninja-build gettext"
+  [mips32el]="g++-mipsel-linux-gnu qemu-user cmake ninja-build gettext binutils"
+  [armhf]="g++-arm-linux-gnueabihf qemu-user cmake ninja-build gettext binutils")
+
+# build_preset PROJECT PRESET [OPTION...]
+#
+# Installs what is missing of the packages that it needs, configures with the OPTIONs of CMake and
+# builds. Builds of one preset wait for each other. A build directory that came with a copied or
+# renamed checkout starts afresh, since CMake refuses it. Exits as described above; shows the
+# compiler's words when the module can't be built.
+build_preset() {
+  local project=$1 preset=$2 directory=$1/build/$2 made_for log
+  shift 2
+  # shellcheck disable=SC2086
+  need_packages ${packages_of[$preset]}
+  mkdir -p "$project/build"
+  log=$(mktemp)
+  {
+    if ! flock --nonblock 8; then
+      echo "Another build is at work in $directory; waiting for it" >&2
+      flock 8
+    fi
+    if [[ -e $directory/CMakeCache.txt ]]; then
+      made_for=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$directory/CMakeCache.txt")
+      if [[ $made_for != "$project" ]]; then
+        echo "$directory was made for $made_for: starting it afresh" >&2
+        rm -rf "$directory"
+      fi
+    fi
+    if [[ $preset =~ ^(native|fuzz)$ ]]; then
+      KELVARO_PYTHON=$("$project/tools/python27") || exit 2
+      set -- -DKELVARO_PYTHON="$KELVARO_PYTHON" "$@"
+    fi
+    if ! (cd "$project" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset") \
+      >"$log" 2>&1 8>&-; then
+      cat "$log" >&2
+      rm -f "$log"
+      echo "The module could not be built for the preset $preset: see the messages above." >&2
+      exit 1
+    fi
+  } 8>"$directory.lock"
+  rm -f "$log"
+}
+
 # build_module PROJECT [PACKAGE...]
 #
-# Installs what is missing of the packages that building and running need, and of the PACKAGEs;
-# makes the interpreter; builds PROJECT/build/native/Kelvaro.so, and the catalogues of plugin/po/ into
-# PROJECT/build/locale/. Sets and exports KELVARO_PYTHON, the path of the interpreter. Says on
-# standard error what takes long. Exits with status 2 when a tool can't be had, with 1 and the
-# compiler's words when the module can't be built.
+# Installs the PACKAGEs with what the build needs; builds PROJECT/build/native/Kelvaro.so, and the
+# catalogues of plugin/po/ into PROJECT/build/locale/. Sets and exports KELVARO_PYTHON, the path of the
+# interpreter. Says on standard error what takes long. Exits as build_preset does.
 build_module() {
-  local project=$1 catalogue
+  local project=$1 catalogue compiled
   shift
-  need_packages g++ cmake ninja-build busybox bubblewrap proot gettext "$@"
+  # shellcheck disable=SC2086
+  need_packages ${packages_of[native]} "$@"
   KELVARO_PYTHON=$("$project/tools/python27") || exit 2
   export KELVARO_PYTHON
   if [[ ! -e $project/build/native/Kelvaro.so ]]; then
     echo "Building the module" >&2
   fi
-  build_preset "$project" native -DKELVARO_PYTHON="$KELVARO_PYTHON"
+  build_preset "$project" native
 
   mkdir -p "$project/build/locale"
   for catalogue in "$project"/plugin/po/*.po; do
-    msgfmt --output-file="$project/build/locale/$(basename "$catalogue" .po).mo" "$catalogue"
+    compiled=$project/build/locale/$(basename "$catalogue" .po).mo
+    msgfmt --output-file="$compiled.$$" "$catalogue"
+    mv "$compiled.$$" "$compiled" # in one step, since others may read it
   done
 }
 
-# build_preset PROJECT PRESET [OPTION...]
-#
-# Configures with CMake's OPTIONs and builds a preset. Exits with status 1, after the compiler's words
-# on standard error, when that fails.
-build_preset() {
-  local project=$1 preset=$2 words
-  if ! words=$(cd "$project" && cmake --preset "$preset" "${@:3}" 2>&1 &&
-    cmake --build --preset "$preset" 2>&1); then
-    echo "$words" >&2
-    echo "The module could not be built (preset $preset): see the messages above." >&2
-    exit 1
-  fi
-}
+if [[ ${BASH_SOURCE[0]} == "$0" ]]; then
+  set -euo pipefail
+  for preset; do
+    build_preset "$(dirname "$(dirname "$(realpath "$0")")")" "$preset"
+  done
+fi

@@ -68,6 +68,12 @@ class Check(unittest.TestCase):
 
 class Test(unittest.TestCase):
 
+    def test_the_last_line_counts_the_tests_that_were_asked_for(self):
+        result = run("./test", "Test.test_a_wrong_option")
+        self.assertEqual((result.status, result.stdout.splitlines()[-1]), (0, "1 passed, 0 failed"))
+        result = run("./test", "no_such_test")
+        self.assertEqual((result.status, result.stdout.splitlines()[-1]), (1, "0 passed, 1 failed"))
+
     def test_a_wrong_option_gets_usage_and_2(self):
         result = run("./test", "--abacus")
         self.assertEqual((result.status, result.stdout), (2, ""))
