@@ -59,12 +59,13 @@ def tests_in(suite):
 
 def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__.split(":")[0])
-    parser.add_argument("--one-in", default="1", metavar="N")
+    parser.add_argument("--one-in", metavar="N")
     parser.add_argument("file", metavar="FILE")
     parser.add_argument("patterns", nargs="*", metavar="PATTERN")
     options = parser.parse_args(arguments)
     patterns = options.patterns or os.environ.pop("KELVARO_TESTS", "").splitlines()
-    os.environ.setdefault("KELVARO_ONE_IN", options.one_in)
+    if options.one_in:
+        os.environ.setdefault("KELVARO_ONE_IN", options.one_in)
 
     sys.path[0] = PROJECT  # this script's own directory until now
     module = importlib.import_module(options.file[:-len(".py")].replace("/", "."))
