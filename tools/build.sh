@@ -25,7 +25,7 @@ declare -Ar packages_of=(
 # renamed checkout starts afresh, since CMake refuses it. Exits as described above; shows the
 # compiler's words when the module can't be built.
 build_preset() {
-  local project=$1 preset=$2 directory=$1/build/$2 made_for log
+  local project=$1 preset=$2 directory=$1/build/$2 made_for interpreter log
   shift 2
   # shellcheck disable=SC2086
   need_packages ${packages_of[$preset]}
@@ -44,8 +44,8 @@ build_preset() {
       fi
     fi
     if [[ $preset =~ ^(native|fuzz)$ ]]; then
-      KELVARO_PYTHON=$("$project/tools/python27") || exit 2
-      set -- -DKELVARO_PYTHON="$KELVARO_PYTHON" "$@"
+      interpreter=$("$project/tools/python27") || exit 2
+      set -- -DKELVARO_PYTHON="$interpreter" "$@"
     fi
     if ! (cd "$project" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset") \
       >"$log" 2>&1 8>&-; then

@@ -1,4 +1,3 @@
-# Interpreter: debug
 """Memory that cannot be had ends in MemoryError, in an operation's own failure, or in success.
 
 Every walk is run with its first allocation failing, then with its second, and so on until none is
