@@ -21,9 +21,10 @@ declare -Ar packages_of=(
 # build_preset PROJECT PRESET [OPTION...]
 #
 # Installs what is missing of the packages that it needs, configures with the OPTIONs of CMake and
-# builds. Builds of one preset wait for each other. A build directory that came with a copied or
-# renamed checkout starts afresh, since CMake refuses it. Exits as described above; shows the
-# compiler's words when the module can't be built.
+# builds. Builds of one preset wait for each other. A build directory starts afresh that came with a
+# copied or renamed checkout, since CMake refuses it, or whose toolchain file has changed, since CMake
+# would keep the former options. Exits as described above; shows the compiler's words when the module
+# can't be built.
 build_preset() {
   local project=$1 preset=$2 directory=$1/build/$2 made_for interpreter log
   shift 2
@@ -40,6 +41,9 @@ build_preset() {
       made_for=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$directory/CMakeCache.txt")
       if [[ $made_for != "$project" ]]; then
         echo "$directory was made for $made_for: starting it afresh" >&2
+        rm -rf "$directory"
+      elif [[ $project/cmake/$preset.cmake -nt $directory/CMakeCache.txt ]]; then
+        echo "$directory was made with other options: starting it afresh" >&2
         rm -rf "$directory"
       fi
     fi

@@ -261,6 +261,7 @@ class ReadOnly(Unwritable):
         self.protect()
         self.fails(OSError, errno.EROFS, ["getInstalled:48"], self.module.getInstalled)
 
+
 if ctypes is None:
     del ReadOnly
 

@@ -382,8 +382,10 @@ with FeedServer("/tmp") as server:
     def test_in_an_attribute_end_like_a_document_that_is_not_well_formed(self):
         self.check(bomb(4, 100000, in_attribute=True), 100, "3")
 
+
 if leaks.COUNTS:
     del Bombs  # the debug interpreters need more memory than that
+
 
 if __name__ == "__main__":
     unittest.main()

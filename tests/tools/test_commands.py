@@ -69,7 +69,7 @@ class Check(unittest.TestCase):
 class Test(unittest.TestCase):
 
     def test_the_last_line_counts_the_tests_that_were_asked_for(self):
-        result = run("./test", "Test.test_a_wrong_option")
+        result = run("./test", "tests/tools/test_commands.py Test.test_a_wrong")
         self.assertEqual((result.status, result.stdout.splitlines()[-1]), (0, "1 passed, 0 failed"))
         result = run("./test", "no_such_test")
         self.assertEqual((result.status, result.stdout.splitlines()[-1]), (1, "0 passed, 1 failed"))
