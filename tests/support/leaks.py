@@ -60,23 +60,25 @@ def memory():
 
 
 def loss(call):
-    """Call again and again; return what each call leaves behind, as text, or None.
+    """Call again and again; return what each call leaves behind or takes, as text, or None.
 
-    What is lost each time shows each time: a call that once leaves no more than it found has lost
+    What is lost each time shows each time: a call that once leaves as much as it found has lost
     nothing. With the whole collection three calls together have to: one may give back what earlier
     calls have left, and so hide what it loses.
     """
     gc.disable()
     try:
+        before = after = totals(0)
         for _ in range(QUICK):
             before = totals(0)
             call()
-            if not is_more(totals(0), before):
+            after = totals(0)  # on a line of its own: what an expression holds is counted, too
+            if same(before, after):
                 return None
         seen = [totals(2) for _ in range(WHOLE)]  # made first: they take memory themselves
         for number in range(WHOLE):
             seen[number][:] = totals(2)
-            if any(not is_more(seen[number], before) for before in seen[:max(0, number - 2)]):
+            if any(same(before, seen[number]) for before in seen[:max(0, number - 2)]):
                 return None
             call()
     finally:
@@ -85,8 +87,9 @@ def loss(call):
         seen[-1][0] - seen[-2][0], seen[-1][1] - seen[-2][1], "bytes" if COUNTS else "objects")
 
 
-def is_more(after, before):
-    return after[0] > before[0] or after[1] > before[1]
+def same(before, after):
+    """Tell whether there are as many references, and as many bytes or objects, or fewer."""
+    return after[0] == before[0] and after[1] <= before[1]
 
 
 def descriptors():
