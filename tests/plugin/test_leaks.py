@@ -13,7 +13,7 @@ import sys
 import unittest
 import weakref
 
-from tests.support import leaks, scenarios, twins
+from tests.support import leaks, recording, scenarios, twins
 from tests.support.importing import record_import
 from tests.support.receiver import BLUE, CACHE, ReceiverTest, document, entry
 from tests.support.sampling import sampled
@@ -27,7 +27,10 @@ class Walks(unittest.TestCase):
     """The module alone goes through what the comparisons with the model go through."""
 
     def check(self, scenario, **how):
-        loss = leaks.loss(lambda: twins.run(twins.module(), scenario, **how))
+        module = twins.module().module
+        watched = [value for owner in (module, module.AllNews, module.ZirkUpdateInfo)
+                   for value in vars(owner).values()]
+        loss = leaks.loss(lambda: twins.run(twins.module(), scenario, **how), watched)
         if loss is not None:
             self.fail("%s, %s: %s" % (scenario.__name__, twins.describe_how(how), loss))
 
@@ -53,6 +56,10 @@ class Walks(unittest.TestCase):
                 case.press(case.module.update_notification, "setSession", *args, **kwargs)
         self.check(scenario)
 
+    def test_without_builtins_leave_nothing(self):
+        for scenario in scenarios.FUNCTIONS:
+            self.check(scenario, replaced="__builtins__", by=None)
+
     def test_of_failing_imports_leave_nothing(self):
         directory = twins.directory_for_copies()
         self.addCleanup(shutil.rmtree, directory)
@@ -63,7 +70,8 @@ class Walks(unittest.TestCase):
             def attempt():
                 return record_import(lambda: imp.load_dynamic("Kelvaro", path), **how)
             self.assertEqual(attempt().outcomes[0][0], error)
-            self.assertIsNone(leaks.loss(attempt), how)
+            self.assertIsNone(leaks.loss(attempt, watched), how)
+        watched = [value for names in recording.HOST_MODULES.values() for value in names.values()]
         operations = len(record_import(twins.load_model).log)
         self.assertGreater(operations, 60)
         for fail_at in sampled(range(1, operations)) + [operations]:  # when functions are there

@@ -20,7 +20,7 @@ from tests.support.sampling import ONE_IN
 
 COUNTS = hasattr(sys, "gettotalrefcount")
 
-#: What other interpreters count the references to.
+#: What other interpreters count the references to, besides what a test names.
 SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
 
 #: How often there may be more than before until that is a leak, for caches fill: with the quick
@@ -37,13 +37,13 @@ def once(reason):
     return decorate
 
 
-def totals(generation):
+def totals(generation, watched):
     """Return the references and the bytes that the process has, after collecting garbage."""
     sys.exc_clear()
     urlparse.clear_cache()
     gc.collect(generation)
     if not COUNTS:
-        return array.array("l", (sum(map(sys.getrefcount, SHARED)), len(gc.get_objects())))
+        return array.array("l", (sum(map(sys.getrefcount, SHARED + watched)), len(gc.get_objects())))
     # Not a list: it would hold references itself.
     return array.array("l", (sys.gettotalrefcount(), held()))
 
@@ -59,25 +59,28 @@ def memory():
         return held() or int(stream.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 
 
-def loss(call):
+def loss(call, watched=()):
     """Call again and again; return what each call leaves behind or takes, as text, or None.
+
+    watched: objects to which references are counted where not all are.
 
     What is lost each time shows each time: a call that once leaves as much as it found has lost
     nothing. With the whole collection three calls together have to: one may give back what earlier
     calls have left, and so hide what it loses.
     """
+    watched = list(watched)
     gc.disable()
     try:
-        before = after = totals(0)
+        before = after = totals(0, watched)
         for _ in range(QUICK):
-            before = totals(0)
+            before = totals(0, watched)
             call()
-            after = totals(0)  # on a line of its own: what an expression holds is counted, too
+            after = totals(0, watched)  # on a line of its own: what an expression holds is counted, too
             if same(before, after):
                 return None
-        seen = [totals(2) for _ in range(WHOLE)]  # made first: they take memory themselves
+        seen = [totals(2, watched) for _ in range(WHOLE)]  # made first: they take memory themselves
         for number in range(WHOLE):
-            seen[number][:] = totals(2)
+            seen[number][:] = totals(2, watched)
             if any(same(before, seen[number]) for before in seen[:max(0, number - 2)]):
                 return None
             call()
