@@ -43,7 +43,8 @@ def totals(generation, watched):
     urlparse.clear_cache()
     gc.collect(generation)
     if not COUNTS:
-        return array.array("l", (sum(map(sys.getrefcount, SHARED + watched)), len(gc.get_objects())))
+        references = sum(map(sys.getrefcount, SHARED + watched))
+        return array.array("l", (references, len(gc.get_objects())))
     # Not a list: it would hold references itself.
     return array.array("l", (sys.gettotalrefcount(), held()))
 
@@ -75,10 +76,11 @@ def loss(call, watched=()):
         for _ in range(QUICK):
             before = totals(0, watched)
             call()
-            after = totals(0, watched)  # on a line of its own: what an expression holds is counted, too
+            after = totals(0, watched)  # on its own line: what an expression holds counts
             if same(before, after):
                 return None
-        seen = [totals(2, watched) for _ in range(WHOLE)]  # made first: they take memory themselves
+        # Made first: they take memory themselves.
+        seen = [totals(2, watched) for _ in range(WHOLE)]
         for number in range(WHOLE):
             seen[number][:] = totals(2, watched)
             if any(same(before, seen[number]) for before in seen[:max(0, number - 2)]):
