@@ -1,10 +1,11 @@
 """A fixed walk through everything the module does.
 
-With the sample feed and the model duo2 the walk has to print what tour.txt holds. With another feed
-or model it checks what holds for all: which screen opens, what opkg is asked, which files go.
-After a change that is meant, tour.txt is what the walk prints:
+With the sample feed and the model duo2 the walk has to print what recorded/tour.txt holds. With
+another feed or model it checks what holds for all: which screen opens, what opkg is asked, which
+files go.
+After a change that is meant, recorded/tour.txt is what the walk prints:
 
-    ./run --tour > simulator/tour.txt       # and then cut off the complaint at its end
+    ./run --tour > simulator/recorded/tour.txt       # and then cut off the complaint at its end
 """
 from __future__ import print_function
 
@@ -19,7 +20,7 @@ from Screens.MessageBox import MessageBox
 from simulator import ROOT, SAMPLE_FEED, packages
 from simulator.receiver import MODULE_FILES, Receiver
 
-EXPECTED = os.path.join(ROOT, "simulator", "tour.txt")
+EXPECTED = "simulator/recorded/tour.txt"
 LISTING = "/tmp/.package.tmp"
 DAY = 24 * 3600
 
@@ -62,13 +63,13 @@ class Tour(object):
         print(text)
 
     def _compare(self, end):
-        """Compare what was printed with tour.txt."""
-        with open(EXPECTED) as stream:
+        """Compare what was printed with recorded/tour.txt."""
+        with open(os.path.join(ROOT, EXPECTED)) as stream:
             expected = stream.read().split("\n")
         difference = list(difflib.unified_diff(expected, self._printed + end.split("\n") + [""],
-                                               "simulator/tour.txt", "this tour", lineterm=""))
+                                               EXPECTED, "this tour", lineterm=""))
         if difference:
-            self._wrong.append("It is not what tour.txt shows:\n" + "\n".join(difference))
+            self._wrong.append("It is not what %s shows:\n%s" % (EXPECTED, "\n".join(difference)))
 
     def _show(self, heading):
         """Print the screen in front, and what else there is to see at this step."""
