@@ -19,18 +19,13 @@ name, everywhere it occurs, so nothing else in the address may contain these let
     server.fault("zirknews.xml", answer=["HTTP/1.0 200 OK\r\n\r\n<new", 1, "s/>"])
     server.clear()
     server.stop()
-
-On its own: python2.7 -m simulator.feedserver DIRECTORY [PORT]
 """
-from __future__ import print_function
-
 import BaseHTTPServer
 import errno
 import fcntl
 import os
 import posixpath
 import select
-import signal
 import socket
 import SocketServer
 import struct
@@ -153,27 +148,16 @@ class FeedServer(object):
             of byte strings, and of numbers for seconds of silence. The connection is closed
             after it.
         stall: one of POINTS: stay silent there, with the connection open, for some seconds
-            (a number) or, with None, until release() is called on the result or on the
-            server.
+            (a number) or, with None, until the fault is taken back.
         drop: one of POINTS: close the connection there, without more. At "middle" the body
             is shorter than its announced length. A stall at the same point comes first.
         reset: drop, or end the `answer`, with a TCP reset instead of an orderly end.
         times: how many requests the fault strikes; None is all of them.
-
-        Returns the Fault.
         """
         fault = Fault(status, body, headers, answer, stall, seconds, drop, reset, times)
         with self._lock:
             self._retire(self._path(path))
             self._faults[self._path(path)] = fault
-        return fault
-
-    def release(self):
-        """Let all stalled answers go on; their faults don't stall again."""
-        with self._lock:
-            faults = self._faults.values() + self._retired_faults
-        for fault in faults:
-            fault.release()
 
     def clear(self, path=None):
         """Take back the fault of one path, or all faults; what stalls meanwhile goes on."""
@@ -412,27 +396,3 @@ def _read(name):
 def _gzip(content):
     packer = zlib.compressobj(9, zlib.DEFLATED, 16 + zlib.MAX_WBITS)  # 16: a gzip header
     return packer.compress(content) + packer.flush()
-
-
-def main(arguments):
-    """Serve a feed until interrupted. Prints the line for the feed configuration.
-
-    arguments: the directory, and optionally the port. Returns the exit status.
-    """
-    if not 1 <= len(arguments) <= 2 or not os.path.isdir(arguments[0]):
-        print("usage: python2.7 -m simulator.feedserver DIRECTORY [PORT]", file=sys.stderr)
-        return 2
-    signal.signal(signal.SIGTERM, signal.default_int_handler)
-    with FeedServer(arguments[0], *[int(port) for port in arguments[1:]]) as server:
-        try:
-            sys.stdout.write(server.conf_line())
-            sys.stdout.flush()
-            while True:
-                signal.pause()
-        except KeyboardInterrupt:
-            pass
-    return 0
-
-
-if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:]))

@@ -261,14 +261,6 @@ class Receiver(object):
     errors = property(lambda self: self.loop.errors)
     notifications = property(lambda self: len(Notifications.notifications))
 
-    @property
-    def patience(self):
-        return self.loop.patience
-
-    @patience.setter
-    def patience(self, seconds):
-        self.loop.patience = seconds
-
 
 Result = collections.namedtuple("Result", "status stdout stderr")
 

@@ -356,7 +356,7 @@ class Commands(HostTest):
         self.assertEqual(console.appContainers, {})
 
     def test_one_without_an_end_fails_clearly(self):
-        self.box.patience = 0.1
+        self.box.loop.patience = 0.1
         Console().ePopen("sleep 60", self.note)
         with self.assertRaises(StillRunning) as caught:
             self.box.settle()
