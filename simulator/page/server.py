@@ -1,4 +1,4 @@
-"""Shows the simulated receiver as a page: python3 simulator/page/server.py [--port N] [OPTION...]
+"""Shows the simulated receiver as a page: python3 -m simulator.page.server [--port N] [OPTION...]
 
 Starts the receiver (simulator/remote.py) in its sandbox, serves the page beside this file on
 127.0.0.1, prints the page's address, and goes on until it is interrupted or the receiver ends.
@@ -9,7 +9,6 @@ to both.
 Exit status: 0 after an interruption, 2 after one sentence that says what is wrong.
 """
 
-import argparse
 import asyncio
 import collections
 import json
@@ -18,6 +17,8 @@ import signal
 import sys
 
 from aiohttp import WSMsgType, web
+
+from simulator.options import OneSentence, tcp_port
 
 PAGE = os.path.dirname(os.path.abspath(__file__))
 PROJECT = os.path.dirname(os.path.dirname(PAGE))
@@ -142,20 +143,6 @@ class Receiver:
     def _tell(self, line):
         for lines in self._pages.values():
             lines.put_nowait(line)
-
-
-class OneSentence(argparse.ArgumentParser):
-    """Says one sentence about a wrong argument, as the receiver does (simulator/options.py)."""
-
-    def error(self, message):
-        self.exit(2, "%s: %s; see --help.\n" % (self.prog, message))
-
-
-def tcp_port(text):
-    """The type of an argument that is a TCP port, 0 for any."""
-    if not text.isdigit() or int(text) > 65535:
-        raise argparse.ArgumentTypeError("'%s' is not a port from 0 to 65535" % text)
-    return int(text)
 
 
 async def index(request):

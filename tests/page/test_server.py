@@ -121,8 +121,8 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
 def start(*options):
     """Run the server with options with which it can't start: status, output and errors."""
     result = subprocess.run(
-        ["/usr/bin/python3", SERVER] + list(options),
-        stdin=subprocess.DEVNULL, capture_output=True, text=True)
+        SERVER + list(options), cwd=PROJECT, stdin=subprocess.DEVNULL, capture_output=True,
+        text=True)
     return result.returncode, result.stdout, result.stderr
 
 

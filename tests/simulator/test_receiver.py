@@ -9,7 +9,6 @@ import unittest
 from simulator.receiver import Receiver
 
 from Components.Console import Console
-from Components.Label import Label
 from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from Tools.Notifications import AddNotificationWithCallback
@@ -38,21 +37,6 @@ class ReceiverTest(unittest.TestCase):
 
 class Driving(ReceiverTest):
 
-    def test_while_held_time_passes_and_commands_hang(self):
-        timer = eTimer()
-        timer.callback.append(lambda: self.log.append("timer"))
-        timer.start(1000, True)
-        self.run_commands("first", "second")
-        self.box.hold()
-        self.box.pass_time(5)
-        self.assertEqual(self.log, ["timer"])
-        self.box.finish("echo second")
-        self.assertEqual(self.box.running, ["echo first"])
-        self.assertRaises(LookupError, self.box.finish, "echo second")
-        self.box.release()
-        self.box.settle()
-        self.assertEqual(self.log, ["timer", "second", "first"])
-
     def test_while_it_lives_commands_run_on_and_a_hold_around_it_lasts(self):
         self.run_commands("first")
         self.box.live(0)
@@ -66,23 +50,6 @@ class Driving(ReceiverTest):
         self.box.settle()
         self.assertEqual((self.log, self.box.running), (["first"], ["echo second"]))
         del timer
-
-    def test_an_exception_leaves_with_its_own_traceback_or_is_only_noted(self):
-        timer = self.failing_timer()
-        self.assertRaises(ZeroDivisionError, self.box.pass_time, 1)
-        self.assertIn("in failing", self.box.errors[0])
-        self.box.loop.raise_errors = False
-        timer.start(10, True)
-        self.box.pass_time(1)
-        self.assertEqual(len(self.box.errors), 2)
-
-    def test_patches_end_with_the_receiver(self):
-        old = vars(Label)["setText"]
-        for name in ("setText", "newName", "setText"):
-            self.box.patch(Label, name, None)
-        self.box.close()
-        self.assertIs(vars(Label)["setText"], old)
-        self.assertFalse(hasattr(Label, "newName"))
 
 
 class Boot(ReceiverTest):

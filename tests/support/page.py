@@ -13,7 +13,7 @@ from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-SERVER = os.path.join(PROJECT, "simulator/page/server.py")
+SERVER = ["/usr/bin/python3", "-B", "-m", "simulator.page.server"]
 SAMPLE_FEED = os.path.join(PROJECT, "simulator/sample-feed")
 PATIENCE = 15  # real seconds until the page must show what is expected
 
@@ -72,8 +72,8 @@ class Server(object):
 
     def __init__(self, *options):
         self.process = subprocess.Popen(
-            ["/usr/bin/python3", SERVER] + list(options), cwd=PROJECT,
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+            SERVER + list(options), cwd=PROJECT, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+            text=True)
         line = self.process.stdout.readline()
         addresses = [word for word in line.split() if word.startswith("http://127.0.0.1:")]
         if not addresses:
