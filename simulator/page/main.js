@@ -91,7 +91,7 @@ function showBusy({since}) {
   const began = performance.now() - 1000 * since;
   const count = () => {
     const seconds = (performance.now() - began) / 1000;
-    find("busy-text").textContent = `The receiver waits, ${seconds.toFixed(0)} s`;
+    find("busy").textContent = `The receiver waits, ${seconds.toFixed(0)} s`;
   };
   hideBusy();
   count();

@@ -79,15 +79,6 @@ class SkinPartTest(unittest.TestCase):
                 self.assertTrue(one[0] * 20 >= width and (width - one[2]) * 20 >= width)
                 self.assertTrue(one[1] * 40 >= height and (height - one[3]) * 40 >= height)
 
-    def test_fonts_fit_their_lines(self):
-        for _, screen in self.each_screen():
-            for widget in screen.findall("widget"):
-                if widget.get("font"):
-                    lines = 2 if widget.get("name") == "header" and (
-                        screen.get("name") == "ZirkUpdateInfo") else 1
-                    font = int(widget.get("font").split(";")[1])
-                    self.assertGreaterEqual(pair(widget.get("size"))[1], font * 1.3 * lines)
-
     def test_list_rows_show_an_icon_in_the_middle_and_beside_it_the_text(self):
         for _, screen in self.each_screen():
             for menu in screen.findall("widget[@render='Listbox']"):

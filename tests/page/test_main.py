@@ -6,34 +6,6 @@ from selenium.webdriver.common.keys import Keys
 
 from tests.support.page import ViewerTest, set_size
 
-# Texts on the page whose colours are too near to each other (WCAG 2, level AA).
-LOW_CONTRAST = """
-const colour = (text) => text.match(/[\\d.]+/g).map(Number);
-const light = ([red, green, blue]) => {
-  const [r, g, b] = [red, green, blue].map((part) => (
-    part / 255 <= 0.04045 ? part / 255 / 12.92 : ((part / 255 + 0.055) / 1.055) ** 2.4));
-  return 0.2126 * r + 0.7152 * g + 0.0722 * b;
-};
-const behind = (element) => {
-  for (let at = element; at; at = at.parentElement) {
-    const found = colour(getComputedStyle(at).backgroundColor);
-    if (found.length === 3 || found[3] === 1) {
-      return found;
-    }
-  }
-  return [255, 255, 255];
-};
-return [...document.body.querySelectorAll("*")].filter((element) => {
-  const own = [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
-  if (!own || element.closest("script, option") || !element.checkVisibility()) {
-    return false;
-  }
-  const [low, high] = [light(colour(getComputedStyle(element).color)), light(behind(element))]
-    .sort((one, other) => one - other);
-  return (high + 0.05) / (low + 0.05) < 4.5;
-}).map((element) => element.outerHTML);
-"""
-
 # Pairs of the page's parts that overlap.
 OVERLAPS = """
 const parts = [...document.querySelectorAll("header, main section")];
@@ -118,23 +90,6 @@ class PageTest(ViewerTest):
             self.assert_shows(viewer, screen="AllNews", rows=["Please wait ..."])
         viewer.wait("the end", lambda: not viewer.find("#busy").is_displayed())
 
-    def test_a_second_wait_is_counted_by_one_clock(self):
-        viewer = self.start()
-        counted = viewer.driver.execute_async_script("""
-            const done = arguments[arguments.length - 1];
-            const waits = [];
-            new MutationObserver((changes) => waits.push(...changes)).observe(
-              document.getElementById("busy-text"), {childList: true});
-            const tell = (event) => window.socket.dispatchEvent(
-              new MessageEvent("message", {data: JSON.stringify(event)}));
-            const started = () => {
-              waits.length = 0;
-              setTimeout(() => done(waits.length), 1500);
-            };
-            for (const event of ["busy", "idle", "busy"]) tell({event, since: 0});
-            setTimeout(started);""")
-        self.assertEqual(1, counted)
-
     def test_the_log_says_what_the_module_did(self):
         viewer = self.open_news()
         for kind, part in (("request", "zirknews.xml"), ("file", "/tmp/.updatecache"),
@@ -176,13 +131,6 @@ class PageTest(ViewerTest):
             viewer.type(Keys.TAB)
             order.append(viewer.driver.switch_to.active_element)
         self.assertEqual(controls, order)
-
-    def test_colours_are_far_enough_apart(self):
-        viewer = self.open_news()
-        self.assertEqual([], viewer.driver.execute_script(LOW_CONTRAST))
-        viewer.press("yellow")
-        self.assert_shows(viewer, screen="ChoiceBox")
-        self.assertEqual([], viewer.driver.execute_script(LOW_CONTRAST))
 
     def test_no_part_of_the_page_overlaps_another_in_any_window(self):
         viewer = self.open_news()

@@ -93,21 +93,8 @@ class PictureTest(ViewerTest):
             return performance.getEntriesByType("resource")
               .filter(({initiatorType}) => initiatorType === "fetch").map(({name}) => name);"""))
 
-    def test_the_size_that_was_chosen_last_is_shown_on_every_page(self):
+    def test_the_size_that_was_chosen_is_shown_on_every_page(self):
         viewer = self.open_news()
-        viewer.driver.execute_script("""
-            window.widths = [];
-            new MutationObserver(() => {
-              window.widths.push(document.getElementById("screens").offsetWidth);
-            }).observe(document.getElementById("screens"), {childList: true});
-            const choice = document.getElementById("picture-size");
-            for (const size of ["1920", "1280"]) {
-              choice.value = size;
-              choice.dispatchEvent(new Event("change"));
-            }""")
-        viewer.wait("two pictures",
-                    lambda: len(viewer.driver.execute_script("return window.widths")), 2)
-        self.assertEqual(1280, viewer.picture_width())
         self.select_size(viewer, "1920")
         viewer.reload()
         self.assertEqual("1920", viewer.find("#picture-size").get_attribute("value"))

@@ -75,9 +75,9 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
         await self.receive(await self.connect(), lambda message: message.get("kind") == "request")
         told = await self.receive(await self.connect(),
                                   lambda message: message.get("kind") == "request")
-        self.assertEqual(["clock", "receiver", "screen"],
-                         [message["event"] for message in told[:3]])
-        self.assertEqual(["timer", "timer", "request"], [message["kind"] for message in told[3:]])
+        told = [message for message in told if message["event"] != "clock"]
+        self.assertEqual(["receiver", "screen"], [message["event"] for message in told[:2]])
+        self.assertEqual(["timer", "timer", "request"], [message["kind"] for message in told[2:]])
 
     async def test_pages_of_other_sites_are_refused_also_under_a_name_bound_to_this_machine(self):
         port = self.server.address.split(":")[2].rstrip("/")

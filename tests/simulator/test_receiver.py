@@ -105,22 +105,6 @@ class Instances(unittest.TestCase):
             self.assertFalse(hasattr(module, "new_name"))
             self.assertEqual(vars(module.update_notification), {})
 
-    def test_another_model_or_version_or_a_fresh_one_gives_another_instance(self):
-        with Receiver() as box:
-            shared = box.module
-        for options, header in [({"model": "solo4k", "image_version": "9"},
-                                 "Zirk 9 (Vu+ Solo 4K)\n"),
-                                ({"fresh": True}, "Zirk 3.1.0 (Vu+ Duo2)\n")]:
-            with Receiver(**options) as box:
-                self.assertIsNot(box.module, shared)
-                self.assertEqual(box.module.header, header)
-                box.module.header = "changed\n"
-                box.module.cache_file = "/tmp/other"
-                box.module.write_cache([("t", [], "normal")])
-                os.remove("/tmp/other")
-        self.assertEqual((shared.header, shared.cache_file),
-                         ("Zirk 3.1.0 (Vu+ Duo2)\n", "/tmp/.updatecache"))
-
     def test_it_lies_in_the_plug_ins_package_or_at_the_top_level(self):
         with Receiver() as box:
             self.assertEqual(box.module.__name__, "Plugins.SystemPlugins.ZIRKPanel.Kelvaro")

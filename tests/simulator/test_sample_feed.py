@@ -5,7 +5,7 @@ import shutil
 import tempfile
 import unittest
 
-from simulator import SAMPLE_FEED, feed_problems, packages
+from simulator import SAMPLE_FEED, packages
 from simulator.opkg import database, versions
 
 
@@ -38,18 +38,6 @@ class SampleFeedTest(unittest.TestCase):
                 needed = versions.split_dependency(dependency)[0]
                 self.assertTrue(versions.satisfies(self.index[needed]["Version"], dependency))
                 self.assertTrue(name not in installed or needed in installed, name)
-
-    def test_the_statistics_rank_twenty_packages_on_offer(self):
-        self.assertEqual(feed_problems.statistics_problems(read("zirkdlstat.txt")), [])
-        ranks = []
-        for part in read("zirkdlstat.txt").strip().split("\nS"):  # SYSTEMPLUGINS, SKINS
-            prefix = {"E": "extensions", "Y": "systemplugins", "K": "skin"}[part[0]]
-            records = [line.split(";") for line in part.split("\n")[1:]]
-            for name, count in records:
-                self.assertIn("enigma2-plugin-%s-%s" % (prefix, name), self.index)
-            ranks.append([-int(count) for _, count in records])
-        self.assertEqual((len(ranks), sum(map(len, ranks))), (3, 20))
-        self.assertEqual(ranks, map(sorted, ranks))
 
 
 if __name__ == "__main__":

@@ -60,25 +60,6 @@ class TourTest(unittest.TestCase):
         self.assertIn("IndexError", stdout)
         self.assertIn("\nWRONG: The tour ended early, with the traceback above.\n", stdout)
 
-    def test_it_notices_a_module_that_is_wrong(self):
-        with open(MODEL) as model:
-            source = model.read()
-        for old, new, arguments, complaint in [
-                ('"show Updates"', '"Updates"', ["--tour"],
-                 "\n-| (red) Exit   (green) Update   (yellow) Top 20   (blue) show Updates "),
-                ("for path in (packagetmpfile, cache_file)", "for path in ()", ["--model", "solo"],
-                 "WRONG: At step 16 the presence of /tmp/.updatecache is True and must be False."),
-                ("opkg list-upgradable > ", "opkg list > ", ["--model", "solo"],
-                 "WRONG: At step 7 the list of commands run is"),
-                (", idx, show_upgradable)\n", ", idx + 99, show_upgradable)\n", [],
-                 "IndexError")]:
-            self.assertIn(old, source)
-            with open("/tmp/Kelvaro.py", "w") as wrong:
-                wrong.write(source.replace(old, new))
-            status, stdout, _ = run_simulator(*arguments, KELVARO_MODULE="/tmp/Kelvaro.py")
-            self.assertEqual(status, 1)
-            self.assertIn(complaint, stdout)
-
 
 class ArgumentsTest(unittest.TestCase):
 

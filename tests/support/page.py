@@ -51,12 +51,6 @@ def start_browser(width=1440, height=900):
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     service = webdriver.chrome.service.Service("/usr/bin/chromedriver", log_path=os.devnull)
     driver = webdriver.Chrome(service=service, options=options)
-    driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": """
-        window.WebSocket = class extends WebSocket {
-          constructor(...address) {
-            window.socket = super(...address);
-          }
-        };"""})
     set_size(driver, width, height)
     return driver
 

@@ -8,7 +8,7 @@ import subprocess
 import time
 import unittest
 
-from tests.support.machine import PROJECT, directory, run, write
+from tests.support.machine import PROJECT, directory, run
 
 # Tidies up when it is interrupted, as the terminal view does.
 TIDY = r"""
@@ -62,14 +62,6 @@ class EitherWay(object):
         result = self.sandbox("nosuch")
         self.assertEqual(result.status, 127)
         self.assertIn("nosuch", result.stderr)
-
-    def test_directories_are_lent_for_reading_and_writing_where_they_lie(self):
-        with directory() as here, directory() as other:
-            write(other + "/file", "text\n")
-            self.assertEqual(self.sandbox("--writable", here, "--readable", other, "cp",
-                                          other + "/file", here + "/copy"), (0, "", ""))
-            with open(here + "/copy") as stream:
-                self.assertEqual(stream.read(), "text\n")
 
     def test_a_directory_that_would_hide_its_own_is_not_lent(self):
         for own in ("/", "/tmp", "/etc", "/usr/bin", "/proc"):
