@@ -79,23 +79,6 @@ class SkinPartTest(unittest.TestCase):
                 self.assertTrue(one[0] * 20 >= width and (width - one[2]) * 20 >= width)
                 self.assertTrue(one[1] * 40 >= height and (height - one[3]) * 40 >= height)
 
-    def test_list_rows_show_an_icon_in_the_middle_and_beside_it_the_text(self):
-        for _, screen in self.each_screen():
-            for menu in screen.findall("widget[@render='Listbox']"):
-                width, height = pair(menu.get("size"))
-                template = eval(menu.find("convert").text.strip(), {
-                    "MultiContentEntryPixmapAlphaTest": lambda **entry: ("icon", entry),
-                    "MultiContentEntryText": lambda **entry: ("text", entry),
-                    "gFont": lambda *font: font, "RT_HALIGN_LEFT": 0, "RT_VALIGN_CENTER": 0})
-                entries = dict(template["template"])
-                icon, text, row = entries["icon"], entries["text"], template["itemHeight"]
-                self.assertEqual((1, 2), (text["text"], icon["png"]))
-                self.assertEqual(0, height % row)
-                self.assertEqual(((40, 40), (row - 40) // 2), (icon["size"], icon["pos"][1]))
-                self.assertLess(icon["pos"][0] + 40, text["pos"][0])
-                self.assertLessEqual(text["pos"][0] + text["size"][0], width)
-                self.assertEqual((0, row), (text["pos"][1], text["size"][1]))
-
 
 class IconTest(unittest.TestCase):
 

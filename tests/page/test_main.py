@@ -1,5 +1,6 @@
 """The page around the picture: keys, time, faults, the log, access."""
 
+import time
 import unittest
 
 from selenium.webdriver.common.keys import Keys
@@ -83,12 +84,14 @@ class PageTest(ViewerTest):
         self.assert_shows(viewer, screen=None)
         viewer.toggle("[name=stalled]")
         viewer.press("news")
+        began = time.time()
         for look in (lambda: None, viewer.reload):
             look()
             viewer.wait("the indication", lambda: viewer.find("#busy").is_displayed())
             self.assertEqual("true", viewer.find("#picture").get_attribute("aria-busy"))
             self.assert_shows(viewer, screen="AllNews", rows=["Please wait ..."])
         viewer.wait("the end", lambda: not viewer.find("#busy").is_displayed())
+        self.assertLess(4, time.time() - began)
 
     def test_the_log_says_what_the_module_did(self):
         viewer = self.open_news()

@@ -117,15 +117,6 @@ class PictureTest(ViewerTest):
             self.assert_shows(viewer, screen="AllNews", title="Neues von ZIRK")
             viewer.toggle("#fallback")
 
-    def test_a_list_longer_than_its_place_shows_the_page_of_the_cursor(self):
-        viewer = self.open_news()
-        self.assertEqual(9, len(viewer.rows()))  # of 12, in a place for 9
-        thumb = viewer.find(".list .scrollbar div").rect
-        viewer.press(*["down"] * 9)
-        viewer.wait("the second page", lambda: len(viewer.rows()), 3)
-        self.assert_shows(viewer, selected=viewer.rows()[:1])
-        self.assertGreater(viewer.find(".list .scrollbar div").rect["y"], thumb["y"])
-
 
 if __name__ == "__main__":
     unittest.main()

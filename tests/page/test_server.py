@@ -8,7 +8,6 @@ import pty
 import select
 import subprocess
 import termios
-import time
 import unittest
 import urllib.error
 import urllib.request
@@ -88,20 +87,6 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
                 await self.connect(**headers)
             self.assertEqual(403, caught.exception.status)
         await self.connect(Origin="http://" + local, Host=local)
-
-    async def test_a_receiver_that_is_blocked_is_busy_until_it_is_heard_again(self):
-        page = await self.connect()
-        await self.receive(page, lambda message: message.get("kind") == "request")
-        for request in ({"do": "fault", "name": "stalled", "on": True},
-                        {"do": "press", "key": "cancel"}, {"do": "open"}):
-            await page.send_str(json.dumps(dict(request, id=1)))
-        first = (await self.receive(page, lambda message: message.get("event") == "busy"))[-1]
-        began = time.time()
-        later = (await self.receive(await self.connect(),
-                                    lambda message: message.get("event") == "busy"))[-1]
-        self.assertGreaterEqual(later["since"], first["since"])
-        await self.receive(page, lambda message: message.get("event") == "idle")
-        self.assertLess(4, time.time() - began)
 
     async def test_it_ends_with_0_and_takes_the_receiver_with_it(self):
         number = self.server.process.pid

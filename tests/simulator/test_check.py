@@ -116,10 +116,6 @@ Top 20, Skins:
 
 No errors and no warnings on 15 models.
 """ % ", ".join(MODELS))
-        whole = self.output
-        self.check("--model", "zero")
-        self.assertEqual(self.output, whole.replace(", ".join(MODELS), "zero")
-                         .replace("15 models", "1 model"))
 
     def test_models_that_show_the_same_are_named_together(self):
         self.check(news="<n><update require='duo2,solo'><title>Two</title></update>"
@@ -134,12 +130,6 @@ No errors and no warnings on 15 models.
             "News on %s:\n  an empty list" % ", ".join(others),
             "News on zero:\n  info    Z\n  normal  All"])
         self.assertEqual(self.status, 1)
-
-    def test_rows_are_the_modules_own(self):
-        # Where the titles of two updates are nested, the rows are not what one would expect.
-        self.check("--model", "duo2",
-                   news="<n><update><update><title>In</title></update></update></n>")
-        self.assertIn("  normal  In\n  normal  In\n", self.output)
 
     def test_control_characters_of_texts_are_written_out(self):
         self.check("--model", "duo2", news=update("<title>One&#10;two&#9;&#13;</title>",

@@ -153,14 +153,6 @@ class RequestTest(RemoteTest):
         self.assertEqual(["ours"] * 12 + [None] * 5, [answer["id"] for answer in self.answers])
         self.assertEqual([], sum(self.told[1:-1], []))
 
-    def test_another_size_lays_all_open_screens_out_anew(self):
-        self.converse([passing()] + presses("yellow") + [request("size", width=1920),
-                                                         request("size", width=1280)])
-        small, large, again = [self.last("screen", at) for at in (1, 2, 3)]
-        self.assertEqual(small, again)
-        self.assertEqual((1920, [[1920, 1080], [900, 448]]), (
-            large["width"], [screen["size"] for screen in large["screens"]]))
-
     def test_another_model_is_another_receiver_with_its_own_clock_and_the_same_picture(self):
         self.converse([request("size", width=1920), passing(3600),
                        request("model", key="uno4kse"), passing()])
@@ -170,13 +162,6 @@ class RequestTest(RemoteTest):
         self.assertLess(self.log("request")[-1][0], 60)
         self.assertEqual(("uno4kse", 1920, 1920), (
             receiver["model"], receiver["width"], shown["width"]))
-
-    def test_the_fallback_leaves_all_news_out_of_the_skin(self):
-        self.converse([passing(), request("fallback", on=True), request("fallback", on=False)])
-        for at, on, layout in ((1, True, "BackupSuite"), (2, False, "AllNews")):
-            screen = front(self.last("screen", at))
-            self.assertEqual((on, layout, ROWS), (
-                self.last("receiver", at)["fallback"], screen["layout"], rows(screen)))
 
     def test_its_options_reach_the_receiver(self):
         self.converse([passing(4 * 3600)], "--image-version", "9.9", "--interval", "3",

@@ -31,12 +31,6 @@ class Check(unittest.TestCase):
                                   in result.stdout.split("\n") if " error: " in line],
                                  ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
 
-    def test_what_can_not_be_checked_gets_one_sentence(self):
-        for wrong in ([], ["/nowhere"], ["--tour"]):
-            result = run("./run", "--check", *wrong)
-            self.assertEqual((result.status, result.stdout), (2, ""), wrong)
-            self.assertRegexpMatches(result.stderr, r"\A.*[;:] .*\.\n\Z")
-
 
 class Test(unittest.TestCase):
 
