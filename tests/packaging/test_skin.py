@@ -18,11 +18,6 @@ ELEMENTS = {
 }
 
 
-def screens(width):
-    """The screens of the part for a picture of this width."""
-    return ElementTree.fromstring(plugin_files.skin_for(width)).findall("screen")
-
-
 def pair(text):
     return tuple(int(number) for number in text.split(","))
 
@@ -43,21 +38,21 @@ class SkinPartTest(unittest.TestCase):
     def each_screen(self):
         """Yield the size of the picture, and each screen made for it."""
         for size in sorted(PICTURES.items()):
-            for screen in screens(size[0]):
+            part = ElementTree.fromstring(plugin_files.skin_for(size[0]))
+            for screen in part.findall("screen"):
                 yield size, screen
 
     def test_each_screen_renders_its_sources_and_shows_its_widgets_once(self):
         found = {}
-        for width in PICTURES:
-            for screen in screens(width):
-                widgets = screen.findall("widget")
-                found[width, screen.get("name")] = tuple(
-                    sorted(widget.get(key) for widget in widgets if widget.get(key))
-                    for key in ("source", "name"))
-                for widget in widgets:
-                    self.assertEqual(
-                        {None: None, "menu": "Listbox"}.get(widget.get("source"), "Label"),
-                        widget.get("render"))
+        for (width, _), screen in self.each_screen():
+            widgets = screen.findall("widget")
+            found[width, screen.get("name")] = tuple(
+                sorted(widget.get(key) for widget in widgets if widget.get(key))
+                for key in ("source", "name"))
+            for widget in widgets:
+                self.assertEqual(
+                    {None: None, "menu": "Listbox"}.get(widget.get("source"), "Label"),
+                    widget.get("render"))
         self.assertEqual(dict(((width, name), (sorted(sources), sorted(names)))
                               for name, (sources, names) in ELEMENTS.items()
                               for width in PICTURES), found)
