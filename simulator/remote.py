@@ -80,7 +80,7 @@ class Remote(object):
 
     arguments: those of Receiver(). speed: simulated seconds in a real one. language: the key of
     the catalogue. server: a started FeedServer. requests, events: file descriptors.
-    run() returns when the requests end.
+    run() returns when the requests end, and ends the server.
     """
 
     def __init__(self, arguments, speed, language, server, requests, events):
@@ -123,6 +123,7 @@ class Remote(object):
                 before = time.time()  # what a request set off blocked the loop meanwhile
             self._tell_changes()
             self._tell_clock()
+        self._faults.server.stop()
 
     def _boot(self):
         self._box = Receiver(feed_url=self._faults.server.url, raise_errors=False, load=False,

@@ -52,7 +52,7 @@ class RemoteTest(unittest.TestCase):
                             NEWS, "EXTENSIONS\none;7\nb\xff;1\n")
 
     def converse(self, lines, *options, **more):
-        """Send these lines and, after some `seconds`, end the input.
+        """Start it, send these lines after some `seconds`, and end its input.
 
         Keeps the answers in self.answers; self.told holds the events before each, and last those
         after the last one.
