@@ -153,11 +153,14 @@ class FeedServer(object):
             is shorter than its announced length. A stall at the same point comes first.
         reset: drop, or end the `answer`, with a TCP reset instead of an orderly end.
         times: how many requests the fault strikes; None is all of them.
+
+        Returns the Fault.
         """
         fault = Fault(status, body, headers, answer, stall, seconds, drop, reset, times)
         with self._lock:
             self._retire(self._path(path))
             self._faults[self._path(path)] = fault
+        return fault
 
     def clear(self, path=None):
         """Take back the fault of one path, or all faults; what stalls meanwhile goes on."""
