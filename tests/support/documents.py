@@ -5,7 +5,6 @@
 
     plain       comments, processing instructions, CDATA, references, mixed content, white space,
                 line ends, nested updates; UTF-8, ISO-8859-1 or US-ASCII
-    long        the same with texts that cross the parser's buffers
     encoded     declared and undeclared encodings, marked and unmarked, right and wrong
     names       names outside ASCII, with colons, and declared and undeclared namespaces
     doctype     a DOCTYPE with entities, attribute defaults and conditional oddities
@@ -18,7 +17,7 @@
 import codecs
 
 # The weights that documents of a mixed set have. More than half are such as feeds have.
-KINDS = {"plain": 50, "long": 3, "encoded": 10, "names": 8, "doctype": 8, "raw": 6, "damaged": 12,
+KINDS = {"plain": 50, "encoded": 10, "names": 8, "doctype": 8, "raw": 6, "damaged": 12,
          "deep": 3, "junk": 2}
 
 MODELS = ["uno4kse", "duo2", "solo", "zero"]
@@ -67,18 +66,15 @@ class Writer(object):
 
     wide: characters outside ASCII may occur; latin: only those of ISO-8859-1;
     odd_names, raw: see the kinds; entities: names of general entities that are declared.
-    long: texts cross buffers.
     """
 
-    def __init__(self, rng, wide=True, latin=False, odd_names=False, raw=False, entities=(),
-                 long_texts=False):
+    def __init__(self, rng, wide=True, latin=False, odd_names=False, raw=False, entities=()):
         self.rng = rng
         self.texts = TEXTS + [text for text in WIDE_TEXTS
                               if wide and (not latin or max(text) < u"\u0100")]
         self.odd_names = odd_names
         self.raw = raw
         self.entities = [u"&%s;" % name for name in entities]
-        self.long_texts = long_texts
 
     def chance(self, probability):
         return self.rng.random() < probability
@@ -101,19 +97,7 @@ class Writer(object):
                 pieces.append(self.rng.choice(self.texts))
             if self.raw and self.chance(0.03):
                 pieces.append(self.raw_bytes())
-        text = u"".join(pieces).replace(u"]]>", u"]]&gt;")
-        if self.long_texts and self.chance(0.1):
-            text = self.grown(text)
-        return text
-
-    def grown(self, text):
-        """The text, as long as or around the buffers of parsers."""
-        size = self.rng.choice([1000, 1024, 2048, 4095, 4096, 8191, 8192, 8193, 16384, 40000])
-        size += self.rng.choice([-1, 0, 0, 1])
-        filler = self.rng.choice([u"x", u"ab ", u"\n", u"\u20ac" if u"\u2028" in self.texts
-                                  else u"y", u"&amp;", u"\r\n"])
-        count = max(1, (size - len(text)) // len(filler))
-        return (text + filler * count).replace(u"]]>", u"]]&gt;")
+        return u"".join(pieces).replace(u"]]>", u"]]&gt;")
 
     def section(self):
         content = self.rng.choice(SECTIONS)
@@ -121,16 +105,12 @@ class Writer(object):
             content += self.rng.choice(self.texts)
         if self.raw and self.chance(0.05):
             content += self.raw_bytes()
-        if self.long_texts and self.chance(0.2):
-            content = self.grown(content)
         return u"<![CDATA[%s]]>" % content.replace(u"]]>", u"]] >")
 
     def comment(self):
         content = self.rng.choice(COMMENTS + self.texts)
         if self.raw and self.chance(0.1):
             content += self.raw_bytes()
-        if self.long_texts and self.chance(0.2):
-            content = self.grown(content)
         return u"<!--%s-->" % content.replace(u"--", u"- -").rstrip(u"-")
 
     def instruction(self):
@@ -173,8 +153,6 @@ class Writer(object):
             value = u"".join([self.text() for _ in range(self.rng.randint(0, 2))])
         if self.raw and self.chance(0.05):
             value += self.raw_bytes()
-        if self.long_texts and self.chance(0.05):
-            value = self.grown(value)
         quote = self.rng.choice(u"'\"")
         return quote + value.replace(quote, u"&#%d;" % ord(quote)).replace(u"<", u"&lt;") + quote
 
@@ -349,10 +327,6 @@ def plain(rng, **features):
     return encode(text, encoding.lower() if encoding is not None else "utf-8")
 
 
-def long_(rng):
-    return plain(rng, long_texts=True)
-
-
 def encoded(rng):
     declared = rng.choice([None] + KNOWN + DECODED * 2 + REFUSED + WIDE * 2)
     wide = rng.random() < 0.5
@@ -422,7 +396,7 @@ INSERTS = ["<", ">", "&", "]]>", "<!--", "-->", "--", "<?", "?>", "<![CDATA[", "
 
 
 def damaged(rng):
-    content = rng.choice([plain, plain, plain, names, encoded, doctype, long_])(rng)
+    content = rng.choice([plain, plain, plain, names, encoded, doctype])(rng)
     for _ in range(rng.choice([1, 1, 1, 2, 3])):
         at = rng.randint(0, len(content))
         end = min(len(content), at + rng.choice([1, 1, 2, 10, 50]))
@@ -473,7 +447,7 @@ def junk(rng):
         "<update/>", "<title/>", "x" * 100000, "<a>" + "x" * 300000, "<a/>\x1a"])
 
 
-MAKERS = {"plain": plain, "long": long_, "encoded": encoded, "names": names, "doctype": doctype,
+MAKERS = {"plain": plain, "encoded": encoded, "names": names, "doctype": doctype,
           "raw": raw, "damaged": damaged, "deep": deep, "junk": junk}
 
 
