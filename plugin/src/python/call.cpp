@@ -3,9 +3,6 @@
 #include <frameobject.h>
 #include <traceback.h>
 
-#include <exception>
-#include <new>
-
 namespace python {
 namespace {
 
@@ -45,11 +42,8 @@ PyObject* Call::run(const QualifiedName& name, PyObject* module,
       return body(at, context);
     } catch (PythonError& thrown) {
       error = std::move(thrown);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {  // C++ itself has but one for us, std::bad_alloc
       PyErr_NoMemory();
-      error = PythonError::fetch();
-    } catch (const std::exception& thrown) {
-      PyErr_SetString(PyExc_SystemError, thrown.what());
       error = PythonError::fetch();
     }
     error = at.failed(std::move(error));
