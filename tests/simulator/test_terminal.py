@@ -40,12 +40,20 @@ class TerminalTest(unittest.TestCase):
 
     def wait_for(self, text):
         """Read until `text` is drawn; what came before it is not looked at again."""
-        deadline = time.time() + 20
+        deadline = time.time() + 10
         while text not in self.seen:
             self.assertLess(time.time(), deadline, "no %r in %r" % (text, self.seen))
             if select.select([self.master], [], [], 0.1)[0]:
                 self.seen += os.read(self.master, 65536)
         self.seen = self.seen.split(text, 1)[1]
+
+    def status(self):
+        """Wait for its end, which a broken module may never let come; return its exit status."""
+        deadline = time.time() + 10
+        while self.process.poll() is None:
+            self.assertLess(time.time(), deadline, "it does not end")
+            time.sleep(0.01)
+        return self.process.returncode
 
     def test_keys_work_and_the_mode_is_put_back(self):
         self.start(NEWS)
@@ -59,14 +67,14 @@ class TerminalTest(unittest.TestCase):
             self.wait_for(text)
         self.assertNotEqual(termios.tcgetattr(self.slave), self.mode)
         os.write(self.master, "q")
-        self.assertEqual(self.process.wait(), 0)
+        self.assertEqual(self.status(), 0)
         self.assertEqual(termios.tcgetattr(self.slave), self.mode)
 
     def test_the_mode_is_put_back_after_a_signal(self):
         self.start(NEWS)
         self.wait_for("> [!] Erste")
         self.process.terminate()
-        self.assertEqual(self.process.wait(), 128 + 15)
+        self.assertEqual(self.status(), 128 + 15)
         self.assertEqual(termios.tcgetattr(self.slave), self.mode)
 
     def test_an_uncaught_exception_is_shown_and_called_a_restart(self):
@@ -74,7 +82,7 @@ class TerminalTest(unittest.TestCase):
         self.wait_for("A receiver would restart its GUI here:")
         self.wait_for("IndexError")
         os.write(self.master, "qq")
-        self.assertEqual(self.process.wait(), 0)
+        self.assertEqual(self.status(), 0)
 
 
 if __name__ == "__main__":
