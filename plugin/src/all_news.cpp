@@ -27,7 +27,7 @@ DEF(177, init, (At at, Local self, Local session, Local plugin_path, Local args 
   AT(179) self.set("skinName"_s, list({"AllNews"_s, "BackupSuite"_s}));
   AT(180) self.set("skin_path"_s, plugin_path);
   AT(181) self.set("session"_s, session);
-  AT(182) self.set("title"_s, global("_"_s)("News about ZIRK"_s));
+  AT(182) self.set("title"_s, translated("News about ZIRK"_s));
   AT(183) self.setItem("title"_s, global("StaticText"_s)(self.attr("title"_s)));
   AT(184)
   self.set("png_normal"_s, icon("SystemPlugins/ZIRKPanel/pictures/update_normal.png"_s));
@@ -35,9 +35,8 @@ DEF(177, init, (At at, Local self, Local session, Local plugin_path, Local args 
   AT(186)
   self.set("png_urgent"_s, icon("SystemPlugins/ZIRKPanel/pictures/update_urgent.png"_s));
   AT(187)
-  self.set(
-      "list"_s,
-      list({tuple({"loading"_s, global("_"_s)("Please wait ..."_s), self.attr("png_info"_s)})}));
+  self.set("list"_s,
+           list({tuple({"loading"_s, translated("Please wait ..."_s), self.attr("png_info"_s)})}));
   AT(188) self.setItem("menu"_s, global("List"_s)(self.attr("list"_s)));
   AT(189) self.setItem("status"_s, global("Label"_s)());
   AT(190) self.setItem("header"_s, global("Label"_s)(global("header"_s)));
@@ -105,10 +104,10 @@ Object packageChoice(const Local& record, const Category* category, const Member
   }
   AT(244) package.add(record.item(0));
   AT(245) const Local count = record.item(1);
-  AT(246) Variable action = " - "_s.plus(global("_"_s)("Remove"_s));
+  AT(246) Variable action = " - "_s.plus(translated("Remove"_s));
   AT(247)
   if (!installed.has(package)) {
-    AT(248) action = " - "_s.plus(global("_"_s)("Install"_s));
+    AT(248) action = " - "_s.plus(translated("Install"_s));
     AT(249) package.add("_install"_s);
   } else {
     AT(251) package.add("_installed"_s);
@@ -153,7 +152,7 @@ DEF(215, keyYellow, (At at, Local self), "Offer the most downloaded packages.") 
     AT(offer->offered)
     if (self.attr(offer->key).truthy()) {
       AT(offer->offered + 1)
-      self.attr("c_l"_s).attr("append"_s)(tuple({global("_"_s)(offer->title), offer->key}));
+      self.attr("c_l"_s).attr("append"_s)(tuple({translated(offer->title), offer->key}));
     }
   }
   AT(266) self.call("selectTop"_s);
@@ -164,7 +163,7 @@ DEF(269, selectTop, (At at, Local self), "Open the chooser of the categories.") 
   AT(270)
   self.attr("session"_s)
       .attr("openWithCallback"_s)({self.attr("gotTopSelection"_s), global("ChoiceBox"_s),
-                                   named("title"_s, global("_"_s)("Top 20"_s)),
+                                   named("title"_s, translated("Top 20"_s)),
                                    named("list"_s, self.attr("c_l"_s)), named("keys"_s, false)});
   return none;
 }
@@ -180,7 +179,7 @@ DEF(272, gotTopSelection, (At at, Local self, Local ret),
       AT(category->chosen)
       if (ret.item(1).equals(category->key)) {
         AT(category->chosen + 1) choices = self.attr(category->key);
-        AT(category->chosen + 2) suffix = " - "_s.plus(global("_"_s)(category->title));
+        AT(category->chosen + 2) suffix = " - "_s.plus(translated(category->title));
         break;
       }
     }
@@ -190,7 +189,7 @@ DEF(272, gotTopSelection, (At at, Local self, Local ret),
     AT(286)
     self.attr("session"_s)
         .attr("openWithCallback"_s)({self.attr("exitChoiceBox"_s), global("ChoiceBox"_s),
-                                     named("title"_s, global("_"_s)("Top 20"_s).plus(suffix)),
+                                     named("title"_s, translated("Top 20"_s).plus(suffix)),
                                      named("list"_s, choices), named("keys"_s, false)});
   }
   return none;
@@ -279,11 +278,11 @@ DEF(314, createMenu, (At at, Local self), "Fetch the news and fill the list.") {
     }
   } else if (at(326), status.equals(2)) {
     AT(327)
-    message = global("_"_s)("It seems that your Internet connection is not ok, please check it"_s);
+    message = translated("It seems that your Internet connection is not ok, please check it"_s);
   } else if (at(328), status.equals(3)) {
     AT(329)
     message =
-        global("_"_s)("The news file can not be analyzed, please be patient and try again later"_s);
+        translated("The news file can not be analyzed, please be patient and try again later"_s);
   }
   AT(330) self.item("menu"_s).attr("updateList"_s)(self.attr("list"_s));
   AT(331)

@@ -1,5 +1,7 @@
 #include "notifier.h"
 
+#include "screen.h"
+
 namespace kelvaro {
 
 using namespace python;
@@ -93,8 +95,8 @@ DEF(530, opkg_upgrade_finished,
     AT(542)
     if (usage("show_notification_for_updates"_s).attr("value"_s).truthy()) {
       AT(543)
-      const Local message = (global("_"_s)(
-          "There are updates available.\nDo you want to open Software Update menu ?"_s));
+      const Local message =
+          translated("There are updates available.\nDo you want to open Software Update menu ?"_s);
       AT(544)
       global("AddNotificationWithCallback"_s)(
           {global("boundFunction"_s)(self.attr("show_Kelvaro"_s)), global("MessageBox"_s), message,

@@ -4,12 +4,14 @@ namespace kelvaro {
 
 using namespace python;
 
+Object translated(Str text) { return global("_"_s)(text); }
+
 void addText(const Local& self, Str widget, Str text) {
-  self.setItem(widget, global("StaticText"_s)(global("_"_s)(text)));
+  self.setItem(widget, global("StaticText"_s)(translated(text)));
 }
 
 void showText(const Local& self, Str widget, Str text) {
-  self.item(widget).attr("setText"_s)(global("_"_s)(text));
+  self.item(widget).attr("setText"_s)(translated(text));
 }
 
 Object boundActions(const Local& self, const Action* begin, const Action* end) {

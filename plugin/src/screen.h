@@ -1,9 +1,12 @@
-// What both screens do with the host's widgets.
+// What the screens do with the host's texts and widgets.
 #pragma once
 
 #include "python/function.h"
 
 namespace kelvaro {
+
+/// _(text)
+python::Object translated(python::Str text);
 
 /// self[widget] = StaticText(_(text))
 void addText(const python::Local& self, python::Str widget, python::Str text);

@@ -26,7 +26,7 @@ DEF(352, init, (At at, Local self, Local session, Local idx = 0, Local show_upgr
   AT(353) self.set("session"_s, session);
   AT(354) global("Screen"_s).call("__init__"_s, self, session);
   AT(355) self.set("skinName"_s, list({"ZirkUpdateInfo"_s}));
-  AT(356) self.set("title"_s, global("_"_s)("News about ZIRK"_s));
+  AT(356) self.set("title"_s, translated("News about ZIRK"_s));
   try {
     AT(358) self.setItem("title"_s, global("StaticText"_s)(self.attr("title"_s)));
   } catch (PythonError& thrown) {
@@ -252,19 +252,19 @@ DEF(479, opkg_upgrade_finished,
         continue;
       }
       AT(494)
-      text.add(global("_"_s)("\nPackage : %s \nold version : %s \nnew version : %s\n"_s)
+      text.add(translated("\nPackage : %s \nold version : %s \nnew version : %s\n"_s)
                    .format(tuple({name, oldVersion, newVersion})));
     }
     AT(495)
     if (text.equals(""_s)) {
-      AT(496) text = global("_"_s)("\nYour System is up to date"_s);
+      AT(496) text = translated("\nYour System is up to date"_s);
     } else {
       AT(498)
       global("config"_s).attr("usage"_s).attr("update_available"_s).set("value"_s, true);
     }
   } else {
     AT(500)
-    text = global("_"_s)("It seems that your Internet connection is not ok, please check it"_s);
+    text = translated("It seems that your Internet connection is not ok, please check it"_s);
   }
   AT(501) self.item("update"_s).call("setText"_s, text);
   return none;
