@@ -26,26 +26,29 @@ PyObject* attributeIfAny(PyObject* object, PyObject* name) {
   return call.keep(found);
 }
 
-}  // namespace
-
-PyObject* findGlobal(Str name) {
-  Call& call = Call::running();
+// What a call sees under a name; null when there is nothing.
+PyObject* find(Str name, Call& call) {
   PyObject* found = lookUp(call.globals(), name.borrow());
   return found != nullptr ? found : lookUp(call.builtins(), name.borrow());
 }
 
+}  // namespace
+
+PyObject* findGlobal(Str name) { return find(name, Call::running()); }
+
 PyObject* operation::global(Str name) {
-  PyObject* found = findGlobal(name);
+  Call& call = Call::running();
+  PyObject* found = find(name, call);
   if (found == nullptr) {
     PyErr_Format(PyExc_NameError, "global name '%.200s' is not defined", name.text());
     raisePending();
   }
-  return Call::running().share(found);
+  return call.share(found);
 }
 
 Object osFunction(Str name) {
-  PyObject* found = findGlobal(name);
   Call& call = Call::running();
+  PyObject* found = find(name, call);
   if (found != nullptr) {
     return Object(call.share(found));
   }
