@@ -42,8 +42,8 @@ class Package(object):
 
     @property
     def file_name(self):
-        """The name of its file in the feed."""
-        return "%s_%s_%s.ipk" % (self.name, self.version, self.architecture)
+        """The name of its file in the feed; the version's epoch is no part of it."""
+        return "%s_%s_%s.ipk" % (self.name, self.version.split(":")[-1], self.architecture)
 
     def fields(self):
         """Return its control fields, name to value, as its file holds them."""

@@ -10,8 +10,10 @@ Index and status are control files: paragraphs of "Field: value" lines, a blank 
 each. A package is a dictionary of its paragraph's fields.
 """
 import errno
+import fcntl
 import glob
 import os
+import re
 
 import versions
 
@@ -23,6 +25,7 @@ _BUCKETS = 1024
 
 STATE = "/var/lib/opkg"
 STATUS = os.path.join(STATE, "status")
+LOCK = "/var/run/opkg.lock"
 
 _FIELD_ORDER = ("Package", "Version", "Depends", "Status", "Section", "Architecture",
                 "Maintainer", "Filename", "Size", "Description", "Postinst", "Prerm",
@@ -103,12 +106,23 @@ def make_directory(path):
     return path
 
 
+def take_lock(wait=False):
+    """Hold the lock until the file returned is closed. Raises Failure, or waits, if others do."""
+    make_directory(os.path.dirname(LOCK))
+    stream = open(LOCK, "a")
+    try:
+        fcntl.lockf(stream, fcntl.LOCK_EX | (0 if wait else fcntl.LOCK_NB))
+    except IOError as e:
+        raise Failure("opkg_lock", "Could not lock %s: %s." % (LOCK, e.strerror))
+    return stream
+
+
 class Configuration(object):
     """The configuration: its sources and architectures.
 
     output: takes the errors. Raises Failure when a file cannot be read.
 
-    sources: (name, base address, gzipped index) of each source, in order.
+    sources: (name, base address) of each source, in order.
     architectures: the names of those that this receiver takes.
     """
 
@@ -125,28 +139,38 @@ class Configuration(object):
         except IOError as e:
             raise Failure("opkg_conf_parse_file", "Failed to open %s: %s." % (name, e.strerror))
         for number, line in enumerate(lines, 1):
-            place = "%s:%d: Ignoring " % (name, number)
-            if line.endswith("\r"):
-                output.error("opkg_conf_parse_file", "%sconfig line with trailing garbage: `%s'"
-                             % (place, line.rstrip()))
-            elif line.strip() and not line.startswith("#") and not self._take(line.split()):
-                output.error("opkg_conf_parse_file", "%sinvalid line: `%s'" % (place, line))
+            problem = self._take(line, "%s:%d: Ignoring " % (name, number))
+            if problem:
+                output.error("opkg_conf_parse_file", problem)
 
-    def _take(self, words):
+    def _take(self, line, ignoring):
+        """Note what a line says. Returns what is wrong with it, or None."""
+        words = [quoted or word for quoted, word in re.findall(r'"([^"]*)"|(\S+)', line)]
+        if line.endswith("\r"):
+            return "%sconfig line with trailing garbage: `%s'" % (ignoring, line)
+        if not words or line.startswith("#"):
+            return None
         kind = words[0]
-        if kind in ("src", "src/gz") and len(words) >= 3:
-            self.sources.append((words[1], words[2], kind == "src/gz"))
-        elif kind == "arch" and len(words) >= 2:
+        if len(words) < 2 or kind not in ("src/gz", "arch", "option", "dest", "lists_dir"):
+            return "%sinvalid line: `%s'" % (ignoring, line)
+        if kind == "arch":
             self.architectures.add(words[1])
-        else:
-            return kind in ("option", "dest", "lists_dir") and len(words) >= 2
-        return True
+        elif kind == "src/gz":
+            name, address = (words + [""])[1:3]
+            if name in dict(self.sources):
+                return "Duplicate src declaration (%s %s). Skipping." % (name, address)
+            self.sources.append((name, address))
+        return None
+
+    def accepts(self, package):
+        """Say whether a package is for one of the architectures; opkg passes over others."""
+        return package.get("Architecture", "all") in self.architectures
 
 
 class Database(object):
-    """The packages known and installed.
+    """The packages known and installed, and the lock: listing them needs it, too.
 
-    configuration: a Configuration. output: takes the errors.
+    configuration: a Configuration. output: takes the errors. Raises Failure when it is locked.
 
     installed: name to package, of what is installed; save() after a change.
     """
@@ -154,6 +178,7 @@ class Database(object):
     def __init__(self, configuration, output):
         self.configuration = configuration
         self._output = output
+        self._lock = take_lock()
         self.installed = dict((package["Package"], package) for package in self._parsed(STATUS))
 
     def save(self):
@@ -168,11 +193,11 @@ class Database(object):
     def available(self):
         """Return name to package: the newest one of each name in the indexes, with its "URL"."""
         newest = {}
-        for source, url, _ in self.configuration.sources:
+        for source, url in self.configuration.sources:
             for package in self._parsed(os.path.join(STATE, "lists", source)):
                 package["URL"] = "%s/%s" % (url, package.get("Filename", ""))
                 known = newest.get(package["Package"])
-                if (package.get("Architecture", "all") in self.configuration.architectures
+                if (self.configuration.accepts(package)
                         and (known is None or is_newer(package, known))):
                     newest[package["Package"]] = package
         return newest

@@ -1,5 +1,6 @@
 """Downloads over plain HTTP, without a time-out, as opkg does them."""
 import httplib
+import os
 import socket
 import urlparse
 
@@ -35,10 +36,14 @@ def fetch(url):
         if response.status >= 400:
             raise HeadersError("HTTP response code said error")
         try:
-            return response.read()
+            content = response.read()
         except httplib.IncompleteRead:
             raise BodyError("Transferred a partial file")
         except socket.error:
             raise BodyError("Failure when receiving data from the peer")
+        room = os.statvfs("/tmp")  # where opkg keeps it at first
+        if len(content) > room.f_bavail * room.f_frsize:
+            raise BodyError("Failed writing received data to disk/application")
+        return content
     finally:
         connection.close()

@@ -18,8 +18,8 @@ SCRIPTS = ("postinst", "prerm")
 def update(known, output):
     """Fetch the index of every source. Returns the exit status: how many of them failed."""
     failed = 0
-    for name, address, gzipped in known.configuration.sources:
-        url = address + ("/Packages.gz" if gzipped else "/Packages")
+    for name, address in known.configuration.sources:
+        url = address + "/Packages.gz"
         index = _download(url, output)
         if index is not None and index.startswith("\x1f\x8b"):  # what is no gzip is kept as it is
             try:

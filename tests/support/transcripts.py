@@ -1,0 +1,36 @@
+"""What real releases of opkg printed, command by command: recordings in tests/simulator/recorded.
+
+They are plain text: "$ command   # note", "exit N", the lines of standard output and standard
+error as "out  ..." and "err  ...", a blank line. ADDRESS stands for the feed's. The note says what
+was wrong, or how far the receiver had come. packages.json has the packages that were on offer.
+"""
+import collections
+import json
+import os
+
+RECORDED = os.path.join(os.environ["KELVARO_ROOT"], "tests", "simulator", "recorded")
+
+#: command: without the word "opkg". status: a number as text. out, err: as they were printed.
+Run = collections.namedtuple("Run", "command note status out err")
+
+
+def runs(release):
+    """Return the Runs of a release such as "0.3.5", in order."""
+    found = []
+    with open(os.path.join(RECORDED, "opkg-%s.txt" % release)) as stream:
+        for block in stream.read().strip("\n").split("\n\n"):
+            lines = block.split("\n")
+            command, _, note = lines[0][len("$ opkg "):].partition("   # ")
+            found.append(Run(command, note, lines[1][len("exit "):], *[
+                "".join(line[5:] + "\n" for line in lines[2:] if line.startswith(stream))
+                for stream in ("out", "err")]))
+    return found
+
+
+def packages(state):
+    """Return what the feed offered in its state "v1" or "v2": a dictionary for each package.
+
+    What a package lacks is an empty string.
+    """
+    with open(os.path.join(RECORDED, "packages.json")) as stream:
+        return [collections.defaultdict(str, each) for each in json.load(stream)[state]]
