@@ -2,7 +2,6 @@
 """Whatever opkg does, and whenever the screen that asked it closes: the outcomes are known."""
 
 import errno
-import fcntl
 import gc
 import os
 import re
@@ -14,11 +13,13 @@ import unittest
 import weakref
 
 from simulator import packages as standin
+from simulator.opkg import database
 from simulator.packages import Package
+from tests.support import transcripts
 from tests.support.leaks import children
 from tests.support.model import MODEL
 from tests.support.receiver import (
-    BLUE, ERRORS, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
+    BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
 from tests.support.sampling import sampled
 from tests.support.screens import DetailTest, UP_TO_DATE, block
 
@@ -43,9 +44,28 @@ OUTPUTS = {
                          "a  -  1\n", "", "a\t-\t1\n", UP_TO_DATE, False, ["a\t-\t1"]),
     "five_parts": ("a - 1 - 2 - 3 - 4\n", "", "a - 1 - 2\n", block("a", "1", "2"), True, ["a"]),
     "no_name": (" - 1 - 2\n", "", " - 1\n", UP_TO_DATE, True, [""]),
-    # The second line begins with a blank.
-    "that_it_is_locked": (ERRORS, ERRORS, ERRORS, UP_TO_DATE, False, ["Collected", ""]),
 }
+#: Releases, notes of their recordings: whether packages are listed, which further names count as
+#: installed. The second line of an error begins with a blank.
+RECORDED = {
+    ("0.1.8", "lock held"): (False, ["Collected", ""]),
+    ("0.3.5", "lock held"): (False, []),
+    ("0.4.4", "lock held"): (True, []),
+    # With noise before the listing and errors after it, with errors apart, with bare errors.
+    ("0.1.8", "a line 'foo bar'"): (True, ["Collected", ""]),
+    ("0.3.5", "a line 'foo bar'"): (True, []),
+    ("0.4.4", "a line 'foo bar'"): (True, []),
+}
+#: What the feed answers in place of its index: whether opkg still knows the packages.
+INDEXES = {
+    "a_web_page": (dict(body="<html>Sign in</html>"), False),
+    "an_empty_file": (dict(body=""), False),
+    "a_redirection": (dict(status=302, headers=[("Location", "/feed/all/Packages")]), False),
+    "half_of_it": (dict(drop="middle"), True),
+    "an_error": (dict(status=500), True),
+}
+FOO, BAR = "enigma2-plugin-extensions-foo", "enigma2-plugin-skin-bar-hd"
+FOO_SHOWN = block(FOO, "1", "2")
 
 
 class Opkg(DetailTest):
@@ -66,8 +86,12 @@ class Opkg(DetailTest):
         if shown != NO_CONNECTION:
             os.remove(LISTING)
         self.assertEqual(self.module.getInstalled(), installed)
+        self.box.press("yellow")
+        self.box.choose("Extensions")
+        self.assertEqual(self.box.rows(),
+                         ["Foo   (12) - " + ("Remove" if FOO in installed else "Install")])
         self.assertFiles(absent=[SCRATCH])
-        self.box.press("red")
+        self.box.press("cancel", "cancel", "red")
         self.box.pass_time(60)
         self.assertEqual(self.flag, found)
         if found:
@@ -138,27 +162,47 @@ class Opkg(DetailTest):
 
     def offer(self):
         """One package is installed, and the feed has a newer one, of which opkg knows."""
-        standin.build_feed(self._directory, [Package("a", "2")])
-        standin.install_initial_state([Package("a", "1")])
+        standin.build_feed(self._directory, [
+            Package(FOO, "2"), Package(BAR, "1"), Package("broken", "1", postinst="exit 3")])
+        standin.install_initial_state([Package(FOO, "1")])
         self.addCleanup(standin.install_initial_state, [])
-        with open(os.devnull, "w") as nothing:
-            self.assertEqual(subprocess.call([OPKG, "update"], stdout=nothing), 0)
+        subprocess.check_output([OPKG, "update"])
+
+    def list_again(self):
+        """The fault is over, and the updates are listed."""
+        self.feed.clear()
+        self.open_browser()
+        self.box.press("ok", "blue")
+        self.box.settle()
+        self.assertEqual(self.box.text("update"), FOO_SHOWN)
+        self.box.press("red", "red")
 
     def test_while_another_one_runs(self):
         self.offer()
-        if not os.path.isdir("/var/run"):
-            os.mkdir("/var/run")
-        with open("/var/run/opkg.lock", "w") as lock:
-            self.addCleanup(os.remove, "/var/run/opkg.lock")
-            fcntl.lockf(lock, fcntl.LOCK_EX)
-            # It lists nothing, and says why on standard error.
-            self.check(UP_TO_DATE, False, [])
+        lock = database.take_lock()
+        self.addCleanup(lock.close)
+        self.recover = lambda: (lock.close(), self.list_again())
+        # It lists nothing, and says why on standard error.
+        self.check(UP_TO_DATE, False, [])
+
+    def test_after_a_script_that_failed_each_installation_ends_with_errors(self):
+        self.offer()
+        with open(os.devnull, "w") as nothing:
+            subprocess.call([OPKG, "install", "broken"], stdout=nothing, stderr=nothing)
+        self.box.press("yellow")
+        self.box.choose("Skins")
+        self.box.choose("Bar-Hd")
+        self.box.settle()
+        self.assertEqual(self.box.text("status"), "Done, with errors")
+        self.box.press("ok", "cancel")
+        self.recover = self.list_again
+        self.check(FOO_SHOWN, True, ["broken", FOO, BAR])
 
     def test_without_its_lists_and_without_those_of_the_feed(self):
         self.offer()
         shutil.rmtree("/var/lib/opkg/lists")
         shutil.rmtree(os.path.join(self._directory, "all"))
-        self.check(UP_TO_DATE, False, ["a"])
+        self.check(UP_TO_DATE, False, [FOO])
 
     def test_without_its_state(self):
         self.offer()
@@ -173,8 +217,39 @@ def _test_of(listing, update, installed, *outcomes):
     return test
 
 
+def _test_of_recorded(release, note, listed, further):
+    def test(self):
+        self.script('cat "/tmp/opkg.$1.out"', 'cat "/tmp/opkg.$1.err" >&2')
+        lines = {}
+        for run in transcripts.runs(release):
+            if run.note == note:
+                write("/tmp/opkg.%s.out" % run.command, run.out)
+                write("/tmp/opkg.%s.err" % run.command, run.err)
+            elif run.note == "a directory x.conf":  # when nothing was wrong
+                lines[run.command] = [line.split(" - ") for line in run.out.splitlines()
+                                      if " - " in line]
+        self.check("".join(block(*line) for line in lines["list-upgradable"] * listed)
+                   or UP_TO_DATE, listed,
+                   [line[0] for line in lines["list-installed"] * listed] + further)
+    return test
+
+
+def _test_of_index(fault, listed):
+    def test(self):
+        self.offer()
+        self.feed.fault("all/Packages.gz", **fault)
+        self.recover = self.list_again
+        self.check(FOO_SHOWN if listed else UP_TO_DATE, listed, [FOO])
+    return test
+
+
 for _name, _row in OUTPUTS.items():
     setattr(Opkg, "test_printing_" + _name, _test_of(*_row))
+for (_release, _note), _row in RECORDED.items():
+    setattr(Opkg, re.sub(r"\W", "_", "test_as_%s_with_%s" % (_release, _note)),
+            _test_of_recorded(_release, _note, *_row))
+for _name, _row in INDEXES.items():
+    setattr(Opkg, "test_whose_feed_sends_%s_for_an_index" % _name, _test_of_index(*_row))
 
 
 class OfTheModel(Opkg):
