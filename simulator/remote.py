@@ -19,11 +19,13 @@ from simulator import packages, view
 from simulator.feedserver import FeedServer
 from simulator.journal import Journal
 from simulator.models import MODELS
+from simulator.opkg import database
 from simulator.options import OneSentence, add_receiver_options, receiver_arguments
 from simulator.receiver import PLUGIN_SCREENS, Receiver, StillRunning
 
 TURN = 0.1  # real seconds between two events of the clock
 OPKG = "/usr/bin/opkg"
+FILLER = "/tmp/filler"
 
 
 class Faults(object):
@@ -32,26 +34,41 @@ class Faults(object):
     server: a started FeedServer. One that was down is another one afterwards, at the same address.
     """
 
-    NAMES = ("down", "not-found", "malformed", "stalled", "no-opkg", "failing-package")
+    NAMES = ("down", "not-found", "malformed", "stalled", "no-opkg", "failing-package",
+             "web-page", "locked")
+    if os.environ.get("KELVARO_SANDBOX") != "proot":  # whose /tmp is the machine's
+        NAMES += ("no-space",)
 
     def __init__(self, server):
         self.server = server
         self.on = dict.fromkeys(self.NAMES, False)
         self._opkg = os.readlink(OPKG)
+        self._lock = None
 
     def switch(self, name, on):
-        was_on, self.on[name] = self.on[name], on
-        if name == "no-opkg" and on != was_on:
-            if on:
-                os.remove(OPKG)
-            else:
-                os.symlink(self._opkg, OPKG)
-        if name == "down" and on and not was_on:
-            self.server.stop()
-        elif name == "down" and was_on and not on:
-            self.server = FeedServer(self.server.directory, self.server.port).start()
+        if on != self.on[name]:
+            self.on[name] = on
+            self._change(name, on)
         if not self.on["down"]:
             self._strike()
+
+    def _change(self, name, on):
+        if name == "down" and on:
+            self.server.stop()
+        elif name == "down":
+            self.server = FeedServer(self.server.directory, self.server.port).start()
+        elif name == "no-opkg" and on:
+            os.remove(OPKG)
+        elif name == "no-opkg":
+            os.symlink(self._opkg, OPKG)
+        elif name == "locked" and on:
+            self._lock = database.take_lock(wait=True)
+        elif name == "locked":
+            self._lock.close()
+        elif name == "no-space" and on:
+            os.system("cat /dev/zero > %s 2> /dev/null" % FILLER)
+        elif name == "no-space":
+            os.remove(FILLER)
 
     def _strike(self):
         """Have the server's answers go wrong as they are to now."""
@@ -65,6 +82,8 @@ class Faults(object):
         if self.on["failing-package"]:
             for path in glob.glob(os.path.join(self.server.directory, "all", "*.ipk")):
                 self.server.fault("all/" + os.path.basename(path), status=404)
+        if self.on["web-page"]:
+            self.server.fault("all/Packages.gz", body="<html>Sign in</html>")
 
     def _fault(self, **what):
         for name in ("zirknews.xml", "zirkdlstat.txt"):

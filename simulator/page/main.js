@@ -197,6 +197,9 @@ const FAULTS = {
   "stalled": "Feed server stalls",
   "no-opkg": "No opkg",
   "failing-package": "Package fails to install",
+  "web-page": "Index is a web page",
+  "locked": "opkg is locked",
+  "no-space": "No space left",
 };
 
 /** Shows which faults there are: made once, so that the focus stays where it is. */

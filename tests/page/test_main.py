@@ -70,7 +70,7 @@ class PageTest(ViewerTest):
     def test_each_fault_is_switched_by_its_box_and_shown_on_every_page(self):
         viewer = self.start()
         names = [box.get_attribute("name") for box in viewer.find_all("#fault-list input")]
-        self.assertEqual(6, len(names))
+        self.assertIn(len(names), (8, 9))  # proot has no /tmp of its own to fill
         for name in names:
             viewer.toggle("[name=%s]" % name)
             viewer.reload()

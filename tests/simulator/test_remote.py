@@ -12,10 +12,15 @@ import unittest
 
 from simulator import packages
 from simulator.models import MODELS
+from simulator.remote import Faults
 from tests.support.receiver import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
+from tests.support.screens import UP_TO_DATE
 
 ROWS = [("urgent", "Update now"), ("normal", "Release 3.1"), ("info", "Meeting")]
 OPKG = "/usr/bin/opkg"
+LOCKED = ("Collected errors:\n * opkg_lock: Could not lock /var/run/opkg.lock: "
+          "Resource temporarily unavailable.\n")
+FULL = "cut: standard output: No space left on device\n"
 
 
 def request(do, **more):
@@ -54,8 +59,8 @@ class RemoteTest(unittest.TestCase):
     def converse(self, lines, *options, **more):
         """Start it, send these lines after some `seconds`, and end its input.
 
-        Keeps the answers in self.answers; self.told holds the events before each, and last those
-        after the last one.
+        It prints the `errors`. Keeps the answers in self.answers; self.told holds the events before
+        each, and last those after the last one.
         """
         process = subprocess.Popen(
             [sys.executable, "-O", "-m", "simulator.remote", "--feed", self.feed] + list(options),
@@ -63,7 +68,7 @@ class RemoteTest(unittest.TestCase):
         first = process.stdout.readline()
         time.sleep(more.get("seconds", 0))
         output, errors = process.communicate("".join(line + "\n" for line in lines))
-        self.assertEqual((0, ""), (process.returncode, errors))
+        self.assertEqual((0, more.get("errors", "")), (process.returncode, errors))
         self.answers, self.told = [], [[]]
         for message in map(json.loads, (first + output).splitlines()):
             if "event" in message:
@@ -93,7 +98,7 @@ class EventsTest(RemoteTest):
         receiver = self.last("receiver")
         self.assertEqual(("solo4k", list(MODELS), "en", 1280, False), tuple(
             receiver[name] for name in ("model", "models", "language", "width", "fallback")))
-        self.assertEqual([False] * 6, receiver["faults"].values())
+        self.assertEqual(dict.fromkeys(Faults.NAMES, False), receiver["faults"])
 
     def test_screens_are_told_from_the_bottom_and_only_when_they_have_changed(self):
         self.converse([passing()] + presses("up", "down", "ok"))
@@ -198,12 +203,29 @@ class FaultTest(RemoteTest):
         self.converse(switched + [request("fault", name="no-opkg", on=False)])
         self.assertEqual(opkg, os.readlink(OPKG))
 
-    def test_a_package_that_can_t_be_fetched_fails_to_install(self):
-        for on, status in ((True, "Done, with errors"), (False, "Done")):
-            self.converse([passing(), request("fault", name="failing-package", on=on)]
-                          + presses("yellow", "ok", "ok") + [passing()])
-            screen = front(self.last("screen"))
-            self.assertEqual(("Ipkg", status), (screen["name"], element(screen, "status")["text"]))
+    def test_an_installation_fails_only_while_a_fault_of_packages_is_on(self):
+        errors = {"failing-package": "", "locked": LOCKED, "no-space": FULL}
+        for name in set(errors) & set(Faults.NAMES):
+            for on, status in ((True, "Done, with errors"), (False, "Done")):
+                self.converse([passing(), request("fault", name=name, on=on)]
+                              + presses("yellow", "ok", "ok")
+                              + [passing(), request("fault", name=name, on=False)],
+                              errors=errors[name] if on else "")
+                screen = front(self.last("screen"))
+                self.assertEqual((screen["name"], element(screen, "status")["text"]),
+                                 ("Ipkg", status))
+
+    def test_each_fault_of_opkg_empties_the_listing_until_it_is_switched_off(self):
+        packages.build_feed(self.feed, [packages.Package("disk-tools", "8")])
+        listing = presses("ok", "blue") + [passing()]
+        for name in set(["web-page", "locked", "no-space"]) & set(Faults.NAMES):
+            self.converse([passing(), request("fault", name=name, on=True)] + listing
+                          + presses("cancel", "cancel") + [request("fault", name=name, on=False)]
+                          + [request("open"), passing()] + listing)
+            faulty, well = ["\n".join(element(front(self.last("screen", at)), "update")["lines"])
+                            for at in (4, 12)]
+            self.assertEqual(UP_TO_DATE, faulty)
+            self.assertIn("disk-tools", well)
 
 
 if __name__ == "__main__":
