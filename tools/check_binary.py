@@ -15,6 +15,7 @@ from elftools.common.exceptions import ELFError
 from elftools.elf.elffile import ELFFile
 
 MOST_BYTES = 96 * 1024
+PAGE = 4096
 # The receivers' libraries, and the newest symbol versions that theirs have.
 LIBRARIES = {"libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6"}
 NEWEST = {"GLIBC": (2, 17), "GLIBCXX": (3, 4, 19), "CXXABI": (1, 3, 7), "GCC": (4, 99)}
@@ -22,11 +23,19 @@ TEXT_RELOCATIONS, BIND_NOW = 4, 8  # DT_FLAGS
 UNVERSIONED = ("VER_NDX_LOCAL", "VER_NDX_GLOBAL")
 
 
+def section(elf, name):
+    """Return a section that every module has."""
+    found = elf.get_section_by_name(name)
+    if found is None:
+        raise ELFError("not a module: it has no section " + name)
+    return found
+
+
 def mips32el(elf):
     """Return {what is particular to the processor: whether it is so}."""
     # Elf_MIPS_ABIFlags_v0, as the MIPS ABI has it.
     _, level, release, _, _, _, floats, extension, ases = struct.unpack_from(
-        "<HBBBBBBII", elf.get_section_by_name(".MIPS.abiflags").data())
+        "<HBBBBBBII", section(elf, ".MIPS.abiflags").data())
     return {"header: MIPS32 release 1, o32": elf["e_flags"] & 0xf000f000 == 0x50001000,
             "ABI flags: MIPS32 release 1": (level, release) == (32, 1),
             "ABI flags: hard float": floats == 1,
@@ -37,7 +46,7 @@ def mips32el(elf):
 def armhf(elf):
     """The same for ARM."""
     attributes = {attribute.tag: attribute.value
-                  for vendor in elf.get_section_by_name(".ARM.attributes").iter_subsections()
+                  for vendor in section(elf, ".ARM.attributes").iter_subsections()
                   for scope in vendor.iter_subsubsections()
                   for attribute in scope.iter_attributes()}
     return {"header: EABI 5": elf["e_flags"] >> 24 == 5,
@@ -69,7 +78,7 @@ def checks(elf, size, target):
 
     versions = elf.get_section_by_name(".gnu.version")
     exported, undefined, foreign = [], [], []
-    for number, symbol in enumerate(elf.get_section_by_name(".dynsym").iter_symbols()):
+    for number, symbol in enumerate(section(elf, ".dynsym").iter_symbols()):
         bind = symbol["st_info"]["bind"]
         if bind == "STB_LOCAL":
             continue
@@ -82,7 +91,7 @@ def checks(elf, size, target):
     wide = [name for name in undefined if name.startswith("PyUnicodeUCS4_")]
     yield "symbols of an interpreter with UCS-4 strings, none", wide, not wide
 
-    dynamic = list(elf.get_section_by_name(".dynamic").iter_tags())
+    dynamic = list(section(elf, ".dynamic").iter_tags())
     tags = {tag.entry.d_tag: tag.entry.d_val for tag in dynamic}
     libraries = [tag.needed for tag in dynamic if tag.entry.d_tag == "DT_NEEDED"]
     yield "libraries, of the C and C++ ones", libraries, set(libraries) <= LIBRARIES
@@ -116,6 +125,9 @@ def checks(elf, size, target):
     yield "32 bits, little-endian, %s" % machine, "yes" if fits else "no", fits
     for what, met in particular(elf).items() if fits else ():
         yield what, "yes" if met else "no", met
+    pages = sorted({segment["p_align"] for segment in elf.iter_segments("PT_LOAD")})
+    yield "alignment of segments, to pages of %d bytes" % PAGE, \
+        ", ".join(map(str, pages)), pages == [PAGE]
 
 
 def main(arguments):

@@ -4,10 +4,11 @@ import re
 import subprocess
 import unittest
 
-from tests.support.machine import directory, run
+from tests.support.machine import directory, run, write
 
 SUITABLE = ["-Os", "-fPIC", "-shared", "-nostartfiles", "-s", "-march=mips32", "-mfp32",
-            "-Wl,-z,relro,-z,now,-z,noexecstack", "-Wl,--hash-style=sysv"]
+            "-Wl,-z,relro,-z,now,-z,noexecstack,-z,max-page-size=4096",
+            "-Wl,--hash-style=sysv"]
 INITIALISER = "void initKelvaro(void) {}\n"
 CALL = "void %s(void);\nvoid initKelvaro(void) { %s(); }\n"
 # An address that the loader puts in, so that something becomes read-only.
@@ -43,6 +44,9 @@ WRONG = {
     "writable_addresses_after_loading": (
         INITIALISER, ["-Wl,-z,norelro"],
         ["read-only after relocation, all at once: 0 segment, at once"]),
+    "a_hole_for_larger_pages": (
+        INITIALISER, ["-Wl,-z,max-page-size=65536"],
+        ["alignment of segments, to pages of 4096 bytes: 65536"]),
     "code_for_a_later_processor": (
         INITIALISER, ["-march=mips32r2"],
         ["header: MIPS32 release 1, o32: no", "ABI flags: MIPS32 release 1: no"]),
@@ -74,7 +78,12 @@ class CheckBinary(unittest.TestCase):
         self.assertEqual(self.unmet(target="armhf"), ["32 bits, little-endian, EM_ARM: no"])
 
     def test_says_that_a_file_of_another_kind_cannot_be_read(self):
-        self.assertEqual(run("tools/check_binary.py", "armhf", __file__).status, 2)
+        with directory() as here:
+            write(here + "/none.c", "")
+            run("mipsel-linux-gnu-gcc", "-c", "-s", here + "/none.c", "-o", here + "/object.o")
+            for path in (__file__, here + "/object.o", here + "/missing"):
+                result = run("tools/check_binary.py", "mips32el", path)
+                self.assertEqual((result.status, result.stderr.count("\n")), (2, 1), result)
 
 
 def refuses(source, options, expected):
