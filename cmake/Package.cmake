@@ -65,6 +65,8 @@ set(KELVARO_PACKAGE_REVISION r0 CACHE STRING "Counts the packages of one version
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelvaro)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY
+    "News and software updates for the receiver's Enigma2 screen")
 set(CPACK_PACKAGE_CONTACT "Kelvaro developers")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 # With its debug information in a file of its own the module is packed to the byte as it was tested.

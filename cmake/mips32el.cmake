@@ -15,10 +15,5 @@ string(CONCAT CMAKE_CXX_FLAGS_INIT "-march=mips32 -mhard-float -mfp32 "
 # -nostartfiles: the compiler's own start files are code for release 2 and would make the module so.
 #   They serve constructors and destructors of static objects, of which the module has none (with
 #   one, the linker misses __dso_handle).
-# noexecstack: GCC leaves it open for MIPS, and the loader then makes every stack executable.
-# hash-style: loaders of the receivers' age know only the old form.
-# max-page-size: the receivers' pages; the default of 64 KiB leaves a hole in the file.
 # build-id: objcopy cannot place it in a MIPS file of debugging symbols.
-string(CONCAT CMAKE_MODULE_LINKER_FLAGS_INIT
-  "-nostartfiles -Wl,-z,noexecstack -Wl,--hash-style=sysv -Wl,-z,max-page-size=4096 "
-  "-Wl,--build-id=none")
+set(CMAKE_MODULE_LINKER_FLAGS_INIT "-nostartfiles -Wl,--build-id=none")
