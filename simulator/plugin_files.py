@@ -125,7 +125,7 @@ def skin_part(width):
 
 
 def skin_for(width):
-    """The skin part as an installation makes it (cmake/Package.cmake)."""
+    """The skin part as an installation makes it (cmake/Install.cmake)."""
     with open(os.path.join(ROOT, "plugin", "skin", "skin.xml.in")) as source:
         return re.sub("@([0-9]+)@", lambda number: str(int(number.group(1)) * width // 1280),
                       source.read())

@@ -18,16 +18,15 @@ declare -Ar packages_of=(
   [mips32el]="g++-mipsel-linux-gnu qemu-user cmake ninja-build gettext binutils"
   [armhf]="g++-arm-linux-gnueabihf qemu-user cmake ninja-build gettext binutils")
 
-# build_preset PROJECT PRESET [OPTION...]
+# build_preset PROJECT PRESET
 #
-# Installs what is missing of the packages that it needs, configures with the OPTIONs of CMake and
-# builds. Builds of one preset wait for each other. A build directory starts afresh that came with a
-# copied or renamed checkout, since CMake refuses it, or whose toolchain file has changed, since CMake
-# would keep the former options. Exits as described above; shows the compiler's words when the module
-# can't be built.
+# Installs what is missing of the packages that it needs, configures and builds. Builds of one preset
+# wait for each other. A build directory starts afresh that came with a copied or renamed checkout,
+# since CMake refuses it, or whose toolchain file has changed, since CMake would keep the former
+# options. Exits as described above; shows the compiler's words when the module can't be built.
 build_preset() {
   local project=$1 preset=$2 directory=$1/build/$2 made_for interpreter log
-  shift 2
+  local -a options=()
   # shellcheck disable=SC2086
   need_packages ${packages_of[$preset]}
   mkdir -p "$project/build"
@@ -49,9 +48,9 @@ build_preset() {
     fi
     if [[ $preset =~ ^(native|fuzz)$ ]]; then
       interpreter=$("$project/tools/python27") || exit 2
-      set -- -DKELVARO_PYTHON="$interpreter" "$@"
+      options=(-DKELVARO_PYTHON="$interpreter")
     fi
-    if ! (cd "$project" && cmake --preset "$preset" "$@" && cmake --build --preset "$preset") \
+    if ! (cd "$project" && cmake --preset "$preset" "${options[@]}" && cmake --build --preset "$preset") \
       >"$log" 2>&1 8>&-; then
       cat "$log" >&2
       rm -f "$log"

@@ -1,6 +1,7 @@
 """The packages that packaging/package makes: what is in them, and that a receiver can use it."""
 from __future__ import print_function
 
+import glob
 import hashlib
 import os
 import re
@@ -10,14 +11,40 @@ import unittest
 
 from simulator import plugin_files
 from tests.support import package_file
-from tests.support.machine import PROJECT, directory, run
+from tests.support.machine import PROJECT, directory, run, write
 
 DIRECTORY = "/usr/lib/enigma2/python/Plugins/SystemPlugins/ZIRKPanel"
+NEWEST = 999999999
+DEPENDS = "python-core, python-netclient, python-pickle, python-xml"
+
+# A module with nothing in it that suits receivers, for what does not depend on the real one.
+SMALL = """
+#include "python/api.h"
+const PyMethodDef functions[] = {{"name", nullptr, 0, nullptr}, {}};
+PyMODINIT_FUNC __attribute__((visibility("default"))) initKelvaro() {
+  Py_InitModule("Kelvaro", const_cast<PyMethodDef*>(functions));
+}
+"""
 
 
 def content(path):
     with open(path, "rb") as stream:
         return stream.read()
+
+
+def make(output, *arguments, **environment):
+    """Make the packages of the sources there; return the Result."""
+    project = environment.pop("project", PROJECT)
+    environment.setdefault("SOURCE_DATE_EPOCH", "1000000000")
+    return run(project + "/packaging/package", *(arguments + ("--output", output)), **environment)
+
+
+def copy_of_sources(place):
+    """Copy the project's sources, without their history. All files are older than NEWEST."""
+    shutil.copytree(PROJECT, place, ignore=shutil.ignore_patterns("build", ".git", "*.pyc"))
+    for above, _, names in os.walk(place):
+        for name in names:
+            os.utime(os.path.join(above, name), (NEWEST - 9, NEWEST - 9))
 
 
 class PackageTest(object):
@@ -28,25 +55,18 @@ class PackageTest(object):
     @classmethod
     def setUpClass(cls):
         cls.work = tempfile.mkdtemp(prefix="kelvaro-package-")
-        cls.version = re.search(r"(?m)^project\(\w+ VERSION (\S+)",
+        cls.version = re.search(r"(?m)^project\(\w+ VERSION (\S+)\b",
                                 content(PROJECT + "/CMakeLists.txt")).group(1)
-        cls.path, cls.printed = cls.make(PROJECT, "first")
+        result = make(cls.work, cls.target)
+        if result.status != 0:
+            raise AssertionError(result.stderr)
+        cls.printed = result.stdout
+        cls.path, = glob.glob(cls.work + "/*.ipk")
         cls.package = package_file.Package(cls.path)
 
     @classmethod
     def tearDownClass(cls):
         shutil.rmtree(cls.work)
-
-    @classmethod
-    def make(cls, project, output):
-        """Make the package from the sources there; return its path and the line printed."""
-        output = os.path.join(cls.work, output)
-        result = run(project + "/packaging/package", "--output", output, cls.target,
-                     SOURCE_DATE_EPOCH="1000000000")
-        if result.status != 0:
-            raise AssertionError(result.stderr)
-        name, = os.listdir(output)
-        return os.path.join(output, name), result.stdout
 
     def test_its_file_is_named_by_its_fields_and_printed_with_size_and_checksum(self):
         packed = content(self.path)
@@ -57,27 +77,27 @@ class PackageTest(object):
 
     def test_the_control_fields_are_those_that_feeds_use(self):
         control = dict(self.package.control)
-        size = int(control.pop("Installed-Size"))
-        self.assertAlmostEqual(size, sum(map(len, self.package.files().values())) / 1024.0,
-                               delta=64)
-        self.assertEqual("News and software updates for the receiver's Enigma2 screen",
-                         control.pop("Description").split("\n")[0])
+        self.assertRegexpMatches(control.pop("Description"), r"\A\S.*\S\n \S.*\S\Z")
+        self.assertRegexpMatches(control.pop("Maintainer"), r"\A\S.* <\S+@\S+>\Z")
         self.assertEqual({
             "Package": "kelvaro",
             "Version": self.version + "-r0",
             "Architecture": self.architecture,
-            "Depends": "python-core, python-netclient, python-pickle, python-xml",
-            "Maintainer": "Kelvaro developers",
+            "Depends": DEPENDS,
+            "Source": "kelvaro",
+            "License": "MIT",
             "Section": "extra",
             "Priority": "optional",
+            # opkg takes it for bytes, where Debian's packages have KiB.
+            "Installed-Size": str(sum(map(len, self.package.files().values()))),
         }, control)
 
-    def test_old_releases_of_opkg_can_read_it_and_all_is_roots(self):
-        self.assertEqual(["debian-binary", "control.tar.gz", "data.tar.gz"],
+    def test_old_releases_of_opkg_and_of_its_index_can_read_it_and_all_is_roots(self):
+        self.assertEqual(["debian-binary/", "control.tar.gz/", "data.tar.gz/"],
                          [name for name, _, _ in self.package.members])
         self.assertEqual("2.0\n", self.package.members[0][2])
-        for name, (time, owner, group, _), _ in self.package.members:
-            self.assertEqual((1000000000, 0, 0), (time, owner, group), name)
+        for name, (_, owner, group, _), _ in self.package.members:
+            self.assertEqual((0, 0), (owner, group), name)
         for info, _ in self.package.data + self.package.control_files:
             # Files and directories in plain tar, without extended headers.
             self.assertIn(info.type, ("0", "5"), info.name)
@@ -96,19 +116,12 @@ class PackageTest(object):
         for width in (1280, 1920):  # as the simulator makes them
             self.assertEqual(plugin_files.skin_for(width),
                              files["%s/skin_%d.xml" % (DIRECTORY, width)])
-        # The native module still has what debuggers need, which packing removes.
-        if self.target != "native":
-            self.assertEqual(content("%s/build/%s/Kelvaro.so" % (PROJECT, self.target)),
-                             files[DIRECTORY + "/Kelvaro.so"])
-
-    def test_the_same_sources_in_another_directory_give_the_same_bytes(self):
-        elsewhere = os.path.join(self.work, "a copy of the sources")
-        shutil.copytree(PROJECT, elsewhere, ignore=shutil.ignore_patterns("build", ".git"))
-        self.assertEqual(content(self.path), content(self.make(elsewhere, "again")[0]))
+        # The very module that all other tests are about.
+        self.assertEqual(content("%s/build/%s/Kelvaro.so" % (PROJECT, self.target)),
+                         files[DIRECTORY + "/Kelvaro.so"])
 
     def test_the_plugins_code_imports_and_shows_it_on_an_empty_root(self):
-        target = [] if self.target == "native" else ["--target", self.target]
-        interpreter = run("tools/python27", *target).stdout.strip()
+        interpreter = run("tools/python27", "--target", self.target).stdout.strip()
         for width in ("1280", "1920"):
             result = run("tools/sandbox", "--writable", self.work, "python2.7", "-O", "-m",
                          "tests.support.unpacked", self.path, width, KELVARO_PYTHON=interpreter)
@@ -121,41 +134,105 @@ class PackageTest(object):
             ], result.stdout.splitlines(), result.stderr)
 
 
-class Native(PackageTest, unittest.TestCase):
-    target, architecture = "native", os.uname()[4]
-    # For the time: those of the receivers show it.
-    test_the_same_sources_in_another_directory_give_the_same_bytes = None
-
-
 class Mips32el(PackageTest, unittest.TestCase):
     target = architecture = "mips32el"
+
+    def test_another_users_sources_cache_and_environment_give_the_same_bytes(self):
+        theirs = self.work + "/another user"
+        copy_of_sources(theirs + "/sources")
+        cache = os.environ.get("XDG_CACHE_HOME") or os.path.expanduser("~/.cache")
+        os.mkdir(self.work + "/cache")
+        os.symlink(cache + "/kelvaro", self.work + "/cache/kelvaro")
+        mask = os.umask(0o077)
+        self.addCleanup(os.umask, mask)
+        result = make(theirs + "/output", self.target, project=theirs + "/sources",
+                      XDG_CACHE_HOME=self.work + "/cache", TZ="Asia/Tokyo",
+                      CXX="clang++", CXXFLAGS="-fsyntax-only", CFLAGS="-O0", CPATH="/nowhere",
+                      LDFLAGS="-Wl,-z,execstack", CMAKE_BUILD_TYPE="Debug", DESTDIR="/nowhere",
+                      CMAKE_GENERATOR="Unix Makefiles", TAR_OPTIONS="--owner=them:1000", GZIP="-1")
+        self.assertEqual(0, result.status, result.stderr)
+        for name in os.listdir(theirs + "/output"):
+            self.assertEqual(content(self.work + "/" + name),
+                             content(theirs + "/output/" + name), name)
 
 
 class Armhf(PackageTest, unittest.TestCase):
     target, architecture = "armhf", "cortexa15hf-neon-vfpv4"
 
 
+class SmallTest(unittest.TestCase):
+    """Copies of the project with a module that is built in no time."""
+
+    def setUp(self):
+        context = directory()
+        self.work = context.__enter__()
+        self.addCleanup(context.__exit__, None, None, None)
+        self.sources = self.work + "/repository/sources"
+        self.output = self.work + "/output"
+        copy_of_sources(self.sources)
+        for path in glob.glob(self.sources + "/plugin/src/*.cpp") + \
+                glob.glob(self.sources + "/plugin/src/python/*.cpp"):
+            write(path, SMALL if path.endswith("/module.cpp") else "")
+            os.utime(path, (NEWEST, NEWEST))
+
+    def package(self, target="mips32el", **environment):
+        result = make(self.output, target, project=self.sources, **environment)
+        self.assertEqual(0, result.status, result.stderr)
+        path, = glob.glob(self.output + "/*.ipk")
+        return package_file.Package(path)
+
+    def test_an_image_sets_the_fields_the_files_and_its_own_headers(self):
+        interpreter = run("tools/python27", "--target", "armhf").stdout.strip()
+        headers = os.path.dirname(os.path.dirname(interpreter)) + "/include/python2.7"
+        package = self.package(
+            "armhf", KELVARO_ARCHITECTURE="another", KELVARO_REVISION="r7", KELVARO_FILES="skins",
+            KELVARO_PLUGIN_PACKAGE="enigma2-plugin-zirk", KELVARO_HOMEPAGE="http://zirk.example",
+            KELVARO_MAINTAINER="Zirk <images@zirk.example>", KELVARO_PYTHON_INCLUDE=headers,
+            XDG_CACHE_HOME="/no cache: a Python cannot be built here")
+        self.assertEqual(["kelvaro_1.0.0-r7_another.debug", "kelvaro_1.0.0-r7_another.ipk"],
+                         sorted(os.listdir(self.output)))
+        expected = {"Architecture": "another", "Version": "1.0.0-r7",
+                    "Depends": DEPENDS + ", enigma2-plugin-zirk",
+                    "Homepage": "http://zirk.example", "Maintainer": "Zirk <images@zirk.example>"}
+        self.assertEqual(expected, {name: package.control.get(name) for name in expected})
+        self.assertEqual(["Kelvaro.so", "skin_1280.xml", "skin_1920.xml"],
+                         sorted(map(os.path.basename, package.files())))
+
+    def test_a_module_that_does_not_suit_receivers_is_not_packed(self):
+        write(self.sources + "/plugin/src/module.cpp", "")
+        result = make(self.output, "mips32el", project=self.sources)
+        self.assertEqual((1, ""), (result.status, result.stdout))
+        self.assertRegexpMatches(
+            result.stderr, r"FAILED symbols exported, initKelvaro alone: 0\n[^$]*"
+            r"\npackage: the module for mips32el does not suit receivers, .*\n\Z")
+        self.assertFalse(os.path.exists(self.output))
+
+    def test_sources_without_a_history_are_as_old_as_their_newest_file(self):
+        run("git", "init", self.work + "/repository")  # of other things
+        package = self.package(SOURCE_DATE_EPOCH=None)
+        self.assertEqual({NEWEST}, {info.mtime for info, _ in package.data})
+
+    def test_a_history_that_git_cannot_read_gets_gits_own_reason(self):
+        run("git", "init", "--initial-branch", "main", self.sources)
+        result = make(self.output, project=self.sources, SOURCE_DATE_EPOCH=None)
+        self.assertEqual((2, ""), (result.status, result.stdout))
+        self.assertRegexpMatches(
+            result.stderr, r"\Afatal: .* 'main' does not have any commits yet\npackage: git .*\n\Z")
+
+
 class CommandTest(unittest.TestCase):
 
     def test_wrong_usage_is_refused_in_one_sentence(self):
+        one = "%s is for one target: name it, as in packaging/package armhf."
         for arguments, name, sentence in (
-                (["armhf", "sparc"], None, "'sparc' is no target: name mips32el, armhf or native."),
-                (["native", "armhf"], "cortexa9hf-neon", "KELVARO_ARCHITECTURE is for one target: "
-                 "name it, as in packaging/package armhf."),
-                (["--output"], None, "--output needs a directory.")):
-            self.assertEqual(
-                run("packaging/package", *arguments, KELVARO_ARCHITECTURE=name),
-                (2, "", "package: %s\n" % sentence))
-
-    def test_an_architecture_can_be_given_another_name(self):
-        with directory() as here:
-            result = run("packaging/package", "--output", here, "native",
-                         KELVARO_ARCHITECTURE="another", SOURCE_DATE_EPOCH="0")
-            self.assertEqual(result.status, 0, result)
-            name, = os.listdir(here)
-            self.assertTrue(name.endswith("_another.ipk"), name)
-            self.assertEqual("another",
-                             package_file.Package(here + "/" + name).control["Architecture"])
+                (["armhf", "sparc"], None,
+                 "'sparc' is no target: name mips32el, armhf, or none for both."),
+                (["mips32el", "armhf"], "KELVARO_ARCHITECTURE", one % "KELVARO_ARCHITECTURE"),
+                ([], "KELVARO_PYTHON_INCLUDE", one % "KELVARO_PYTHON_INCLUDE"),
+                (["armhf", "--output"], None, "--output needs a directory.")):
+            settings = {name: "a"} if name else {}
+            self.assertEqual((2, "", "package: %s\n" % sentence),
+                             run("packaging/package", *arguments, **settings))
 
 
 if __name__ == "__main__":

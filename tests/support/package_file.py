@@ -38,7 +38,7 @@ class Package(object):
     def __init__(self, path):
         with open(path, "rb") as stream:
             self.members = archive_members(stream.read())
-        contents = dict((name, content) for name, _, content in self.members)
+        contents = dict((name.rstrip("/"), content) for name, _, content in self.members)
         self.control_files = _tar_members(contents["control.tar.gz"])
         self.data = _tar_members(contents["data.tar.gz"])
         self.control = fields(dict(

@@ -25,7 +25,7 @@ import enigma
 def main(package, width):
     with open(package, "rb") as stream:
         members = dict((name, content) for name, _, content in archive_members(stream.read()))
-    with tarfile.open(fileobj=io.BytesIO(members["data.tar.gz"]), mode="r:gz") as archive:
+    with tarfile.open(fileobj=io.BytesIO(members["data.tar.gz/"]), mode="r:gz") as archive:
         archive.extractall("/tmp/unpacked")
         with FeedServer(packages.SAMPLE_FEED) as server:
             box = Receiver(feed_url=server.url, load=False, screens=(), language="de_DE",
