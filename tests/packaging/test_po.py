@@ -2,6 +2,7 @@
 """The catalogues: made of the texts that are shown, and complete."""
 import ast
 import gettext
+import glob
 import io
 import os
 import re
@@ -19,14 +20,14 @@ def shown_texts():
                and isinstance(call.func, ast.Name) and call.func.id == "_")
 
 
-def german():
-    """Return text to German text, as the interpreter reads them from the compiled catalogue."""
-    compiled = subprocess.check_output(["msgfmt", "--check-format", "--output-file=-",
-                                        os.path.join(ROOT, "plugin", "po", "de.po")])
-    catalogue = gettext.GNUTranslations(io.BytesIO(compiled))
-    # Byte strings, as the host's widgets take them.
-    return dict((text, catalogue.gettext(text)) for text in shown_texts()
-                if text in catalogue._catalog)
+def catalogues():
+    """Yield the name of each, and {text: its text}, as the interpreter reads the compiled one."""
+    for path in sorted(glob.glob(os.path.join(ROOT, "plugin", "po", "*.po"))):
+        compiled = subprocess.check_output(["msgfmt", "--output-file=-", path])
+        catalogue = gettext.GNUTranslations(io.BytesIO(compiled))
+        # Byte strings, as the host's widgets take them.
+        yield os.path.basename(path), dict((text, catalogue.gettext(text))
+                                           for text in shown_texts() if text in catalogue._catalog)
 
 
 class CatalogueTest(unittest.TestCase):
@@ -34,15 +35,24 @@ class CatalogueTest(unittest.TestCase):
     def test_the_template_is_made_of_the_texts_shown(self):
         subprocess.check_call([os.path.join(ROOT, "plugin", "po", "update"), "--check"])
 
-    def test_every_text_has_a_german_one(self):
+    def test_every_text_stands_in_every_catalogue(self):
         texts = shown_texts()
         self.assertGreater(len(texts), 15)
-        self.assertEqual(texts, set(german()))
+        for name, translated in catalogues():
+            self.assertEqual((name, texts), (name, set(translated)))
+
+    def test_gettext_finds_nothing_wrong_with_a_catalogue(self):
+        for name, _ in catalogues():
+            said = subprocess.check_output(
+                ["msgfmt", "--check", "--output-file=/dev/null", "plugin/po/" + name],
+                cwd=ROOT, stderr=subprocess.STDOUT)
+            self.assertEqual("", said)
 
     def test_values_and_line_ends_stand_in_the_same_places(self):
-        for text, translated in german().items():
-            self.assertEqual(re.findall(r"%.|\n", text), re.findall(r"%.|\n", translated), text)
-            self.assertEqual(text.isspace(), translated.isspace())
+        for name, translated in catalogues():
+            for text, there in translated.items():
+                self.assertEqual(re.findall(r"%.|\n", text), re.findall(r"%.|\n", there), name)
+                self.assertEqual((name, text.isspace()), (name, there.isspace()))
 
 
 if __name__ == "__main__":
