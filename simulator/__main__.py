@@ -32,7 +32,7 @@ def main(arguments):
     try:
         with FeedServer(options.feed) as server:
             if options.tour or not sys.stdin.isatty():
-                return Tour(server, options.model).run()
+                return Tour(server, options.model, options.language).run()
             packages.install_initial_state()
             with Receiver(feed_url=server.url, raise_errors=False, **receiver) as box:
                 box.start_plugin()

@@ -1,8 +1,8 @@
 """A fixed walk through everything the module does.
 
-With the sample feed and the model duo2 the walk has to print what recorded/tour.txt holds. With
-another feed or model it checks what holds for all: which screen opens, what opkg is asked, which
-files go.
+With the sample feed, the model duo2 and no language named the walk has to print what
+recorded/tour.txt holds. Otherwise it checks what holds for all: which screen opens, what opkg is
+asked, which files go.
 After a change that is meant, recorded/tour.txt is what the walk prints:
 
     ./run --tour > simulator/recorded/tour.txt       # and then cut off the complaint at its end
@@ -28,10 +28,11 @@ DAY = 24 * 3600
 class Tour(object):
     """Walks through the feed of `server`, a started FeedServer, on a receiver `model`."""
 
-    def __init__(self, server, model):
+    def __init__(self, server, model, language):
         self._server = server
-        self._model = model
-        self._has_text = (os.path.realpath(server.directory) == SAMPLE_FEED and model == "duo2")
+        self._model, self._language = model, language
+        self._has_text = (os.path.realpath(server.directory) == SAMPLE_FEED
+                          and (model, language) == ("duo2", "en"))
         self._printed = []  # lines
         self._wrong = []  # sentences
         self._steps = 0
@@ -39,7 +40,8 @@ class Tour(object):
     def run(self):
         """Walk, print each screen, and return the exit status: 0, or 1 when something was wrong."""
         packages.install_initial_state()
-        with Receiver(model=self._model, feed_url=self._server.url) as self._box:
+        with Receiver(model=self._model, language=self._language,
+                      feed_url=self._server.url) as self._box:
             try:
                 self._box.start_plugin()
                 self._open_and_list()
@@ -158,16 +160,21 @@ class Tour(object):
         categories = box.rows()
         if categories:
             rows = self._open(categories[0], "The first category, and what can be done to each")
-            new = [number for number, row in enumerate(rows) if row.endswith(" - Install")]
+            install = " - " + self._translated("Install")
+            new = [number for number, row in enumerate(rows) if row.endswith(install)]
             if not new:
                 box.press("cancel")
             elif self._act(new[0], "install", "The package is being installed"):
                 rows = self._open(categories[0], "The installed package can now be removed")
-                self._must("what the row offers", rows[new[0]].split(" - ")[-1], "Remove")
+                self._must("what the row offers", rows[new[0]].split(" - ")[-1],
+                           self._translated("Remove"))
                 self._act(new[0], "remove --force-depends --autoremove", "It is removed again")
         self._must_be_front(ChoiceBox)
         box.press("cancel")
         self._must_be_front(box.module.AllNews)
+
+    def _translated(self, text):
+        return getattr(self._box.module, "_", _)(text)
 
     def _open(self, category, heading):
         self._box.choose(category)

@@ -42,7 +42,8 @@ class IntegrationTest(unittest.TestCase):
             self.assertEqual(None if screen is None else screen.get("size"), size)
 
     def test_texts_are_the_packages_in_its_languages_and_the_hosts_in_others(self):
-        for language, text in [("de_DE", "Beenden"), ("de", "Beenden"), ("en", "<Exit>")]:
+        for language, text in [("de_DE", "Beenden"), ("de", "Beenden"), ("no_NO", "Avslutt"),
+                               ("nb_NO", "Avslutt"), ("pt_BR", "Sair"), ("en", "<Exit>")]:
             self.start(language=language).open_news()
             self.assertEqual(self.box.text("key_red"), text)
 

@@ -54,6 +54,11 @@ class TourTest(unittest.TestCase):
             self.assertRegexpMatches(stdout, r"\nThe tour is complete: \d+ steps, all as they must "
                                              r"be\.\n\Z")
 
+    def test_it_is_complete_in_another_language(self):
+        status, stdout, _ = self.tour("--language", "fi")
+        self.assertEqual(status, 0, stdout)
+        self.assertIn("(blue) Näytä päivitykset", stdout)
+
     def test_news_that_end_the_gui_end_the_tour(self):
         status, stdout, _ = self.tour(news="<news><update/></news>")
         self.assertEqual(status, 1)
