@@ -1,8 +1,9 @@
-# Installing: the plug-in's directory with the module, the icons, the skin parts and the German
-# catalogue.
+# Installing: the plug-in's directory with the module, the icons, the skin parts and the
+# catalogues.
 #
 # KELVARO_PLUGIN_DIRECTORY  the plug-in's directory, below the installation prefix
 # KELVARO_FILES             what is installed beside the module, of pictures, skins and texts
+# KELVARO_LANGUAGES         those of the texts, such as "de fr", named as in plugin/po; empty: all
 
 set(KELVARO_PLUGIN_DIRECTORY lib/enigma2/python/Plugins/SystemPlugins/ZIRKPanel CACHE STRING
     "The plug-in's directory, below the installation prefix")
@@ -41,23 +42,36 @@ if("skins" IN_LIST files)
   endforeach()
 endif()
 
-# A build without gettext is fine as long as nobody installs the catalogue.
+# A build without gettext is fine as long as nobody installs the catalogues.
 if("texts" IN_LIST files)
-  set(catalogue "${CMAKE_BINARY_DIR}/de.mo")
-  find_program(KELVARO_MSGFMT msgfmt DOC "Compiles the catalogue; part of gettext")
+  set(KELVARO_LANGUAGES "" CACHE STRING "The languages of the texts, as in plugin/po; empty: all")
+  separate_arguments(languages UNIX_COMMAND "${KELVARO_LANGUAGES}")
+  if(NOT languages)
+    file(GLOB languages RELATIVE "${CMAKE_CURRENT_SOURCE_DIR}/plugin/po" plugin/po/*.po)
+    string(REPLACE ".po" "" languages "${languages}")
+  endif()
+  find_program(KELVARO_MSGFMT msgfmt DOC "Compiles the catalogues; part of gettext")
   mark_as_advanced(KELVARO_MSGFMT)
-  if(KELVARO_MSGFMT)
-    # Little-endian on every machine: the interpreter reads both orders, and the bytes stay the same.
+  if(NOT KELVARO_MSGFMT)
+    install(CODE "message(FATAL_ERROR \"The texts need msgfmt: install gettext, then configure \
+and build again.\")")
+    return()
+  endif()
+  foreach(language ${languages})
+    set(source "${CMAKE_CURRENT_SOURCE_DIR}/plugin/po/${language}.po")
+    set(catalogue "${CMAKE_BINARY_DIR}/${language}.mo")
+    if(NOT EXISTS "${source}")
+      message(FATAL_ERROR "KELVARO_LANGUAGES names ${language}, which is not in plugin/po.")
+    endif()
+    # Little-endian on every machine: the interpreter reads both orders; the bytes stay the same.
     add_custom_command(
       OUTPUT "${catalogue}"
       COMMAND "${KELVARO_MSGFMT}" --check-format --endianness=little "--output-file=${catalogue}"
-              "${CMAKE_CURRENT_SOURCE_DIR}/plugin/po/de.po"
-      DEPENDS plugin/po/de.po VERBATIM)
-    add_custom_target(catalogue ALL DEPENDS "${catalogue}")
-  else()
-    install(CODE "message(FATAL_ERROR \"The catalogue needs msgfmt: install gettext, then configure \
-and build again.\")")
-  endif()
-  install(FILES "${catalogue}" DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/locale/de/LC_MESSAGES"
-          RENAME Kelvaro.mo)
+              "${source}"
+      DEPENDS "${source}" VERBATIM)
+    list(APPEND catalogues "${catalogue}")
+    install(FILES "${catalogue}" RENAME Kelvaro.mo
+            DESTINATION "${KELVARO_PLUGIN_DIRECTORY}/locale/${language}/LC_MESSAGES")
+  endforeach()
+  add_custom_target(catalogues ALL DEPENDS ${catalogues})
 endif()

@@ -25,14 +25,16 @@ S = "${WORKDIR}/git"
 # target's Python runs in the build.
 inherit cmake python-dir
 
-# The target's headers, and msgfmt for the catalogue. The image's interpreter must have UCS-2
+# The target's headers, and msgfmt for the catalogues. The image's interpreter must have UCS-2
 # strings; the compiler stops with a sentence at the headers of another one.
 DEPENDS += "python gettext-native"
 
-# Where this image keeps its plug-ins, below the prefix; what is installed beside the module; and the
-# package that has the plug-in, with its UpgradeZirk, to depend on.
+# Where this image keeps its plug-ins, below the prefix; what is installed beside the module; the
+# languages of the texts ("": all); and the package that has the plug-in, with its UpgradeZirk, to
+# depend on.
 KELVARO_PLUGIN_DIRECTORY ?= "lib/enigma2/python/Plugins/SystemPlugins/ZIRKPanel"
 KELVARO_FILES ?= "pictures skins texts"
+KELVARO_LANGUAGES ?= ""
 KELVARO_PLUGIN_PACKAGE ?= ""
 
 EXTRA_OECMAKE += " \
@@ -40,6 +42,7 @@ EXTRA_OECMAKE += " \
     -DKELVARO_PYTHON_INCLUDE=${STAGING_INCDIR}/${PYTHON_DIR} \
     -DKELVARO_PLUGIN_DIRECTORY=${KELVARO_PLUGIN_DIRECTORY} \
     -DKELVARO_FILES='${KELVARO_FILES}' \
+    -DKELVARO_LANGUAGES='${KELVARO_LANGUAGES}' \
 "
 
 # The standard modules as feeds split and name them: os, urllib2, cPickle, xml.dom. The C and C++

@@ -107,10 +107,12 @@ class PackageTest(object):
 
     def test_it_installs_the_plugins_files_and_nothing_else(self):
         files = self.package.files()
-        self.assertEqual([DIRECTORY + "/" + name for name in (
-            "Kelvaro.so", "locale/de/LC_MESSAGES/Kelvaro.mo", "pictures/update_info.png",
-            "pictures/update_normal.png", "pictures/update_urgent.png", "skin_1280.xml",
-            "skin_1920.xml")], sorted(files))
+        languages = [os.path.basename(path)[:-len(".po")]
+                     for path in sorted(glob.glob(PROJECT + "/plugin/po/*.po"))]
+        self.assertEqual([DIRECTORY + "/" + name for name in ["Kelvaro.so"] + [
+            "locale/%s/LC_MESSAGES/Kelvaro.mo" % language for language in languages] + [
+            "pictures/update_info.png", "pictures/update_normal.png", "pictures/update_urgent.png",
+            "skin_1280.xml", "skin_1920.xml"]], sorted(files))
         self.assertEqual(content(PROJECT + "/plugin/pictures/update_info.png"),
                          files[DIRECTORY + "/pictures/update_info.png"])
         for width in (1280, 1920):  # as the simulator makes them
@@ -185,7 +187,8 @@ class SmallTest(unittest.TestCase):
         interpreter = run("tools/python27", "--target", "armhf").stdout.strip()
         headers = os.path.dirname(os.path.dirname(interpreter)) + "/include/python2.7"
         package = self.package(
-            "armhf", KELVARO_ARCHITECTURE="another", KELVARO_REVISION="r7", KELVARO_FILES="skins",
+            "armhf", KELVARO_ARCHITECTURE="another", KELVARO_REVISION="r7",
+            KELVARO_FILES="skins texts", KELVARO_LANGUAGES="fr no",
             KELVARO_PLUGIN_PACKAGE="enigma2-plugin-zirk", KELVARO_HOMEPAGE="http://zirk.example",
             KELVARO_MAINTAINER="Zirk <images@zirk.example>", KELVARO_PYTHON_INCLUDE=headers,
             XDG_CACHE_HOME="/no cache: a Python cannot be built here")
@@ -195,8 +198,10 @@ class SmallTest(unittest.TestCase):
                     "Depends": DEPENDS + ", enigma2-plugin-zirk",
                     "Homepage": "http://zirk.example", "Maintainer": "Zirk <images@zirk.example>"}
         self.assertEqual(expected, {name: package.control.get(name) for name in expected})
-        self.assertEqual(["Kelvaro.so", "skin_1280.xml", "skin_1920.xml"],
-                         sorted(map(os.path.basename, package.files())))
+        self.assertEqual(
+            ["Kelvaro.so", "locale/fr/LC_MESSAGES/Kelvaro.mo", "locale/no/LC_MESSAGES/Kelvaro.mo",
+             "skin_1280.xml", "skin_1920.xml"],
+            sorted(os.path.relpath(name, DIRECTORY) for name in package.files()))
 
     def test_a_module_that_does_not_suit_receivers_is_not_packed(self):
         write(self.sources + "/plugin/src/module.cpp", "")
