@@ -79,13 +79,13 @@ Call* Call::newestOfThisThread() {
 
 PyObject* Call::builtins() {
   if (!builtins_.bound()) {
-    // A module, or its dictionary where the host has put that.
+    // A module, or its dictionary where the host has put that. Without either there are none: what
+    // the globals lack, they lack again.
     PyObject* found = PyDict_GetItem(globals_, "__builtins__"_s.borrow());
     if (found != nullptr && PyModule_Check(found)) {
       found = PyModule_GetDict(found);
     }
-    builtins_ =
-        found != nullptr && PyDict_Check(found) ? Ref::share(found) : Ref::take(PyDict_New());
+    builtins_ = Ref::share(found != nullptr && PyDict_Check(found) ? found : globals_);
   }
   return builtins_.borrow();
 }
