@@ -96,6 +96,8 @@ class Recorder(object):
         kind = type(thing)
         if kind in PLAIN_TYPES:
             return (kind.__name__, thing)
+        if kind is Text:
+            return (kind.__name__, str.__str__(thing))
         if id(thing) in self._labels and kind is not list and kind is not dict:
             return self._labels[id(thing)]
         if isinstance(thing, types.InstanceType):
@@ -234,14 +236,46 @@ def quietly(thing, **attributes):
     return thing
 
 
+def noted_method(base, name):
+    """A method of a builtin class that is noted, with its result (see `noted`)."""
+    def method(self, *args):
+        note(name, args)
+        return noted(getattr(base, name)(self, *args))
+    return method
+
+
+def noted(thing):
+    """A list of strings, or one, as one whose operations are noted; other things as they are."""
+    if type(thing) is list:
+        return Rows(map(noted, thing))
+    return Text(thing) if type(thing) is str else thing
+
+
 class Rows(list):
-    """A list of which each step of a loop over it is noted."""
+    """A list of which each operation is noted, and each step of a loop over it."""
+
+    __len__, __getitem__, __contains__ = [
+        noted_method(list, _name) for _name in ("__len__", "__getitem__", "__contains__")]
 
     def __iter__(self):
         note("iterate", self)
         for row in list.__iter__(self):
             note("next row")
             yield row
+
+
+class Text(str):
+    """A string of which each operation is noted; the strings that come of it are such, too."""
+
+    __hash__ = str.__hash__
+    __str__, __eq__, __add__, split, splitlines, strip, replace, title, endswith = [
+        noted_method(str, _name) for _name in (
+            "__str__", "__eq__", "__add__", "split", "splitlines", "strip", "replace", "title",
+            "endswith")]
+
+    def __radd__(self, other):
+        note("__radd__", other)
+        return noted(other + str.__str__(self))
 
 
 class Callbacks(list):
@@ -406,9 +440,10 @@ class RecordedFile(Recorded):
         Recorder.current.watch(self)
 
     def _take(self, size=None):
-        taken = Recorder.current.files[self._path][self._at:][:size]
+        content = Recorder.current.files[self._path]
+        taken = content[self._at:][:size]
         quietly(self, _at=self._at + len(taken))
-        return taken
+        return type(content)(taken)
 
     def read(self, *args):
         note("read", self, args)

@@ -8,6 +8,7 @@ the host and the order of calls from the case's random numbers.
 import pickle
 
 from tests.support import documents, recording
+from tests.support.recording import Rows, Text
 
 CACHE = "/tmp/.updatecache"
 LISTING = "/tmp/.package.tmp"
@@ -67,6 +68,19 @@ def fetching(name, label, body):
     return calling(name, label=label, files={FEED: FEED_LINE}, answers={"urlopen": body})
 
 
+class ElementStub(recording.Widget):
+    """An element for skip_entry that answers as told."""
+
+    hasAttribute = recording.operation("hasAttribute", True)
+    getAttribute = recording.operation("getAttribute", "")
+
+
+def skipping(models):
+    """A scenario in which an element requires these models."""
+    return calling("skip_entry", ElementStub(), label="_" + models,
+                   answers={"getAttribute": Text(models)})
+
+
 NOT_FOUND, UNREACHABLE = recording.HTTPError(404, "not found"), recording.URLError("refused")
 
 
@@ -85,7 +99,10 @@ def news_address(case):
 FUNCTIONS = [
     calling("getInstalled", answers={"installed": "one\ntwo\r\nthree"}),
     calling("getInstalled", label="_without_a_file"),
+    calling("getInstalled", label="_of_a_noted_text", answers={"installed": Text("one\ntwo\n")}),
     calling("getHeader"),
+    calling("getHeader", label="_of_noted_texts", replace={"vumodel": Text("duo4kse")},
+            answers={"getZirkVersionString": Text("4.1")}),
     calling("write_cache", NEWS),
     cache_is_written_to_a_new_directory,
     calling("write_cache", NEWS, label="_below_a_missing_directory",
@@ -94,6 +111,9 @@ FUNCTIONS = [
     calling("load_cache", label="_that_is_missing"),
     calling("load_cache", label="_that_is_damaged", files={CACHE: pickled(NEWS)[:20]}),
     news_address,
+    calling("newsURL", label="_of_a_noted_text", files={FEED: Text(FEED_LINE)}),
+    skipping("duo,uno4kse"),
+    skipping("duo"),
     fetching("getDownloadStats", "", STATISTICS),
     fetching("getDownloadStats", "_not_found", NOT_FOUND),
     fetching("getDownloadStats", "_unreachable", UNREACHABLE),
@@ -168,24 +188,27 @@ def popular_packages_of_empty_statistics(case):
     case.press(browser(case), "keyYellow")
 
 
-class Statistics(recording.Widget):
-    split = recording.operation("split", recording.Rows(["EXTENSIONS", "a;1", "SKINS", "b;2"]))
+def popular_packages_of_noted_texts(case):
+    """Each step of the loops can fail, and each operation on a text."""
+    case.replace(getDownloadStats=recording.function("getDownloadStats", Text(STATISTICS)),
+                 getInstalled=recording.function("getInstalled", Rows(["b"])))
+    screen = browser(case)
+    case.press(screen, "keyYellow")
+    for key in ("skins", "systemplugins", "other"):
+        case.press(screen, "gotTopSelection", Rows(["x", Text(key)]))
+    for key in ("a_install", "a_installed"):
+        case.press(screen, "exitChoiceBox", Rows(["x", Text(key)]))
 
 
-def popular_packages_in_rows(case):
-    """Each step of the loops can fail."""
-    case.replace(getDownloadStats=recording.function("getDownloadStats", Statistics()),
-                 getInstalled=recording.function("getInstalled", recording.Rows(["b"])))
-    case.press(browser(case), "keyYellow")
-
-
-def news_in_rows(case):
-    rows = recording.Rows
-    news = rows([(u"A", rows([(u"i", rows([u"d", u"e"])), (None, rows())]), "info")] * 2)
+def news_of_noted_texts(case):
+    news = Rows([Rows([Text("A"), Rows([Rows([Text("i"), Rows([Text("d"), u"e"])]),
+                                        (None, Rows())]), Text("info")])] * 2)
     case.replace(load_cache=recording.function("load_cache", news),
                  parse_xml=recording.function("parse_xml", 1))
     case.press(browser(case), "createMenu")
-    case.press(case.call("ZirkUpdateInfo", recording.Session()), "getNews")
+    screen = case.call("ZirkUpdateInfo", recording.Session())
+    case.press(screen, "getNews")
+    case.press(screen, "getText", Text("header"))
 
 
 def browser_without_an_index(case):
@@ -234,6 +257,8 @@ def detail_lists_updates(case):
     case.press(screen, "opkg_upgrade_finished", "", 0, [])
     case.recorder.files[LISTING] = LISTING_TEXT
     case.press(screen, "opkg_upgrade_finished", "", 0)
+    case.recorder.files[LISTING] = Text(LISTING_TEXT)
+    case.press(screen, "getText", "updates")
     case.recorder.files[LISTING] = "nothing\n"
     case.press(screen, "getText", "updates")
     case.recorder.answers["Console is there"] = False
@@ -272,6 +297,7 @@ def notifier_finds_nothing(case):
     case.press(watcher, "opkg_upgrade_finished", "", 0)
     case.press(watcher, "opkg_upgrade_finished", "a - 1\nb", 0, [])
     case.press(watcher, "opkg_upgrade_finished", "x\n" * 9 + "a - 1\nb - 2", 0)
+    case.press(watcher, "opkg_upgrade_finished", Text("a - 1\nb"), 0)
     recording.set_usage(check_for_updates=0)
     case.press(watcher, "opkg_upgrade_finished", "", 0)
 
@@ -303,7 +329,7 @@ def notifier_calls_itself(case):
 FIXED = FUNCTIONS + [
     browser_opens, browser_shows_news, status_of(2), status_of(3), status_of(4),
     popular_packages, popular_packages_without_statistics, popular_packages_of_empty_statistics,
-    popular_packages_in_rows, news_in_rows, browser_without_an_index, detail_of_the_last_entry,
+    popular_packages_of_noted_texts, news_of_noted_texts, browser_without_an_index, detail_of_the_last_entry,
     detail_opens, detail_opens_with_updates, detail_shows_news, detail_lists_updates,
     detail_calls_its_callbacks, notifier_checks, notifier_finds_nothing, notifier_asks,
     notifier_stays_silent, notifier_calls_itself,
@@ -505,13 +531,6 @@ def generated_statistics(case):
         if rng.random() < 0.3:
             ret = rng.choice([None, (), ("one",), ["x", "skins"], "ab", ("a", "b", "c"), 5, 0, {}])
         case.press(screen, rng.choice(["gotTopSelection", "exitChoiceBox"]), ret)
-
-
-class ElementStub(recording.Widget):
-    """An element for skip_entry that answers as told."""
-
-    hasAttribute = recording.operation("hasAttribute", True)
-    getAttribute = recording.operation("getAttribute", "")
 
 
 def generated_filter(case):
