@@ -5,12 +5,6 @@ import os
 
 from tests.support.receiver import BLUE, CACHE, LISTING, WAIT, write
 from tests.support.screens import ScreenTest
-
-STEPS = [
-    "skinName", "skin_path", "session", "title", ("title", "StaticText"), "png_normal",
-    "png_info", "png_urgent", "list", ("menu", "List"), ("status", "Label"), ("header", "Label"),
-    ("key_red", "StaticText"), ("key_green", "StaticText"), ("key_blue", "StaticText"),
-    ("key_yellow", "StaticText"), ("key_info", "StaticText"), ("shortcuts", "ActionMap")]
 PICTURES = "SystemPlugins/ZIRKPanel/pictures/update_%s.png"
 
 
@@ -46,9 +40,6 @@ class Opening(ScreenTest):
         self.assertEqual([self.box.text("key_" + key) for key in
                           ("red", "green", "blue", "yellow", "info")],
                          ["<Exit>", "<Update>", "<show Updates>", "<Top 20>", ""])
-
-    def test_goes_step_by_step_and_ends_where_one_fails(self):
-        self.assertMadeStepByStep(self.module.AllNews, (self.box.session, "/path"), STEPS, 0)
 
     def test_takes_its_arguments_by_keyword_and_ignores_args(self):
         screen = self.module.AllNews(args="anything", plugin_path="/path",
@@ -138,15 +129,6 @@ class Keys(ScreenTest):
         self.box.press("cancel")
         self.assertIs(self.box.screen, self.screen)
         self.assertEqual(self.box.cursor, 0)
-
-    def test_work_again_after_a_screen_was_refused(self):
-        for key, entries in [
-                ("ok", ["AllNews.runMenuEntry:339"]),
-                ("blue", ["AllNews.blueKey:306", "AllNews.runMenuEntry:339"]),
-                ("green", ["AllNews.greenKey:303"]),
-                ("yellow", ["AllNews.keyYellow:266", "AllNews.selectTop:270"])]:
-            self.assertRefused(entries, self.screen, self.box.press, key)
-            self.assertOpens(key)
 
 
 class Closing(ScreenTest):

@@ -128,14 +128,6 @@ class Messages(ScreenTest):
         self.box.press("red")
         self.assertIsNone(self.box.screen)
 
-    def test_are_translated_before_the_list_shown_is_emptied(self):
-        screen = self.box.open_news()
-        for code, line, text in [(2, 327, NO_CONNECTION), (3, 329, NOT_ANALYZED)]:
-            self.replace(parse_xml=lambda: code)
-            self.note_texts(broken=text)
-            self.assertFails(Broken, ["AllNews.createMenu:%d" % line], screen.createMenu)
-            self.assertEqual((self.box.rows(), screen.list), ([WAIT], []))
-
     def test_are_not_shown_for_other_codes_below_two(self):
         for code in (0, -1, None, False, 0.5):
             self.replace(parse_xml=lambda: code)
@@ -161,13 +153,6 @@ class Messages(ScreenTest):
                 self.assertEqual(self.box.rows(), TITLES)
             else:
                 self.assertMessage(screen, text)
-
-    def test_that_the_session_refuses_leave_an_empty_list(self):
-        self.serve("no document")
-        browser = self.box.open_news()
-        self.assertRefused(["AllNews.createMenu:332"], browser, self.box.pass_time, 0.1)
-        self.assertEqual(self.box.rows(), [])
-        self.assertOpens("green")
 
 
 class Rows(ScreenTest):

@@ -8,8 +8,8 @@ from simulator import packages
 from simulator.feedserver import FeedServer
 from simulator.packages import Package
 from tests.support.leaks import once
-from tests.support.receiver import Broken, ReceiverTest, SCRATCH, raising
-from tests.support.screens import ScreenTest, noting
+from tests.support.receiver import ReceiverTest, SCRATCH, raising
+from tests.support.screens import ScreenTest
 
 from Components.Ipkg import IpkgComponent
 from Screens.ChoiceBox import ChoiceBox
@@ -232,19 +232,6 @@ class Choosing(Top20Test):
             self.screen.exitChoiceBox(ret)
         self.assertEqual((calls, openings), (["back"] * 5, []))
 
-    def test_that_the_session_refuses_ends_the_loop_of_choosers(self):
-        for choices, entries in [(["Skins"], ["AllNews.gotTopSelection:286"]),
-                                 (["Skins", "Bar-Hd"], ["AllNews.exitChoiceBox:297"])]:
-            self.box.press("yellow")
-            for choice in choices[:-1]:
-                self.box.choose(choice)
-            self.assertRefused(entries, self.screen, self.box.choose, choices[-1])
-        self.box.press("yellow")
-        self.box.choose("Skins")
-        self.assertRefused(["AllNews.exitChoiceBox:290", "AllNews.selectTop:270"], self.screen,
-                           self.box.press, "cancel")
-        self.assertOpens("yellow")
-
 
 class Commands(Top20Test):
 
@@ -284,63 +271,6 @@ class Commands(Top20Test):
         self.screen.ipkg_action_finished(False)
         self.screen.ipkg_action_finished(ret="any")
         self.assertEqual(calls, ["yellow"] * 3)
-
-
-class Failures(Top20Test):
-
-    statistics = "EXTENSIONS\nfoo;12\nSYSTEMPLUGINS\nbaz;5\nSKINS\nbar-hd;3\n"
-
-    def assertYellowFails(self, error, entries, lengths):
-        """The yellow key fails and leaves lists of these lengths; None is a missing one."""
-        self.assertFails(error, entries, self.box.press, "yellow")
-        self.assertEqual([len(getattr(self.screen, name)) if hasattr(self.screen, name) else None
-                          for name in ("extensions", "systemplugins", "skins", "c_l")], lengths)
-        self.assertIs(self.box.screen, self.screen)
-
-    def test_of_the_statistics_come_before_any_list(self):
-        self.replace(getDownloadStats=raising())
-        self.assertYellowFails(Broken, ["AllNews.keyYellow:216"], [None] * 4)
-        self.replace(getDownloadStats=lambda: 7)
-        self.assertYellowFails(AttributeError, ["AllNews.keyYellow:219"], [None] * 4)
-
-    def test_of_the_installed_list_come_after_three_empty_lists(self):
-        self.replace(remove=raising())
-        self.assertYellowFails(Broken, ["AllNews.keyYellow:223", "getInstalled:48"],
-                               [0, 0, 0, None])
-        self.replace(getInstalled=lambda: None)
-        self.assertYellowFails(TypeError, ["AllNews.keyYellow:247"], [0, 0, 0, None])
-
-    def test_of_each_list_come_in_their_order(self):
-        names = ["extensions", "systemplugins", "skins", "c_l"]
-        for name in names:
-            done = []
-            screen = noting(self.module.AllNews, done, name)(self.box.session, "/path")
-            del done[:]
-            self.assertRaises(Broken, screen.keyYellow)
-            self.assertEqual(done, names[:names.index(name)])
-
-    def test_of_each_part_of_a_record_come_at_its_use(self):
-        class Field(str):
-            pass
-
-        class Line(str):
-            broken = None
-
-            def __eq__(self, other):
-                return raising()() if other == self.broken else str.__eq__(self, other)
-
-            def split(self, separator):
-                return [Field("name"), Field("count")]
-
-        class Text(str):
-            def split(self, separator):
-                return [Line(line) for line in str.split(self, separator)]
-        self.replace(getDownloadStats=lambda: Text("EXTENSIONS\nany;1"))
-        for method, line in [("__str__", 252), ("__radd__", 244), ("title", 236)]:
-            setattr(Field, method, raising())  # each fails before the one set earlier
-            self.assertYellowFails(Broken, ["AllNews.keyYellow:%d" % line], [0, 0, 0, None])
-        for Line.broken, line in [("SKINS", 230), ("SYSTEMPLUGINS", 228), ("EXTENSIONS", 226)]:
-            self.assertYellowFails(Broken, ["AllNews.keyYellow:%d" % line], [0, 0, 0, None])
 
 
 @once("each run of the package manager takes a second")

@@ -10,7 +10,6 @@ import xml.dom.minidom
 
 from tests.support.receiver import (
     CACHE, CONFIGURATION, Blank, ModuleTest, configure, raising, read, write)
-from tests.support.steps import check_steps
 
 KEYWORD = "src/gz Zirk-all "
 NEWS = [(u"Öl", [(None, []), (u"item", [u"a", u"b"])], "normal"),
@@ -84,21 +83,6 @@ class Address(ModuleTest):
         self.addCleanup(os.rmdir, CONFIGURATION)
         self.assertFails(IOError, ["newsURL:105"], self.module.newsURL)
 
-    def test_is_made_step_by_step(self):
-        address = Blank()
-
-        def prepare(steps):
-            stripped = Blank(replace=steps.does("replace", address))
-            line = Blank(strip=steps.does("strip", Blank(strip=steps.does("strip", stripped))))
-            self.replace(open=steps.does("open", Blank(
-                readline=steps.does("readline", line), close=steps.does("close"))))
-            return ["X"]
-
-        check_steps(self, "newsURL", [
-            (105, "open('/etc/opkg/all-feed.conf', 'r')"), (106, "readline()"),
-            (106, "strip('src/gz Zirk-all ')"), (107, "close()"), (108, "strip()"),
-            (109, "replace('all', 'X')")], prepare, address)
-
 
 class SkipEntry(ModuleTest):
     """The receiver of the tests is a "duo2"."""
@@ -118,25 +102,6 @@ class SkipEntry(ModuleTest):
     def test_keeps_an_element_whose_list_is_empty(self):
         element = Blank(hasAttribute=len, getAttribute=lambda name: Blank(split=lambda by: []))
         self.assertIs(self.module.skip_entry(element), False)
-
-    def test_goes_step_by_step(self):
-        def prepare(steps):
-            class Models(list):
-                def __contains__(self, model):
-                    return steps.step("%r in models" % model)
-
-            value = Blank(split=steps.does("split", Models([1])))
-            return [Blank(hasAttribute=steps.does("hasAttribute", 1),
-                          getAttribute=steps.does("getAttribute", value))]
-
-        check_steps(self, "skip_entry", [
-            (113, "hasAttribute('require')"), (114, "getAttribute('require')"),
-            (114, "split(',')"), (115, "'duo2' in models")], prepare, True)
-
-        def without(steps):
-            return [Blank(hasAttribute=steps.does("hasAttribute", 0))]
-
-        check_steps(self, "skip_entry", [(113, "hasAttribute('require')")], without, False)
 
 
 class CacheTest(ModuleTest):
@@ -217,30 +182,6 @@ class Writing(CacheTest):
         with self.assertRaises(Exception):
             self.module.load_cache()
 
-    def steps_of_writing(self, there):
-        """Return `prepare` for check_steps, with a directory that is there or not."""
-        def prepare(steps):
-            self.box.patch(os, "mkdir", steps.does("mkdir"))
-            self.replace(
-                os_path=Blank(dirname=steps.does("dirname", "the directory"),
-                              isdir=steps.does("isdir", there)),
-                open=steps.does("open", Blank(close=steps.does("close"), write=None)),
-                dump=lambda news, stream, protocol: steps.step(
-                    "dump(%r, %r)" % (news, protocol)))
-            return [NEWS]
-        return prepare
-
-    WRITE = [(94, "open('/tmp/.updatecache', 'w')"), (95, "dump(%r, -1)" % NEWS), (96, "close()")]
-    LOOK = [(89, "dirname('/tmp/.updatecache')"), (89, "isdir('the directory')")]
-
-    def test_goes_step_by_step(self):
-        # An OSError is caught only while the directory is made.
-        check_steps(self, "write_cache", self.LOOK + self.WRITE,
-                    self.steps_of_writing(there=True), error=OSError("step"))
-        check_steps(self, "write_cache", self.LOOK + [
-            (91, "dirname('/tmp/.updatecache')"), (91, "mkdir('the directory')")] + self.WRITE,
-                    self.steps_of_writing(there=False))
-
     def test_to_a_bare_name_tries_to_make_the_empty_directory(self):
         made, opened = [], []
         self.box.patch(os, "mkdir", made.append)
@@ -276,13 +217,3 @@ class Loading(CacheTest):
                                ("nonsense", cPickle.UnpicklingError)]:
             write(CACHE, content)
             self.assertFails(error, ["load_cache:100"], self.module.load_cache)
-
-    def test_goes_step_by_step(self):
-        def prepare(steps):
-            self.replace(open=steps.does("open", Blank(close=steps.does("close"))),
-                         load=lambda stream: steps.step("load(stream)", NEWS))
-            return []
-
-        check_steps(self, "load_cache", [
-            (99, "open('/tmp/.updatecache')"), (100, "load(stream)"), (101, "close()")],
-                    prepare, NEWS)

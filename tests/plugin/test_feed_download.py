@@ -9,8 +9,7 @@ import xml.parsers.expat
 
 from tests.support.leaks import once
 from tests.support.receiver import (
-    CACHE, Blank, Broken, FeedTest, closed_port, configure, raising, read, write)
-from tests.support.steps import check_steps
+    CACHE, Blank, FeedTest, closed_port, configure, raising, read, write)
 
 FORMER = "the former content"
 DOCUMENT = "<news><update><title>T</title></update></news>"
@@ -147,19 +146,6 @@ class Statistics(Downloads, FeedTest):
             self.assertEqual(self.call(), content)
         self.assertEqual(self.feed.requests, ["/feed/zirkdlstat.txt"] * 3)
 
-    def test_come_step_by_step(self):
-        body = Blank()
-
-        def prepare(steps):
-            self.replace(newsURL=steps.does("newsURL", "address"), urllib2=Blank(
-                HTTPError=(), URLError=(),
-                urlopen=steps.does("urlopen", Blank(read=steps.does("read", body)))))
-            return []
-
-        check_steps(self, "getDownloadStats", [
-            (120, "newsURL('zirkdlstat.txt')"), (122, "urlopen('address', None, 5.0)"),
-            (122, "read()")], prepare, body)
-
 
 class News(Downloads, FeedTest):
 
@@ -233,68 +219,3 @@ class News(Downloads, FeedTest):
         self.serve(DOCUMENT)
         self.module.cache_file = "/tmp"
         self.assertPasses(IOError, 168, "write_cache:94")
-
-    STEPS = [
-        (132, "newsURL()"), (134, "urlopen('address', None, 5.0)"), (134, "read()"),
-        (140, "parseString('news')"), (143, "document.getElementsByTagName('update')"),
-        (144, "skip(update)"), (147, "update.hasAttribute('type')"),
-        (148, "update.getAttribute('type')"), (149, "update.getElementsByTagName('title')"),
-        (150, "title.firstChild"), (150, "title text.data"),
-        (151, "update.getElementsByTagName('item')"),
-        (154, "skip(item)"), (157, "item.getElementsByTagName('itemtext')"),
-        (158, "itemtext.firstChild"), (159, "itemtext.firstChild"), (159, "itemtext text.data"),
-        (161, "item.getElementsByTagName('description')"), (162, "description.firstChild"),
-        (162, "skip(description)"), (163, "description.firstChild"),
-        (163, "description text.data"), (167, "document.unlink()"),
-        (168, "write_cache(%r)" % [("title text", [("itemtext text", ["description text"])],
-                                    "kind")])]
-
-    def test_come_step_by_step(self):
-        def prepare(steps):
-            class Node(object):
-                def __init__(self, name, *children):
-                    self.name = name
-                    self.hasAttribute = steps.does(name + ".hasAttribute", True)
-                    self.getAttribute = steps.does(name + ".getAttribute", "kind")
-                    self.unlink = steps.does(name + ".unlink")
-                    self.children = children
-
-                def getElementsByTagName(self, name):
-                    return steps.step("%s.getElementsByTagName(%r)" % (self.name, name),
-                                      [child for child in self.children if child.name == name])
-
-                firstChild = property(lambda self: steps.step(
-                    self.name + ".firstChild", Node(self.name + " text")))
-                data = property(lambda self: steps.step(self.name + ".data", self.name))
-
-            document = Node("document", Node("update", Node("title"), Node(
-                "item", Node("itemtext"), Node("description"))))
-            minidom = Blank(parseString=steps.does("parseString", document))
-            answer = Blank(read=steps.does("read", "news"))
-            self.replace(
-                newsURL=steps.does("newsURL", "address"),
-                urllib2=Blank(HTTPError=(), URLError=(),
-                              urlopen=steps.does("urlopen", answer)),
-                xml=Blank(dom=Blank(minidom=minidom), parsers=Blank(expat=Blank(ExpatError=()))),
-                skip_entry=lambda node: steps.step("skip(%s)" % node.name, False),
-                write_cache=steps.does("write_cache"))
-            return []
-
-        check_steps(self, "parse_xml", self.STEPS, prepare, 1)
-
-    def test_name_the_line_of_a_loop_that_fails(self):
-        def nodes():
-            raise Broken
-            yield
-
-        def element(broken):
-            """A document in which the search for the tag `broken` breaks off."""
-            return Blank(getElementsByTagName=lambda tag: (
-                nodes() if tag == broken else [element(broken)]),
-                         firstChild=Blank(data="text"), hasAttribute=lambda _: False)
-
-        self.replace(urllib2=Blank(urlopen=lambda *_: Blank(read=lambda: "")))
-        for tag, line in [("update", 143), ("item", 153), ("itemtext", 157), ("description", 161)]:
-            self.replace(xml=Blank(dom=Blank(minidom=Blank(
-                parseString=lambda _: element(tag)))))
-            self.assertPasses(Broken, line)

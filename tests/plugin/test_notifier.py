@@ -1,11 +1,10 @@
 # -*- coding: utf-8 -*-
 """The notifier: its cycle of waiting and judging listings, the question that it asks."""
 
-import os
 import types
 
 from tests.support.receiver import (
-    BLUE, Broken, ERRORS, LISTING, NOISE, breaking_at, raising, read, write)
+    BLUE, ERRORS, LISTING, NOISE, read, write)
 from tests.support.screens import ScreenTest
 
 from Components.Console import Console
@@ -16,8 +15,6 @@ from enigma import eTimer
 HOUR = 3600000  # milliseconds
 COMMANDS = ["opkg update", "opkg list-upgradable"]
 QUESTION = "There are updates available.\nDo you want to open Software Update menu ?"
-SHOW = "UpdateNotification.show_Kelvaro:%d"
-FINISHED = "UpdateNotification.opkg_upgrade_finished:%d"
 
 
 class NotifierTest(ScreenTest):
@@ -421,99 +418,3 @@ class Silence(NotifierTest):
         self.box.answer(False)
         self.box.pass_time(2 * 3600)
         self.assertIsNone(self.box.screen)
-
-
-class Failures(NotifierTest):
-
-    def assertCheckFails(self, error, entries, text, found=None):
-        """Judging the text fails; found: what the flag is then."""
-        self.usage.update_available.value = None
-        self.assertFails(error, entries, self.notifier.opkg_upgrade_finished, text, 0)
-        self.assertIs(self.usage.update_available.value, found)
-
-    def test_of_the_commands_end_the_checking(self):
-        self.install_opkg()
-        for broken, method, line in [(1, "check_updates", 522), (2, "opkg_update_finished", 528)]:
-            self.boot()
-            self.box.patch(Console, "ePopen", breaking_at(broken, Console.ePopen))
-            self.box.start_plugin()
-            self.assertFails(Broken, ["UpdateNotification.%s:%d" % (method, line)],
-                             self.box.pass_time, 60)
-            self.assertEqual(self.box.timers(), [])
-            self.assertEqual(self.box.commands, COMMANDS[:broken - 1])
-
-    def test_of_a_result_that_is_no_text_leave_the_flag_alone(self):
-        self.assertCheckFails(AttributeError, [FINISHED % 533], 5)
-        text = type("Text", (str,), {"split": lambda *_: [5]})("x")
-        self.assertCheckFails(AttributeError, [FINISHED % 536], text)
-
-    def test_of_arming_the_timer_come_after_the_flag(self):
-        self.assertCheckFails(AttributeError, [FINISHED % 551], "", False)
-        self.usage.check_for_updates.value = type("Hours", (int,), {"__mul__": raising()})(1)
-        self.assertCheckFails(Broken, [FINISHED % 550], "", False)
-        del self.usage.check_for_updates
-        self.assertCheckFails(AttributeError, [FINISHED % 549], "", False)
-
-    def test_of_the_question_leave_the_update_recorded(self):
-        for name, line in [("_", 543), ("boundFunction", 544),
-                           ("AddNotificationWithCallback", 544)]:
-            self.boot()
-            self.replace(**{name: raising()})
-            self.assertCheckFails(Broken, [FINISHED % line], BLUE, True)
-            self.assertEqual(self.notifier.upgradable_packages, BLUE)
-            self.assertEqual((self.box.notifications, self.box.timers()), (0, []))
-        del self.usage.show_notification_for_updates
-        self.assertCheckFails(AttributeError, [FINISHED % 542], BLUE, True)
-
-    def test_of_the_silent_branch_have_two_entries(self):
-        self.usage.show_notification_for_updates.value = False
-        self.assertCheckFails(AttributeError, [FINISHED % 546, SHOW % 512], BLUE, True)
-
-    def assertAnswerFails(self, error, line, timers=(2 * HOUR,)):
-        """A yes fails in this line; these timers are armed then."""
-        self.assertFails(error, [SHOW % line], self.box.answer, True)
-        self.assertEqual(self.box.timers(), list(timers))
-        self.assertIsNone(self.box.screen)
-
-    def test_of_the_hours_end_the_checking_and_open_nothing(self):
-        for hours, error, line in [(None, AttributeError, 510), (Broken, Broken, 511),
-                                   (10, Broken, 512)]:
-            self.boot()
-            self.check(BLUE)
-            if hours is None:
-                del self.usage.check_for_updates
-            elif hours is Broken:
-                self.usage.check_for_updates.value = type(
-                    "Hours", (int,), {"__mul__": raising()})(1)
-            self.notifier.update_timer.start = raising()
-            self.assertAnswerFails(error, line, timers=[])
-            self.assertFiles(absent=[LISTING])
-
-    def test_of_opening_the_file_come_after_the_timer(self):
-        os.mkdir(LISTING)
-        self.addCleanup(os.rmdir, LISTING)
-        self.check(BLUE)
-        self.assertAnswerFails(IOError, 514)
-
-    def test_of_writing_open_nothing(self):
-        # A full disk: what fits the stream's buffer fails at the close, more fails at the write.
-        for listing, line in [(BLUE, 516), (BLUE * 10000, 515)]:
-            self.boot()
-            self.check(listing)
-            self.replace(packagetmpfile="/dev/full")
-            self.assertAnswerFails(IOError, line)
-
-    def test_of_a_listing_that_is_missing_or_no_text_leave_an_empty_file(self):
-        self.notifier.update_timer = eTimer()
-        for error in (AttributeError, TypeError):
-            self.assertFails(error, [SHOW % 515], self.notifier.show_Kelvaro, True)
-            self.assertEqual(read(LISTING), "")
-            self.notifier.upgradable_packages = 5
-
-    def test_of_opening_the_browser_let_the_checking_go_on(self):
-        self.check(BLUE)
-        self.assertRefused([SHOW % 517], None, self.box.answer, True)
-        self.assertEqual((read(LISTING), self.box.timers()), (BLUE, [2 * HOUR]))
-        self.box.pass_time(2 * 3600)
-        self.box.answer(True)
-        self.assertIsInstance(self.box.screen, self.module.AllNews)

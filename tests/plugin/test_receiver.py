@@ -6,7 +6,6 @@ import sys
 from simulator import packages
 from tests.support.receiver import (
     SCRATCH, Blank, Broken, ModuleTest, ReceiverTest, raising, write)
-from tests.support.steps import check_steps
 
 import enigma
 
@@ -79,30 +78,6 @@ class Installed(ModuleTest):
         self.assertEqual(self.module.getInstalled(), ["one"])
         self.assertFiles(absent=["/tmp/elsewhere"])
         self.assertEqual(commands, [COMMAND + "/tmp/elsewhere"])
-
-    def test_come_step_by_step(self):
-        names = ["one"]
-
-        def prepare(steps):
-            class Stream(object):
-                def __enter__(self):
-                    return steps.step("enter", Blank(read=steps.does("read", content)))
-
-                def __exit__(self, kind, value, traceback):
-                    return steps.step("exit(%s)" % kind, False)
-
-            content = Blank(splitlines=steps.does("splitlines", names))
-            self.box.patch(os, "system", steps.does("system", 1))
-            self.replace(os_path=Blank(exists=steps.does("exists", True)),
-                         open=steps.does("open", Stream()), remove=steps.does("remove"))
-            return []
-
-        with_error = "exit(%s)" % Broken
-        check_steps(self, "getInstalled", [
-            (44, "system(%r)" % (COMMAND + SCRATCH)), (45, "exists('/tmp/.installed')"),
-            (46, "open('/tmp/.installed', 'rb')"), (46, "enter"),
-            (47, "read()", with_error), (47, "splitlines()", with_error), (47, "exit(None)"),
-            (48, "remove('/tmp/.installed')")], prepare, names)
 
     def reading(self, entered, leave):
         """Have `open` give a file whose content is `entered` and whose __exit__ is `leave`."""
@@ -188,37 +163,12 @@ class Header(ModuleTest):
         for key in ("", "du", "duo3", "Duo", "DUO", " duo", "duo ", "duo4k2", "solo 4k", None, 7):
             self.assertEqual(self.header(key), "Zirk 3.1.0 (Vu+ ")
 
-    def test_compares_in_the_order_of_the_table_up_to_the_first_equal_or_failing_key(self):
-        class Key(object):
-            def __init__(self, number, at_last):
-                self.compared, self.number, self.at_last = [], number, at_last
-
-            def __eq__(self, other):
-                self.compared.append(other)
-                return len(self.compared) > self.number and self.at_last()
-
-        for number, (_, name) in enumerate(MODELS):
-            key = Key(number, lambda: True)
-            self.assertEqual(self.header(key), "Zirk 3.1.0 (Vu+ %s)\n" % name)
-            self.assertEqual(key.compared, [key for key, _ in MODELS[:number + 1]])
-            self.module.vumodel = Key(number, raising(Broken))
-            self.assertFails(Broken, ["getHeader:%d" % (54 + 2 * number)], self.module.getHeader)
-
     def test_holds_the_version_as_it_comes(self):
         for version in ("", " 3\n", "\xc3\xa4", u"3\xe4"):
             self.replace(getZirkVersionString=lambda: version)
             header = self.header("duo")
             self.assertEqual(header, "Zirk " + version + " (Vu+ Duo)\n")
             self.assertIs(type(header), type(version))
-
-    def test_needs_a_text_for_a_version(self):
-        self.replace(getZirkVersionString=raising(Broken))
-        self.assertFails(Broken, ["getHeader:52"], self.module.getHeader)
-        for version in (None, 3, []):
-            self.replace(getZirkVersionString=lambda: version)
-            error = self.assertFails(TypeError, ["getHeader:53"], self.module.getHeader)
-            self.assertEqual(str(error), "cannot concatenate 'str' and '%s' objects"
-                             % type(version).__name__)
 
     def test_may_be_extended_in_place_by_the_version(self):
         class Version(object):

@@ -5,7 +5,7 @@ import os
 import sys
 
 from tests.support.receiver import (
-    BLUE, Broken, ERRORS, LISTING, NOISE, NO_CONNECTION, WAIT, breaking_at, raising, read, write)
+    BLUE, ERRORS, LISTING, NOISE, NO_CONNECTION, WAIT, read, write)
 from tests.support.screens import DetailTest, UP_TO_DATE, block
 
 from Components.Console import Console
@@ -204,67 +204,3 @@ class Running(DetailTest):
         screen.getUpdates()
         self.assertEqual(calls, [((), {"result": None, "retval": 0})])
         self.assertIsNone(screen.Console)
-
-
-class Failures(DetailTest):
-
-    def test_of_the_first_steps_run_no_command(self):
-        for name, line in [("Console", 467), ("fileExists", 466)]:
-            self.replace(**{name: raising()})
-            screen = self.open_detail()
-            self.assertFails(Broken, ["ZirkUpdateInfo.bluePressed:405",
-                                      "ZirkUpdateInfo.getUpdates:%d" % line],
-                             self.box.press, "blue")
-            self.assertIsNone(screen.Console)
-            self.assertEqual((self.box.text("update"), self.box.commands), (WAIT, []))
-
-    def test_of_starting_each_command(self):
-        self.install_opkg()
-        self.box.patch(Console, "ePopen", breaking_at(2, Console.ePopen))
-        screen = self.open_detail(0, True)
-        self.assertFails(Broken, ["ZirkUpdateInfo.opkg_update_finished:477"], self.box.settle)
-        self.assertFails(Broken, ["ZirkUpdateInfo.getUpdates:469"], screen.getUpdates)
-        self.assertFiles(absent=[LISTING])
-
-    def assertShowingFails(self, error, line, flag=False):
-        screen = self.open_detail()
-        self.assertFails(error, ["ZirkUpdateInfo.bluePressed:405", "ZirkUpdateInfo.getUpdates:471",
-                                 "ZirkUpdateInfo.opkg_upgrade_finished:%d" % line],
-                         self.box.press, "blue")
-        self.assertEqual((self.box.screen, self.box.text("update")), (screen, WAIT))
-        self.assertIs(self.flag, flag)
-
-    def test_of_the_listing_reach_the_host(self):
-        self.replace(fileExists=breaking_at(2, lambda path: True))
-        self.assertShowingFails(Broken, 480)
-        self.replace(fileExists=lambda path: True)
-        self.assertShowingFails(IOError, 481)
-        self.replace(packagetmpfile="/tmp")  # a directory
-        self.assertShowingFails(IOError, 481)
-        self.replace(packagetmpfile="/proc/self/mem")  # opens, but has nothing at its start
-        self.assertShowingFails(IOError, 482)
-
-    def test_of_the_texts_leave_the_flag_alone(self):
-        for content, broken, line in [(BLUE, block("%s", "%s", "%s"), 494), ("", UP_TO_DATE, 496)]:
-            write(LISTING, content)
-            self.note_texts(broken=broken)
-            self.assertShowingFails(Broken, line)
-        write(LISTING, BLUE)
-        self.replace(_=lambda text: text.replace("old version : %s", ""))
-        self.assertShowingFails(TypeError, 494)
-
-    def test_of_the_flag_leave_the_text_alone(self):
-        write(LISTING, BLUE)
-        screen = self.open_detail()
-        del self.box.config.usage.update_available
-        self.assertFails(AttributeError, ["ZirkUpdateInfo.opkg_upgrade_finished:498"],
-                         screen.opkg_upgrade_finished, None, 0)
-        self.assertIn("* Do it", self.box.text("update"))
-
-    def test_of_showing_come_after_the_flag(self):
-        write(LISTING, BLUE)
-        screen = self.open_detail()
-        screen["update"].setText = raising()
-        self.assertFails(Broken, ["ZirkUpdateInfo.opkg_upgrade_finished:501"],
-                         screen.opkg_upgrade_finished, None, 0)
-        self.assertIs(self.flag, True)

@@ -77,18 +77,6 @@ def raising(error=Broken):
     return broken
 
 
-def breaking_at(count, function, error=Broken):
-    """`function`, but its call number `count` (the first is 1) and all later ones raise."""
-    calls = []
-
-    def breakable(*args, **kwargs):
-        calls.append(args)
-        if len(calls) >= count:
-            raise error
-        return function(*args, **kwargs)
-    return breakable
-
-
 # Files and addresses.
 
 def write(path, content):

@@ -471,6 +471,7 @@ class RecordedFile(Recorded):
 
     def __exit__(self, kind, value, traceback):
         note("exit", self, kind, value, traceback is None)
+        return answer("exit", None)
 
 
 def recorded_open(*args, **kwargs):

@@ -99,6 +99,8 @@ def news_address(case):
 FUNCTIONS = [
     calling("getInstalled", answers={"installed": "one\ntwo\r\nthree"}),
     calling("getInstalled", label="_without_a_file"),
+    calling("getInstalled", label="_from_a_file_that_swallows_errors",
+            answers={"installed": "one", "exit": True}),
     calling("getInstalled", label="_of_a_noted_text", answers={"installed": Text("one\ntwo\n")}),
     calling("getHeader"),
     calling("getHeader", label="_of_noted_texts", replace={"vumodel": Text("duo4kse")},
@@ -329,10 +331,10 @@ def notifier_calls_itself(case):
 FIXED = FUNCTIONS + [
     browser_opens, browser_shows_news, status_of(2), status_of(3), status_of(4),
     popular_packages, popular_packages_without_statistics, popular_packages_of_empty_statistics,
-    popular_packages_of_noted_texts, news_of_noted_texts, browser_without_an_index, detail_of_the_last_entry,
-    detail_opens, detail_opens_with_updates, detail_shows_news, detail_lists_updates,
-    detail_calls_its_callbacks, notifier_checks, notifier_finds_nothing, notifier_asks,
-    notifier_stays_silent, notifier_calls_itself,
+    popular_packages_of_noted_texts, news_of_noted_texts, browser_without_an_index,
+    detail_of_the_last_entry, detail_opens, detail_opens_with_updates, detail_shows_news,
+    detail_lists_updates, detail_calls_its_callbacks, notifier_checks, notifier_finds_nothing,
+    notifier_asks, notifier_stays_silent, notifier_calls_itself,
 ]
 
 STATUSES = [status_of(code) for code in (0, 1, -1, 5, None, "2", 2.0, 2.5, True, [], recording)]

@@ -1,11 +1,7 @@
 # -*- coding: utf-8 -*-
 """What the tests of the two screens share."""
 
-import sys
-
-from tests.support.receiver import Broken, ReceiverTest, document, entry, raising
-
-from Screens.Screen import Screen
+from tests.support.receiver import ReceiverTest, document, entry
 
 UP_TO_DATE = "\nYour System is up to date"
 
@@ -15,62 +11,7 @@ def block(name, old, new):
     return "\nPackage : %s \nold version : %s \nnew version : %s\n" % (name, old, new)
 
 
-def noting(screen_class, steps, failing=None, error=Broken):
-    """A subclass that adds to `steps` what the module sets on a screen, in order.
-
-    An attribute is noted by its name, a widget as (name, name of its class). Setting `failing`
-    raises `error` instead.
-    """
-    def note(step):
-        if step == failing:
-            raise error
-        steps.append(step)
-
-    def set_attribute(screen, name, value):
-        # The host's own constructor, a frame of Python, sets some, too.
-        if sys._getframe(1).f_globals["__name__"] != Screen.__module__:
-            note(name)
-        object.__setattr__(screen, name, value)
-
-    def set_widget(screen, name, value):
-        note((name, type(value).__name__))
-        Screen.__setitem__(screen, name, value)
-    return type("Noting", (screen_class,),
-                {"__setattr__": set_attribute, "__setitem__": set_widget})
-
-
 class ScreenTest(ReceiverTest):
-
-    def assertMadeStepByStep(self, screen_class, arguments, steps, before_base, guarded=None):
-        """A new screen does `steps`; where one fails, but for `guarded`, none follows it.
-
-        before_base: how many come before the base class's own constructor.
-        """
-        done = []
-        noting(screen_class, done)(*arguments)
-        self.assertEqual(done, steps)
-        for number, failing in enumerate(steps):
-            done = []
-            make = noting(screen_class, done, failing)
-            if failing == guarded:
-                make(*arguments)
-                self.assertEqual(done, steps[:number] + steps[number + 1:])
-            else:
-                self.assertRaises(Broken, make, *arguments)
-                self.assertEqual(done, steps[:number])
-        done = []
-        self.box.patch(Screen, "__init__", raising())
-        self.assertRaises(Broken, noting(screen_class, done), *arguments)
-        self.assertEqual(done, steps[:before_base])
-
-    def assertRefused(self, entries, front, call, *arguments):
-        """The session opens no screen: the call fails with that, and `front` stays in front."""
-        refusal = RuntimeError("only the screen in front can open another")
-        session_open = self.box.patch(self.box.session, "_open", raising(refusal))
-        self.assertIs(self.assertFails(RuntimeError, entries, call, *arguments), refusal)
-        self.box.session._open = session_open
-        self.box.settle()
-        self.assertEqual((self.box.screen, self.box.running), (front, []))
 
     def assertOpens(self, key):
         """The key opens a screen, and cancel leads back."""
