@@ -58,22 +58,3 @@ NAMES.update(((name, line), "Kelvaro.%s.%s" % (class_name, name))
 HANDLED = set(
     line for node in ast.walk(ast.parse(TEXT)) if isinstance(node, (ast.TryExcept, ast.With))
     for line in range(node.lineno, getattr(node, "handlers", node.body)[-1].lineno + 1))
-
-#: (line, name): the values bound at the import that are neither functions nor classes.
-VALUES = [(node.lineno, node.targets[0].id) for node in _BODY if isinstance(node, ast.Assign)]
-
-
-def bound_by_line(star=()):
-    """Return a list of (line, names bound there), in order. star: what `import *` brings."""
-    lines = []
-    for line, module, names in IMPORTS:
-        if names is None:
-            bound = list(star)
-        elif names:
-            bound = [name.split(" as ")[-1] for name in names]
-        else:
-            bound = [module.split(".")[0]]
-        lines.append((line, bound))
-    for rows in (FUNCTIONS, CLASSES, VALUES):
-        lines.extend((row[0], [row[1]]) for row in rows)
-    return sorted(lines)
