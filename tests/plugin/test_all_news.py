@@ -5,7 +5,6 @@ import os
 
 from tests.support.receiver import BLUE, CACHE, LISTING, WAIT, write
 from tests.support.screens import ScreenTest
-PICTURES = "SystemPlugins/ZIRKPanel/pictures/update_%s.png"
 
 
 class Opening(ScreenTest):
@@ -47,28 +46,6 @@ class Opening(ScreenTest):
         self.assertEqual(screen.skinName, ["AllNews", "BackupSuite"])
         self.assertEqual((screen.skin_path, screen.session), ("/path", self.box.session))
         self.assertFalse(hasattr(screen, "args"))
-
-    def test_loads_the_three_icons_cached_from_the_plug_ins_scope(self):
-        loaded = []
-        self.replace(LoadPixmap=lambda **kwargs: loaded.append(kwargs) or kwargs["path"])
-        self.replace(resolveFilename="{0}/{1}".format)
-        self.replace(SCOPE_PLUGINS="scope")
-        screen = self.box.open_news()
-        paths = ["scope/" + PICTURES % kind for kind in ("normal", "info", "urgent")]
-        self.assertEqual(loaded, [dict(cached=True, path=path) for path in paths])
-        self.assertEqual([screen.png_normal, screen.png_info, screen.png_urgent], paths)
-
-    def test_binds_the_keys_in_two_contexts_with_priority_minus_two(self):
-        screen = self.box.open_news()
-        keys = screen["shortcuts"]
-        self.assertEqual((keys.contexts, keys.prio), (["SetupActions", "ColorActions"], -2))
-        self.assertEqual(keys.actions, {
-            "ok": screen.runMenuEntry, "cancel": screen.keyCancel, "green": screen.greenKey,
-            "red": screen.keyCancel, "blue": screen.blueKey, "yellow": screen.keyYellow})
-
-    def test_leaves_only_set_menu_to_wait_for_the_layout(self):
-        screen = self.box.open_news()
-        self.assertEqual(screen.onLayoutFinish, [screen.setMenu])
 
 
 class Layout(ScreenTest):
@@ -117,12 +94,6 @@ class Keys(ScreenTest):
             self.screen.setMenuIndex(0)
             os.remove(LISTING)
 
-    def test_blue_asks_run_menu_entry_for_the_updates_by_keyword(self):
-        calls = []
-        self.screen.runMenuEntry = lambda **kwargs: calls.append(kwargs)
-        self.screen.blueKey()
-        self.assertEqual(calls, [{"show_upgradable": True}])
-
     def test_green_opens_the_systems_update_and_nothing_follows_its_end(self):
         self.box.press("green")
         self.assertIs(type(self.box.screen), self.module.UpdatePlugin)
@@ -149,15 +120,6 @@ class Closing(ScreenTest):
         self.assertEqual(self.box.timers(), [])
         self.box.pass_time(1)
         self.assertEqual(self.feed.requests, [])
-
-    def test_drops_the_list_then_removes_the_listing_then_the_cache_and_closes(self):
-        screen = self.open_news()
-        log = []
-        self.replace(fileExists=lambda path: log.append((path, screen.list)) or True)
-        self.replace(remove=log.append)
-        screen.close = lambda *args: log.append(args)
-        screen.keyCancel()
-        self.assertEqual(log, [(LISTING, None), LISTING, (CACHE, None), CACHE, ()])
 
     def test_reads_both_names_before_it_removes_the_first_file(self):
         self.open_news()

@@ -8,7 +8,6 @@ from tests.support.screens import ScreenTest
 
 from Components.Sources.List import List
 from Screens.MessageBox import MessageBox
-from enigma import eTimer
 
 TITLES = ["Update now", "Release 3.1", "Meeting"]
 
@@ -25,17 +24,6 @@ class Filling(ScreenTest):
         self.assertEqual(self.box.icons(), ["urgent", "normal", "info"])
         self.box.pass_time(1)
         self.assertEqual(self.feed.requests, ["/feed/zirknews.xml"])
-
-    def test_starts_the_timer_before_it_names_the_callback(self):
-        log = []
-
-        class Timer(eTimer):
-            def start(self, *args):
-                log.append((args, list(self.callback)))
-        self.replace(eTimer=Timer)
-        screen = self.box.open_news()
-        self.assertEqual(log, [((100, True), [])])
-        self.assertEqual(screen.delayTimer.callback, [screen.createMenu])
 
     def test_keeps_the_whole_entry_as_the_key_of_its_row(self):
         screen = self.open_news()
@@ -108,13 +96,6 @@ class Messages(ScreenTest):
             self.assertMessage(self.open_news(), "<%s>" % text)
             self.box.press("ok", "red")
 
-    def test_open_without_a_callback(self):
-        calls = self.note_openings("open")
-        self.replace(parse_xml=lambda: 2)
-        self.module.AllNews(self.box.session, "/path").createMenu()
-        self.assertEqual(calls, [((MessageBox, NO_CONNECTION, MessageBox.TYPE_ERROR),
-                                  {"timeout": 30})])
-
     def test_close_by_themselves_after_30_seconds_and_the_keys_keep_working(self):
         self.feed.fault("zirknews.xml", status=500)
         screen = self.open_news()
@@ -124,7 +105,11 @@ class Messages(ScreenTest):
         self.assertEqual((self.box.screen, self.box.rows()), (screen, []))
         self.box.press("ok", "blue")
         self.assertIs(self.box.screen, screen)
-        self.assertOpens("green")
+        self.box.press("green")
+        self.assertIsNot(self.box.screen, screen)
+        self.box.press("cancel")
+        self.box.settle()
+        self.assertIs(self.box.screen, screen)
         self.box.press("red")
         self.assertIsNone(self.box.screen)
 
@@ -156,16 +141,6 @@ class Messages(ScreenTest):
 
 
 class Rows(ScreenTest):
-
-    def test_hand_over_the_callback_the_index_and_the_view(self):
-        screen = self.open_news()
-        calls = self.note_openings()
-        self.box.press("down", "ok", "blue")
-        screen.runMenuEntry("any value")
-        screen.runMenuEntry(show_upgradable=3)
-        self.assertEqual(calls, [
-            ((screen.setMenuIndex, self.module.ZirkUpdateInfo, 1, value), {})
-            for value in (False, True, "any value", 3)])
 
     def test_have_the_cursor_on_the_entry_shown_last(self):
         self.open_news()
@@ -204,13 +179,6 @@ class Failures(ScreenTest):
         self.assertFails(error, list(entries), self.box.pass_time, 0.1)
         self.assertEqual((self.box.screen, self.box.rows()), (screen, [WAIT]))
         return screen
-
-    def test_of_the_download_and_the_parsing_leave_the_placeholder(self):
-        self.serve("<news><update/></news>")
-        screen = self.assertFillingFails(IndexError, "AllNews.createMenu:316", "parse_xml:150")
-        self.assertEqual(screen.list, [])
-        self.boot(feed_url=None)
-        self.assertFillingFails(IOError, "AllNews.createMenu:316", "parse_xml:132", "newsURL:105")
 
     def test_of_reading_the_cache_leave_the_placeholder(self):
         self.replace(parse_xml=lambda: 1)

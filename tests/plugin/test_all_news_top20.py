@@ -198,22 +198,6 @@ class Choosing(Top20Test):
         self.box.press("cancel")
         self.assertIs(self.box.screen, self.screen)
 
-    def test_hands_the_choosers_title_list_and_keys_by_keyword(self):
-        screen = self.lists("EXTENSIONS\na;1\nSYSTEMPLUGINS\nb;1\nSKINS\nc;1")
-        calls = self.note_openings()
-        screen.selectTop()
-        for title, key in screen.c_l:
-            screen.gotTopSelection(ret=("any", key))
-        expected = [(screen.gotTopSelection, "Top 20", screen.c_l)] + [
-            (screen.exitChoiceBox, "Top 20 - " + title, getattr(screen, key))
-            for title, key in screen.c_l]
-        self.assertEqual(calls, [
-            ((callback, ChoiceBox), {"title": title, "list": choices, "keys": False})
-            for callback, title, choices in expected])
-        for (_, kwargs), (_, _, choices) in zip(calls, expected):
-            self.assertIs(kwargs["keys"], False)
-            self.assertIs(kwargs["list"], choices)
-
     def test_no_category_an_unknown_or_an_empty_one_opens_nothing(self):
         screen = self.lists("EXTENSIONS\na;1")
         calls = self.note_openings()
@@ -263,14 +247,6 @@ class Commands(Top20Test):
     def test_another_key_runs_the_update_alone(self):
         for key in ("pack", "", "pack_Install", "_install "):
             self.assertRuns(key)
-
-    def test_once_finished_lead_to_an_overridden_yellow_key_whatever_comes_back(self):
-        calls = []
-        self.screen.keyYellow = lambda: calls.append("yellow")
-        self.screen.ipkg_action_finished()
-        self.screen.ipkg_action_finished(False)
-        self.screen.ipkg_action_finished(ret="any")
-        self.assertEqual(calls, ["yellow"] * 3)
 
 
 @once("each run of the package manager takes a second")

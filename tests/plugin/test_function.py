@@ -214,15 +214,3 @@ class Binding(ModuleTest):
         for function, name in functions:
             self.assertEqual((function.__name__, function.__module__), (name, "Kelvaro"))
             self.assertTrue(function.__doc__.strip(), name)
-
-    def test_honours_overridden_methods(self):
-        told = []
-
-        class Mine(self.module.UpdateNotification):
-            def show_Kelvaro(self, res):
-                told.append(res)
-
-        self.box.config.usage.show_notification_for_updates.value = False
-        mine = Mine()
-        mine.opkg_upgrade_finished("a - 1 - 2\n", 0)
-        self.assertEqual((told, mine.upgradable_packages), ([None], "a - 1 - 2\n"))

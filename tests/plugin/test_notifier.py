@@ -9,7 +9,6 @@ from tests.support.screens import ScreenTest
 
 from Components.Console import Console
 from Screens.MessageBox import MessageBox
-from Tools.BoundFunction import boundFunction
 from enigma import eTimer
 
 HOUR = 3600000  # milliseconds
@@ -41,15 +40,6 @@ class Start(NotifierTest):
         self.assertIs(self.notifier.__class__, self.module.UpdateNotification)
         self.assertEqual(vars(self.notifier), {})
 
-    def test_set_session_keeps_session_and_path_and_no_more(self):
-        order = []
-
-        class Noting(self.module.UpdateNotification):
-            def __setattr__(self, name, value):
-                order.append((name, value))
-        Noting().setSession(plugin_path="/path", session="session")
-        self.assertEqual(order, [("session", "session"), ("plugin_path", "/path")])
-
     def test_first_check_comes_after_60_seconds(self):
         self.install_opkg()
         self.box.start_plugin()
@@ -58,16 +48,6 @@ class Start(NotifierTest):
         self.assertEqual(self.box.commands, [])
         self.box.pass_time(0.001)
         self.assertEqual(self.box.commands, COMMANDS)
-
-    def test_names_the_callback_before_it_starts_the_timer(self):
-        log = []
-
-        class Timer(eTimer):
-            def start(self, *args):
-                log.append((args, list(self.callback)))
-        self.replace(eTimer=Timer)
-        self.notifier.init_timer()
-        self.assertEqual(log, [((60000, True), [self.notifier.check_updates])])
 
 
 class Cycle(NotifierTest):
@@ -183,14 +163,6 @@ class Cycle(NotifierTest):
             self.notifier.opkg_update_finished("", 0)
             self.assertIs(type(self.notifier.Console), Console)
 
-    def test_hands_output_and_status_of_the_listing_to_its_own_callback(self):
-        calls = []
-        self.install_opkg(BLUE, status=4)
-        self.notifier.opkg_upgrade_finished = lambda *args: calls.append(args)
-        self.notifier.check_updates()
-        self.box.settle()
-        self.assertEqual(calls, [(BLUE, 4, [])])
-
 
 class Judging(NotifierTest):
 
@@ -287,19 +259,6 @@ class Question(NotifierTest):
         self.box.answer(True)
         self.assertIsInstance(self.box.screen, self.module.AllNews)
 
-    def test_goes_to_the_host_translated_with_a_bound_callback_and_the_time_out(self):
-        calls = []
-        self.mark_texts()
-        self.replace(AddNotificationWithCallback=lambda *args, **kwargs: calls.append(
-            (args, kwargs)))
-        self.notifier.opkg_upgrade_finished(BLUE, 0)
-        (callback, screen, text), kwargs = calls.pop()
-        self.assertIs(type(callback), boundFunction)
-        self.assertEqual((callback.fnc, callback.args, callback.kwargs),
-                         (self.notifier.show_Kelvaro, (), {}))
-        self.assertIs(screen, MessageBox)
-        self.assertEqual((text, kwargs), ("<%s>" % QUESTION, {"timeout": 0}))
-
 
 class Answers(NotifierTest):
 
@@ -374,20 +333,6 @@ class Answers(NotifierTest):
         self.assertEqual(opened, [((self.module.AllNews, "/path"), {})] * 3)
         self.assertEqual(read(LISTING), "text")
 
-    def test_yes_writes_through_a_replaced_open_of_the_module(self):
-        calls = []
-
-        class Stream(object):
-            write = calls.append
-
-            def close(self):
-                calls.append("close")
-        self.replace(open=lambda *args: calls.append(args) or Stream())
-        self.replace(packagetmpfile="/tmp/other.listing")
-        self.check(BLUE)
-        self.box.answer(True)
-        self.assertEqual(calls, [("/tmp/other.listing", "w+"), BLUE, "close"])
-
 
 class Silence(NotifierTest):
 
@@ -402,12 +347,6 @@ class Silence(NotifierTest):
         self.assertEqual(self.notifier.upgradable_packages, BLUE)
         self.box.pass_time(2 * 3600)
         self.assertEqual(self.box.commands, COMMANDS * 2)
-
-    def test_goes_on_through_show_with_res_by_keyword(self):
-        calls = []
-        self.notifier.show_Kelvaro = lambda *args, **kwargs: calls.append((args, kwargs))
-        self.notifier.opkg_upgrade_finished(BLUE, 0)
-        self.assertEqual(calls, [((), {"res": None})])
 
     def test_is_decided_by_the_setting_at_the_time_of_the_check(self):
         self.check(BLUE)

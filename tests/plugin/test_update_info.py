@@ -28,15 +28,6 @@ class Opening(DetailTest):
         self.assertEqual(self.labels(), self.news_keys)
         self.assertEqual(self.box.commands, [])
 
-    def test_sets_its_attributes(self):
-        screen = self.open_detail(1)
-        self.assertEqual(screen.skinName, ["ZirkUpdateInfo"])
-        self.assertIs(screen.session, self.box.session)
-        self.assertIsNone(screen.Console)
-        self.assertEqual((screen.idx, len(screen.list)), (1, 4))
-        self.assertIs(screen.infotxt, screen.list[1])
-        self.assertFalse(hasattr(screen, "what"))
-
     def test_takes_index_0_and_the_news_by_default_and_arguments_by_keyword(self):
         self.open_detail()
         self.assertEqual(self.box.text("header"), self.header + "One")
@@ -57,18 +48,6 @@ class Opening(DetailTest):
     def test_shows_an_item_without_text_as_none(self):
         self.open_detail(3)
         self.assertEqual(self.box.text("update"), "* None\n")
-
-    def test_binds_the_keys_in_three_contexts_with_priority_minus_one(self):
-        screen = self.open_detail()
-        keys = screen["actions"]
-        self.assertEqual(keys.contexts, ["ColorActions", "SetupActions", "EventViewActions"])
-        self.assertEqual(keys.prio, -1)
-        self.assertEqual(keys.actions, {
-            "red": screen.closeNews, "green": screen.greenPressed,
-            "yellow": screen.yellowPressed, "blue": screen.bluePressed,
-            "cancel": screen.closeNews, "nextEvent": screen.prevUpdate,
-            "prevEvent": screen.nextUpdate, "pageUp": screen.pageUp,
-            "pageDown": screen.pageDown})
 
     def test_translates_what_is_shown_and_nothing_else(self):
         write(LISTING, "")
@@ -167,18 +146,6 @@ class TitleGuard(DetailTest):
         del __builtin__.Exception
         self.assertFails(NameError, ["ZirkUpdateInfo.bluePressed:400"], screen.bluePressed)
         self.assertFails(NameError, ["ZirkUpdateInfo.yellowPressed:410"], screen.yellowPressed)
-
-    def test_covers_the_translation_of_the_views_titles_but_not_of_the_first(self):
-        self.install_opkg()
-        self.box.press("ok")
-        self.note_texts(broken="Upgradable Packages")
-        self.box.press("blue")
-        self.assertEqual(self.labels(), self.updates_keys)
-        self.note_texts(broken="News about ZIRK")
-        self.box.press("yellow")
-        self.assertEqual(self.labels(), self.news_keys)
-        self.box.press("red")
-        self.assertFails(Broken, ["AllNews.runMenuEntry:339", INIT % 356], self.box.press, "ok")
 
 
 class Texts(DetailTest):
@@ -280,16 +247,6 @@ class Stepping(DetailTest):
         self.box.press("yellow")
         self.assertEqual(self.box.text("title"), "News about ZIRK")
 
-    def test_that_fails_leaves_the_index_moved(self):
-        for key, start, after, method in [("left", 1, 2, "nextUpdate:425"),
-                                          ("right", 2, 1, "prevUpdate:430")]:
-            screen = self.open_detail(start)
-            screen["update"].setText = raising()
-            self.assertFails(Broken, ["ZirkUpdateInfo." + method, "ZirkUpdateInfo.updateText:434"],
-                             self.box.press, key)
-            self.assertEqual(screen.idx, after)
-            self.assertIs(screen.infotxt, screen.list[after])
-
 
 class Views(DetailTest):
 
@@ -352,13 +309,6 @@ class Closing(DetailTest):
             self.box.press(*keys)
             self.assertEqual(values, [(index,)])
 
-    def test_drops_the_list_before_it_closes(self):
-        screen = self.open_detail(2)
-        log = []
-        screen.close = lambda *args: log.append((args, screen.list))
-        screen.closeNews()
-        self.assertEqual(log, [((2,), None)])
-
     def test_leaves_the_listing_and_the_cache_to_the_browser(self):
         write(LISTING, "")
         self.box.press("ok", "red")
@@ -408,31 +358,6 @@ class Closing(DetailTest):
         self.box.settle()
         self.box.press("red")
         self.assertIs(self.box.screen, self.browser)
-
-    def test_fails_with_the_killing_and_keeps_the_list(self):
-        class Runner(object):
-            appContainers = {"name": 1}
-            kill = raising()
-        screen = self.open_detail()
-        for console, error, line in [(object(), AttributeError, 444), (Runner(), Broken, 446)]:
-            screen.Console = console
-            self.assertFails(error, ["ZirkUpdateInfo.closeNews:%d" % line], self.box.press, "red")
-            self.assertIsNotNone(screen.list)
-
-    def test_asks_a_console_that_is_false_too(self):
-        class Empty(Console):
-            killed = []
-
-            def __len__(self):
-                return 0
-
-            def kill(self, name):
-                self.killed.append(name)
-        screen = self.open_detail()
-        screen.Console = Empty()
-        screen.Console.appContainers["name"] = None
-        self.box.press("red")
-        self.assertEqual(Empty.killed, ["name"])
 
 
 class LateCallbacks(DetailTest):

@@ -2,7 +2,6 @@
 """The detail screen's updates view: running opkg, reading its listing, showing it."""
 
 import os
-import sys
 
 from tests.support.receiver import (
     BLUE, ERRORS, LISTING, NOISE, NO_CONNECTION, WAIT, read, write)
@@ -181,26 +180,3 @@ class Running(DetailTest):
             screen.opkg_update_finished(retval=0, result="")
             self.assertIs(type(screen.Console), Console)
             self.assertEqual(list(screen.Console.appContainers), [UPGRADE])
-
-    def test_closes_the_listing_before_it_is_shown(self):
-        log = []
-
-        class Stream(type(sys.__stdin__)):
-            def close(self):
-                log.append((self.name, self.mode))
-                super(Stream, self).close()
-        write(LISTING, BLUE)
-        screen = self.open_detail()
-        screen["update"].setText = lambda text: log.append("found" if BLUE[:9] in text else text)
-        self.replace(open=Stream)
-        screen.bluePressed()
-        self.assertEqual(log, [WAIT, (LISTING, "r"), "found"])
-
-    def test_hands_a_listing_that_is_there_to_the_callback_by_keyword(self):
-        calls = []
-        write(LISTING, "")
-        screen = self.open_detail()
-        screen.opkg_upgrade_finished = lambda *args, **kwargs: calls.append((args, kwargs))
-        screen.getUpdates()
-        self.assertEqual(calls, [((), {"result": None, "retval": 0})])
-        self.assertIsNone(screen.Console)

@@ -13,15 +13,6 @@ def block(name, old, new):
 
 class ScreenTest(ReceiverTest):
 
-    def assertOpens(self, key):
-        """The key opens a screen, and cancel leads back."""
-        front = self.box.screen
-        self.box.press(key)
-        self.assertIsNot(self.box.screen, front)
-        self.box.press("cancel")
-        self.box.settle()
-        self.assertIs(self.box.screen, front)
-
     def note_openings(self, method="openWithCallback"):
         """Note the arguments of every opening in the list returned; open nothing."""
         calls = []
