@@ -20,7 +20,7 @@ constexpr Action kActions[] = {
     {"red"_s, "keyCancel"_s},   {"blue"_s, "blueKey"_s},     {"yellow"_s, "keyYellow"_s},
 };
 
-// Nothing is fetched here: the screen shows at once, with a row that asks for patience.
+// Nothing is fetched here, so the screen appears at once, with a row that asks for patience.
 DEF(177, init, (At at, Local self, Local session, Local plugin_path, Local args = 0),
     "Build the screen; plugin_path is the plug-in's directory, args is not used.") {
   AT(178) global("Screen"_s).call("__init__"_s, self, session);
@@ -60,12 +60,12 @@ struct Category {
   Str prefix;   // of its packages, after "enigma2-plugin-"
   Str title;    // shown, translated
   // The lines of the statements about it.
-  int emptied;   // its choices
-  int opened;    // is this its section
-  int prefixed;  // the package's name
-  int added;     // a choice
-  int offered;   // has it choices; the chooser's row follows
-  int chosen;    // is it this one; its choices and its title follow
+  int emptied;   // empties its choices
+  int opened;    // asks whether a line opens its section
+  int prefixed;  // prefixes a package's name
+  int added;     // adds a choice
+  int offered;   // asks whether it has choices; the chooser's row follows
+  int chosen;    // asks whether it was chosen; its choices and title follow
 };
 constexpr Category kExtensions{
     "EXTENSIONS"_s, "extensions"_s, "extensions-"_s, "Extensions"_s, 220, 226, 239, 254, 260, 276};
@@ -129,7 +129,7 @@ DEF(215, keyYellow, (At at, Local self), "Offer the most downloaded packages.") 
     AT(category->emptied) self.set(category->key, list());
   }
   AT(223) const Membership installed(global("getInstalled"_s)());
-  const Category* category = nullptr;  // the records before the first section are for nobody
+  const Category* category = nullptr;  // records before the first section belong to none
   AT(225)
   for (Local line : each(lines, at)) {
     const Category* opened = openedBy(line, at);
@@ -168,7 +168,7 @@ DEF(269, selectTop, (At at, Local self), "Open the chooser of the categories.") 
   return none;
 }
 
-// A category was chosen: offer its packages. None was: the news list is in front again.
+// Offers the packages of the chosen category; without one the news list is in front again.
 DEF(272, gotTopSelection, (At at, Local self, Local ret),
     "Open the chooser of the packages of the category ret, a tuple (title, key) or None.") {
   AT(273) Variable choices = list();
@@ -195,7 +195,7 @@ DEF(272, gotTopSelection, (At at, Local self, Local ret),
   return none;
 }
 
-// A package was chosen: install or remove it, after a refresh of the package lists.
+// Installs or removes the chosen package, after refreshing the package lists.
 DEF(288, exitChoiceBox, (At at, Local self, Local ret),
     "Install or remove the package of ret, a tuple (label, action key) or None.") {
   AT(289)
@@ -248,7 +248,7 @@ DEF(305, blueKey, (At at, Local self), "Open the view of the upgradable packages
 
 // --- The list of news.
 
-// Leaves the host a moment to draw the screen before createMenu blocks it.
+// Gives the host a moment to draw the screen before createMenu blocks it.
 DEF(308, setMenu, (At at, Local self), "Have the list filled in a moment.") {
   AT(309) self.set("delayTimer"_s, global("eTimer"_s)());
   AT(310) self.attr("delayTimer"_s).call("start"_s, 100, true);
@@ -257,7 +257,7 @@ DEF(308, setMenu, (At at, Local self), "Have the list filled in a moment.") {
 }
 
 DEF(314, createMenu, (At at, Local self), "Fetch the news and fill the list.") {
-  Variable message;  // chosen for the failures that parse_xml has; others stop at its use
+  Variable message;  // set for the failures that parse_xml reports; for others its use fails
 
   AT(315) self.set("list"_s, list());
   AT(316) const Local status = global("parse_xml"_s)();
@@ -308,7 +308,7 @@ DEF(336, runMenuEntry, (At at, Local self, Local show_upgradable = false),
   return none;
 }
 
-// The detail screen has closed and says at which entry.
+// The detail screen has closed at this entry.
 DEF(341, setMenuIndex, (At at, Local self, Local idx = 0),
     "Put the cursor on the row with the number idx.") {
   AT(342) self.item("menu"_s).call("setIndex"_s, idx);

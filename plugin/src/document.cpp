@@ -135,7 +135,7 @@ class Reader {
     }
   }
 
-  // The index of the new element, or kIgnored for one that the news list is not made of.
+  // The index of the new element, or kIgnored where the news list does not use it.
   std::uint32_t add(const char* name, const char** attributes) {
     std::size_t tag = 0;
     while (tag < std::size(kNames) && std::strcmp(name, kNames[tag].text()) != 0) {

@@ -26,13 +26,13 @@ struct Text {
 /// code or leaves an exception.
 class Document {
  public:
-  /// What stands first below an element.
+  /// The first child of an element.
   enum class FirstChild : std::uint8_t { kNone, kElement, kData };
 
   struct Element {
     Tag tag;
     FirstChild firstChild;
-    std::uint32_t end;  // the index behind the last element below this one
+    std::uint32_t end;  // one past the last descendant
     // Places in the document's text, each with its size; kAbsent where there is none.
     std::uint32_t data, dataSize;
     std::uint32_t type, typeSize;
@@ -50,7 +50,7 @@ class Document {
   /// short.
   bool read(const char* bytes, std::size_t size, std::size_t deepest);
 
-  /// The elements in document order, those below an element right behind it.
+  /// The elements in document order: descendants follow their ancestor.
   std::uint32_t size() const { return elements_.size; }
   const Element& operator[](std::uint32_t index) const { return elements_.items[index]; }
 

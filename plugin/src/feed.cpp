@@ -9,7 +9,7 @@ using namespace python;
 
 namespace {
 
-// What parse_xml returns. A document that is not well-formed counts as a server out of reach.
+// What parse_xml returns. A document that is not well-formed counts as an unreachable server.
 constexpr int kFetched = 1;
 constexpr int kHttpError = 2;
 constexpr int kUnreachable = 3;
@@ -80,7 +80,7 @@ struct FetchLines {
 };
 
 // Puts what the server sends for an address into `body`; each network step may take 5 seconds.
-// Returns kFetched, or what kind of failure it was.
+// Returns kFetched or the kind of failure.
 int fetch(const Local& address, Variable& body, Call& at, const FetchLines& lines) {
   try {
     AT(lines.fetch)

@@ -1,4 +1,4 @@
-// The news feed: where it lies, the download statistics, the news document, the news cache.
+// The news feed: its address, the download statistics, the news document, the news cache.
 #pragma once
 
 #include "python/function.h"

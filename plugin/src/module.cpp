@@ -65,7 +65,7 @@ void execute(Call& at) {
   AT(560) bind("update_notification"_s, global("UpdateNotification"_s)());
 }
 
-// Takes a half-built module away again: the interpreter would hand it to the next import as whole.
+// Removes a half-built module: the next import would otherwise get it as if it were complete.
 void discard(PyObject* name, const PyObject* module) {
   PythonError pending = PythonError::fetch();
   PyObject* modules = PyImport_GetModuleDict();
@@ -95,8 +95,7 @@ bool fill(PyObject* module) {
 /// Called once by the interpreter when a program imports Kelvaro; leaves the import's exception
 /// pending when anything fails.
 extern "C" __attribute__((visibility("default"))) void initKelvaro() {
-  // The full name, also of a module in a package. Made first: even a module that there is no memory
-  // for may be half-built.
+  // The full name, with the package. Made first: a module may be half-built when memory runs out.
   PyObject* name =
       PyString_FromString(_Py_PackageContext != nullptr ? _Py_PackageContext : "Kelvaro");
   if (name == nullptr) {

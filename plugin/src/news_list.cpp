@@ -260,7 +260,7 @@ bool nobodyLooks(const Local& source, PyObject* model) {
          parsesItself(lookInto(lookInto(findGlobal("xml"_s), "dom"_s), "minidom"_s));
 }
 
-// How deep a document may be: minidom, which recurses, must have had no trouble with it either. It
+// How deep a document may be: minidom, which recurses, must be able to cope with it, too. It
 // needs four levels of the interpreter's limit for each level of elements, and some to start with.
 std::size_t deepest() {
   const int room = (Py_GetRecursionLimit() - PyThreadState_GET()->recursion_depth - 50) / 4;

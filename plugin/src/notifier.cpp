@@ -32,7 +32,7 @@ DEF(505, setSession, (At at, Local self, Local session, Local plugin_path),
   return none;
 }
 
-// The user has answered, or was not asked (None). Only now the next check is armed.
+// The user has answered, or was not asked (None). Only now is the next check armed.
 DEF(509, show_Kelvaro, (At at, Local self, Local res),
     "Arm the next check; open the news browser if res, the user's answer, is true.") {
   rearm(self, at, {510, 511, 512});
@@ -66,8 +66,8 @@ DEF(524, opkg_update_finished,
   return none;
 }
 
-// Whether a listing has an upgradable package among its first ten lines, or in the rest, which is
-// looked at as one piece.
+// Whether a listing has an upgradable package among its first ten lines, or in the rest, which
+// counts as one piece.
 bool hasUpdate(const Local& listing, Call& at) {
   AT(532)
   if (listing.truthy()) {

@@ -49,7 +49,7 @@ DEF(41, getInstalled, (At at), "Return the names of the installed packages (a li
   AT(49) return packages;
 }
 
-// "Zirk ", the image's version and the receiver's name. A model without a row leaves it open.
+// "Zirk ", the image's version and the receiver's name. Without a row it ends at "(Vu+ ".
 DEF(51, getHeader, (At at), "Return the line that names image version and receiver.") {
   AT(52) const Local version = global("getZirkVersionString"_s)();
   AT(53) Variable header = "Zirk "_s.plus(version).plus(" (Vu+ "_s);

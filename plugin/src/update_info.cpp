@@ -71,7 +71,7 @@ DEF(387, getText, (At at, Local self, Local what),
 
 // --- The two views. No field tells them apart; only the texts do.
 
-// Sets the title. What goes wrong there is not worth the screen: only exceptions that don't derive
+// Sets the title. A failure there must not cost the screen: only exceptions that don't derive
 // from Exception pass.
 void setTitle(const Local& self, Call& at, int line, int handler, Str title) {
   try {
@@ -136,7 +136,7 @@ DEF(427, prevUpdate, (At at, Local self), "Step to the previous entry, if there 
   return none;
 }
 
-// Shows the entry at idx. The title stays, also that of the upgradable packages.
+// Shows the entry at idx. The title stays, even that of the upgradable packages.
 DEF(432, updateText, (At at, Local self), "Show the entry at idx.") {
   AT(433) self.set("infotxt"_s, self.attr("list"_s).item(self.attr("idx"_s)));
   AT(434) self.item("update"_s).attr("setText"_s)(self.call("getNews"_s));
@@ -196,7 +196,7 @@ DEF(461, getHeaderWithDate, (At at, Local self), "Return the image header and th
 
 // --- The upgradable packages.
 
-// Lists them with opkg, once for an opening of the browser: the listing stays in packagetmpfile.
+// Lists them with opkg, once each time the browser is opened: the listing stays in packagetmpfile.
 DEF(465, getUpdates, (At at, Local self), "List the upgradable packages, once.") {
   AT(466)
   if (!global("fileExists"_s)(global("packagetmpfile"_s)).truthy()) {
@@ -211,7 +211,7 @@ DEF(465, getUpdates, (At at, Local self), "List the upgradable packages, once.")
   return none;
 }
 
-// The package lists are fresh, or as fresh as they can be had.
+// The package lists are as fresh as opkg could make them.
 DEF(473, opkg_update_finished,
     (At at, Local self, Local result, Local retval, Local extra_args = none),
     "Go on to the listing after \"opkg update\", however that ended.") {

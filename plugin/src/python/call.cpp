@@ -42,7 +42,7 @@ PyObject* Call::run(const QualifiedName& name, PyObject* module,
       return body(at, context);
     } catch (PythonError& thrown) {
       error = std::move(thrown);
-    } catch (...) {  // C++ itself has but one for us, std::bad_alloc
+    } catch (...) {  // C++ itself throws only std::bad_alloc here
       PyErr_NoMemory();
       error = PythonError::fetch();
     }

@@ -13,8 +13,8 @@
 //       AT(93) return count;
 //     }
 //
-// There are two mistakes to make. `auto path = self.attr("path"_s);` keeps a result, which ends
-// with its statement: say `Local path = ...`, or a debug build stops at the next use. And C++
+// Two mistakes are easily made. `auto path = self.attr("path"_s);` keeps a result, which ends
+// with its statement: write `Local path = ...`, or a debug build stops at the next use. And C++
 // evaluates the arguments of a call in any order: several of them stand in braces, `open({path,
 // "r"_s})`.
 #pragma once

@@ -6,10 +6,10 @@
 namespace python {
 
 /// The object of a name, as the running call sees it: of the module, then of the builtins, looked
-/// up at each use, so that whoever replaces one is honoured. NameError when there is none.
+/// up at each use, so that a replacement is honoured. NameError when there is none.
 KELVARO_FORWARD inline Object global(Str name) { return Object(operation::global(name)); }
-/// The same for a function of `os`, which only images whose Tools.Directories passes it on have
-/// among the module's names: elsewhere it comes from `os` itself.
+/// The same for a function of `os`: it is among the module's names only on images whose
+/// Tools.Directories passes it on, and comes from `os` itself elsewhere.
 Object osFunction(Str name);
 /// The object of a name without an exception: null when there is none; the reference is not the
 /// caller's.

@@ -94,7 +94,7 @@ PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count) {
   return PyObject_Call(callee, tupleOf(arguments, count).borrow(), nullptr);
 }
 
-// The type of the methods that built-in types have; the interpreter exports it by no name.
+// The type of the methods that built-in types have; the interpreter does not export it.
 PyTypeObject* methodDescriptorType() {
   static PyTypeObject* type = Py_TYPE(_PyType_Lookup(&PyList_Type, "append"_s.borrow()));
   return type;
@@ -299,7 +299,7 @@ void assign(PyObject** variable, Value value) {
 }
 
 void add(PyObject** variable, Value more) {
-  Call::running();  // the statement before no longer needs the text
+  Call::running();  // the previous statement no longer needs the text
   PyObject* text = *variable;
   PyObject* added = more.borrow();
   const bool own = isStr(text) && isStr(added) && text != added && Py_REFCNT(text) == 1 &&

@@ -112,7 +112,7 @@ struct Argument {
 
 KELVARO_FORWARD inline Argument named(Str keyword, Value value) { return {keyword, value}; }
 
-// --- The operations, out of line: the module is all calls of these, and it is to stay small. What
+// --- The operations, out of line: the module consists of calls to these and must stay small. What
 // --- they return is kept by the running call (see Call).
 
 constexpr int kMostArguments = 7;  // by position
@@ -152,7 +152,7 @@ PyObject* dict(const Argument* entries, int count);
 
 /// The operations of Objects and of variables.
 ///
-/// They are members and no operators, and several arguments stand in braces: both are evaluated
+/// They are members, not operators, and several arguments stand in braces: both are evaluated
 /// from left to right, the operands of an operator and the arguments of a C++ call are not.
 template <typename Self, typename Result>
 class Operations {
@@ -252,7 +252,7 @@ class Local : public Operations<Local, Object> {
   PyObject* object_;
 };
 
-/// A local variable that is assigned more than once, or not on all ways.
+/// A local variable that is assigned more than once, or not on every path.
 class Variable : public Operations<Variable, Object> {
  public:
   Variable() : place_(operation::variable()) {}
@@ -272,7 +272,7 @@ class Variable : public Operations<Variable, Object> {
   /// The variable's object; while there is none, UnboundLocalError names the variable.
   Value boundAs(Str name) const;
 
-  /// `this += more`, without a copy of the text where it is a string that nobody else has.
+  /// `this += more`, without a copy of the text where it is a string that nobody else refers to.
   void add(Value more) { operation::add(place_, more); }
 
  private:
