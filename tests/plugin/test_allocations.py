@@ -1,10 +1,10 @@
-"""Memory that cannot be had ends in MemoryError, in an operation's own failure, or in success.
+"""A failing allocation ends in MemoryError, in an operation's own failure, or in success.
 
 Every walk is run with its first allocation failing, then with its second, and so on until none is
-left to fail. Only those count that the module makes, and that the interpreter and the libraries
-make for it in C: none of the host, which is written in Python. In a module that has not been used
-yet, and in its import, each failure has a process of its own: what is made once, at the first use,
-is still to be made.
+left to fail. Only allocations that the module makes, or the interpreter and the libraries for it in
+C, count; not those of the host, which is written in Python. In a module that has not been used yet,
+and in its import, each failure has a process of its own, in which what is made once, at the first
+use, has not been made.
 
 - What comes before the failure is as without it. The call in which it happens ends as without it,
   or as is_allowed() says. Once it has ended as without it, the rest is as without it, too.
@@ -217,7 +217,7 @@ class ImportWalk(object):
         initialiser = initialiser or self.new_initialiser()
         outcomes, _ = self.run(number, initialiser)
         if outcomes[0] is False:  # it succeeded, but with an exception
-            # The interpreter leaves one behind where it makes a class.
+            # The interpreter leaves one pending where it makes a class.
             outcomes[0] = True
         if outcomes[0] is not True:
             if not is_allowed_for_import(outcomes[0]) or outcomes[1] != []:
@@ -266,7 +266,7 @@ def in_child(call):
 class Path(object):
     """In place of os.path, without os.stat.
 
-    The interpreter needs memory to free a result of os.stat, and goes astray when it has none: it
+    The interpreter needs memory to free a result of os.stat, and fails when it has none: it
     goes on with the exception pending, and the next call fails with it.
     """
 

@@ -134,7 +134,7 @@ class Threads(ModuleTest):
 
 
 class Interrupted(ModuleTest):
-    """A call goes on with its own results when another thread has begun a call meanwhile."""
+    """A call goes on with its own results when another thread has begun a call in between."""
 
     def setUp(self):
         super(Interrupted, self).setUp()

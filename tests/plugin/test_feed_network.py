@@ -1,5 +1,5 @@
 # -*- coding: utf-8 -*-
-"""Whatever the server does, the module answers as it is to, keeps its cache and loses nothing."""
+"""Whatever the server does, the module answers as it must, keeps its cache and leaks nothing."""
 
 import gc
 import os
@@ -48,7 +48,7 @@ class NetworkTest(ReceiverTest):
         self.install_opkg()
 
     def check(self, news, statistics, contents=None):
-        """Check what parse_xml and getDownloadStats come to, and the model's, and the screen.
+        """Check what parse_xml and getDownloadStats give.
 
         contents: the news list for status 1; else the cache stays as it is.
         """
@@ -64,7 +64,7 @@ class NetworkTest(ReceiverTest):
         self.assertEqual(outcome(self.module.getDownloadStats), statistics)
 
     def check_model(self, news, statistics, contents=None):
-        """The model in plain Python comes to the same, in the same lines."""
+        """The model in plain Python gives the same, on the same lines."""
         self.assertEqual(outcome(self.model().parse_xml), news)
         if news == 1:
             self.assertEqual(self.module.load_cache(), contents)
@@ -295,7 +295,7 @@ class Ways(NetworkTest):
     def test_a_server_of_ipv6_alone(self):
         try:
             listener = self.listen(lambda path: http(body_of(path)), socket.AF_INET6, "::1")
-        except socket.error:  # this machine has no IPv6: then nobody is there
+        except socket.error:  # this machine has no IPv6, so nobody answers
             self.lead_to("[::1]", closed_port())
             self.assertEqual(self.module.parse_xml(), 3)
             return
@@ -352,7 +352,7 @@ class Bombs(unittest.TestCase):
     """An entity that would take 1 GB, where memory is short."""
 
     def check(self, content, megabytes, expected):
-        """Check parse_xml with so much memory to be had, and that the module works on."""
+        """Check parse_xml with so much memory available, and that the module goes on working."""
         write("/tmp/zirknews.xml", content)
         self.addCleanup(os.remove, "/tmp/zirknews.xml")
         result = run_fresh("""

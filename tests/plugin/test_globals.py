@@ -1,7 +1,7 @@
 """Every global name is looked up when it is used: in the module, then in the builtins.
 
-So whoever replaces a name sees the replacement used. That this holds for each name and each use of
-it is compared with the model (test_agrees); here stands what few hosts do.
+So a replaced name is honoured. test_agrees compares that with the model for each name and each use
+of it; here are the rare cases.
 """
 
 import __builtin__

@@ -157,7 +157,7 @@ class Writer(object):
         return quote + value.replace(quote, u"&#%d;" % ord(quote)).replace(u"<", u"&lt;") + quote
 
     def attributes(self, usual, probability):
-        """Attributes in front of which there is white space; `usual` ones come first in doubt."""
+        """Attributes, each after white space: any of `usual` with this probability, and others."""
         names = [name for name in usual if self.chance(probability)]
         while self.chance(0.15):
             names.append(self.name_of(ATTRIBUTES))
@@ -281,7 +281,7 @@ class Writer(object):
                             (u"type",), 0.1)
 
     def beside_root(self):
-        """What may stand in front of the root element and behind it."""
+        """What may stand before the root element and after it."""
         part = self.rng.random()
         if part < 0.7:
             return self.rng.choice([u"", u"\n", u"\r\n \n"])
@@ -308,10 +308,10 @@ def encode(text, encoding):
 
 
 def assemble(rng, writer, declaration, doctype=u""):
-    """The whole text: the declaration, what stands in front, the root, what stands behind."""
-    front = writer.several(writer.beside_root, 2) if rng.random() < 0.3 else u""
-    behind = writer.several(writer.beside_root, 2) if rng.random() < 0.3 else u""
-    return declaration + front + doctype + writer.root() + behind
+    """The whole text: the declaration, what stands before the root, the root, what follows."""
+    before = writer.several(writer.beside_root, 2) if rng.random() < 0.3 else u""
+    after = writer.several(writer.beside_root, 2) if rng.random() < 0.3 else u""
+    return declaration + before + doctype + writer.root() + after
 
 
 # --- the kinds -----------------------------------------------------------------------------

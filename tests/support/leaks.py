@@ -20,7 +20,7 @@ from tests.support.sampling import ONE_IN
 
 COUNTS = hasattr(sys, "gettotalrefcount")
 
-#: What other interpreters count the references to, besides what a test names.
+#: What other interpreters count references to, in addition to what a test names.
 SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
 
 #: How often there may be more than before until that is a leak, for caches fill: with the quick
@@ -50,12 +50,12 @@ def totals(generation, watched):
 
 
 def held():
-    """Return the bytes that the process holds; 0 where nobody counts them."""
+    """Return the bytes that the process holds; 0 where they are not counted."""
     return __import__("faults").held() if "faults" in sys.builtin_module_names else 0
 
 
 def memory():
-    """Return the bytes that the process holds, or where nobody counts them, those resident."""
+    """Return the bytes that the process holds, or where they are not counted, those resident."""
     with open("/proc/self/statm") as stream:
         return held() or int(stream.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
 

@@ -101,7 +101,7 @@ TITLE = [(u"Title", [], "normal")]
 
 
 def broken(name, error, answer, **arguments):
-    """A connection that fails below what counts as an answer: nobody catches that."""
+    """A connection that fails before there is an answer: nothing catches that."""
     return Fault(name, error + ", line 134", error + ", line 122", answer=answer, **arguments)
 
 

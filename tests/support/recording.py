@@ -3,7 +3,7 @@
 It is no receiver: nothing happens on a screen. It serves to compare two implementations of the
 module operation by operation: attribute reads and writes, item assignments, calls with their
 positional and keyword arguments, translations, file operations, and the exception state that
-host code sees meanwhile. `simulator` is the host that behaves.
+host code sees. `simulator` is the host that behaves.
 
 A run is recorded by a `Recorder`, which is current between `with recorder:` and the end of the
 block. Outside of a run the host works and notes nothing.

@@ -1,6 +1,6 @@
 """Runs the tests of one file: python tests/support/run.py [--one-in N] FILE [PATTERN...]
 
-A PATTERN takes the tests whose "FILE CLASS.NAME" it is found in; without one on the command line
+A PATTERN takes the tests whose "FILE CLASS.NAME" contains it; without one on the command line
 the lines of KELVARO_TESTS are the patterns. --one-in takes one in N of what is generated, unless
 KELVARO_ONE_IN says how many. The last line is "N passed, N failed"; a skipped test has failed.
 """

@@ -1,4 +1,4 @@
-"""tools/bench/bench works; what it finds is no test."""
+"""tools/bench/bench works; its figures are not tested."""
 
 import unittest
 

@@ -1,4 +1,4 @@
 """Compares the module with the model in plain Python, and with that model compiled by Cython.
 
-What tools/bench/bench runs: compare.py on the machine, worker.py in the sandbox. Nothing is a test.
+tools/bench/bench runs compare.py on the machine and worker.py in the sandbox. None of it is a test.
 """

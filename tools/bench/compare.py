@@ -45,7 +45,7 @@ class Worker(object):
         python = ["python2.7", "-O", "-m", "tools.bench.worker"]
         variables = ["env", "LD_PRELOAD=libstdc++.so.6"]
         if counting:
-            # Counted is what runs within the interpreter's apply(), which nobody else calls.
+            # Counts only what runs within the interpreter's apply(), which has no other caller.
             launcher = os.path.join(self._counts, "valgrind")
             shutil.copy("/usr/bin/valgrind.bin", launcher)
             command += ["--readable", VALGRIND, "--writable", self._counts]
@@ -93,7 +93,7 @@ def ask_all(workers, *request):
 
 
 def prepare(workers, row):
-    """Set a row up for all; what they come to has to be the same."""
+    """Set a row up for all; their results have to be the same."""
     if len(set(ask_all(workers, "prepare", row))) > 1:
         raise Failure("The implementations disagree about %s." % row)
 
