@@ -42,17 +42,6 @@ class Filling(ScreenTest):
         self.assertEqual(self.box.icons(), ["normal", "urgent", "normal", "info", "normal",
                                             "normal", "normal", "normal", "normal"])
 
-    def test_takes_the_string_form_of_titles_and_kinds(self):
-        class Kind(object):
-            def __str__(self):
-                return "urgent"
-        self.replace(parse_xml=lambda: 1)
-        self.replace(load_cache=lambda: iter(
-            [(17, [], Kind()), (None, [], "info"), ("bytes", [], None)]))
-        self.open_news()
-        self.assertEqual(self.box.rows(), ["17", "None", "bytes"])
-        self.assertEqual(self.box.icons(), ["urgent", "info", "normal"])
-
     def test_with_an_empty_document_gives_an_empty_list_and_no_message(self):
         self.serve(document())
         screen = self.open_news()
@@ -112,32 +101,6 @@ class Messages(ScreenTest):
         self.assertIs(self.box.screen, screen)
         self.box.press("red")
         self.assertIsNone(self.box.screen)
-
-    def test_are_not_shown_for_other_codes_below_two(self):
-        for code in (0, -1, None, False, 0.5):
-            self.replace(parse_xml=lambda: code)
-            screen = self.open_news()
-            self.assertEqual((self.box.screen, self.box.rows()), (screen, []))
-            self.box.press("red")
-
-    def test_are_missing_for_codes_above_three_and_the_list_is_empty(self):
-        for code in (4, 99, 2.5, 10 ** 30, "1"):
-            self.replace(parse_xml=lambda: code)
-            self.box.open_news()
-            self.assertFails(UnboundLocalError, ["AllNews.createMenu:332"],
-                             self.box.pass_time, 0.1)
-            self.assertEqual(self.box.rows(), [])
-            self.box.press("red")
-
-    def test_follow_codes_that_equal_one_two_or_three(self):
-        screen = self.open_news()  # leaves a cache
-        for code, text in [(True, None), (1.0, None), (2.0, NO_CONNECTION)]:
-            self.replace(parse_xml=lambda: code)
-            screen.createMenu()
-            if text is None:
-                self.assertEqual(self.box.rows(), TITLES)
-            else:
-                self.assertMessage(screen, text)
 
 
 class Rows(ScreenTest):

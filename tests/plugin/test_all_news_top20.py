@@ -208,14 +208,6 @@ class Choosing(Top20Test):
         screen.gotTopSelection(["x", "extensions", "skins"])  # the second element counts
         self.assertEqual(len(calls), 1)
 
-    def test_no_package_or_another_length_leads_back_to_the_categories(self):
-        calls = []
-        self.screen.selectTop = lambda: calls.append("back")
-        openings = self.note_openings()
-        for ret in (None, (), ("one",), ("a", "b_install", "c"), "x"):
-            self.screen.exitChoiceBox(ret)
-        self.assertEqual((calls, openings), (["back"] * 5, []))
-
 
 class Commands(Top20Test):
 

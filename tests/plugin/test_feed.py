@@ -9,7 +9,7 @@ import tempfile
 import xml.dom.minidom
 
 from tests.support.receiver import (
-    CACHE, CONFIGURATION, Blank, ModuleTest, configure, raising, read, write)
+    CACHE, CONFIGURATION, Blank, ModuleTest, configure, read, write)
 
 KEYWORD = "src/gz Zirk-all "
 NEWS = [(u"Öl", [(None, []), (u"item", [u"a", u"b"])], "normal"),
@@ -93,12 +93,6 @@ class SkipEntry(ModuleTest):
             element = xml.dom.minidom.parseString("<e %s/>" % attributes).documentElement
             self.assertIs(self.module.skip_entry(element), answer, attributes)
 
-    def test_reads_the_model_when_it_is_called(self):
-        element = xml.dom.minidom.parseString("<e require='solo'/>").documentElement
-        self.assertIs(self.module.skip_entry(element), True)
-        self.module.vumodel = "solo"
-        self.assertIs(self.module.skip_entry(element), False)
-
     def test_keeps_an_element_whose_list_is_empty(self):
         element = Blank(hasAttribute=len, getAttribute=lambda name: Blank(split=lambda by: []))
         self.assertIs(self.module.skip_entry(element), False)
@@ -127,13 +121,6 @@ class Writing(CacheTest):
             self.assertEqual(read(CACHE), cPickle.dumps(value, -1))
             self.assertEqual(read(CACHE)[:2], "\x80\x02")  # protocol 2
 
-    def test_goes_to_the_file_that_the_module_names(self):
-        news = (1,)
-        path = self.use("news")
-        self.module.write_cache(news)
-        self.assertEqual(read(path), cPickle.dumps(news, -1))
-        self.assertFiles(absent=[CACHE])
-
     def test_makes_the_missing_directory_and_none_above_it(self):
         path = self.use("missing", "news")
         self.module.write_cache([1])
@@ -142,26 +129,6 @@ class Writing(CacheTest):
         path = self.use("missing", "too", "news")
         error = self.assertFails(IOError, ["write_cache:94"], self.module.write_cache, [])
         self.assertEqual((error.filename, os.listdir(self.directory)), (path, []))
-
-    def test_goes_on_after_any_OSError_of_making_the_directory(self):
-        class Mine(OSError):
-            pass
-
-        for error in (OSError(17, "exists"), OSError(), Mine()):
-            opened = []
-            self.use("missing", "news")
-            self.box.patch(os, "mkdir", raising(error))
-            self.replace(open=lambda *args: opened.append(args) or open(self.directory + "/x", "w"))
-            self.module.write_cache("content")
-            self.assertEqual(opened, [(self.module.cache_file, "w")])
-            self.assertEqual(read(self.directory + "/x"), cPickle.dumps("content", -1))
-
-    def test_passes_other_errors_of_making_the_directory_on(self):
-        for error in (IOError(), ValueError(), EnvironmentError(), KeyboardInterrupt()):
-            self.use("missing", "news")
-            self.box.patch(os, "mkdir", raising(error))
-            self.assertFails(error, ["write_cache:91"], self.module.write_cache, [])
-            self.assertEqual(os.listdir(self.directory), [])
 
     def test_fails_where_no_file_can_be_written(self):
         os.mkdir(self.use("directory"))

@@ -13,7 +13,6 @@ from tests.support.receiver import (
 
 FORMER = "the former content"
 DOCUMENT = "<news><update><title>T</title></update></news>"
-HTTP_ERROR = urllib2.HTTPError("u", 404, "no", {}, None)
 
 
 class Downloads(object):
@@ -42,12 +41,6 @@ class Downloads(object):
         self.assertUntouched()
         return value
 
-    def download(self, error):
-        """Yield twice, with the opening and then the reading of the file raising `error`."""
-        for urlopen in (raising(error), lambda *_: Blank(read=raising(error))):
-            self.box.patch(urllib2, "urlopen", urlopen)
-            yield
-
     def test_an_HTTP_error_is_a_result(self):
         self.serve(None, self.name)
         self.assertGives(self.http_error)
@@ -67,19 +60,6 @@ class Downloads(object):
         self.assertGives(self.unreachable)
         self.box.patch(socket, "create_connection", raising(socket.gaierror(-2, "unknown")))
         self.assertGives(self.unreachable)
-
-    def test_the_reading_counts_like_the_opening(self):
-        for error, result in ((HTTP_ERROR, self.http_error),
-                              (urllib2.URLError("no"), self.unreachable)):
-            for _ in self.download(error):
-                self.assertGives(result)
-
-    def test_other_errors_pass(self):
-        for error in (IOError("read"), socket.error(104, "reset"), socket.timeout("timed out"),
-                      KeyboardInterrupt(), SystemExit(1), MemoryError(),
-                      xml.parsers.expat.ExpatError("early")):
-            for _ in self.download(error):
-                self.assertPasses(error, self.line)
 
     def test_a_broken_connection_is_another_error(self):
         self.serve(DOCUMENT, self.name)
@@ -116,22 +96,6 @@ class Downloads(object):
         self.feed.fault(self.name, status=302,
                         headers=[("Location", self.feed.address("moved"))])
         self.assertGives(self.whole)
-
-    def test_classes_of_errors_are_those_of_the_urllib2_in_use(self):
-        class Refused(Exception):
-            pass
-
-        def use(error, **classes):
-            self.replace(urllib2=Blank(urlopen=raising(error), **classes))
-
-        use(Refused(), HTTPError=urllib2.HTTPError, URLError=Refused)
-        self.assertGives(self.unreachable)
-        use(Refused(), HTTPError=(KeyError, Refused))
-        self.assertGives(self.http_error)
-        use(Refused())
-        self.assertPasses(AttributeError, self.line + 1)
-        use(Refused(), HTTPError=KeyError)
-        self.assertPasses(AttributeError, self.line + 3)
 
 
 class Statistics(Downloads, FeedTest):

@@ -1,13 +1,10 @@
 # -*- coding: utf-8 -*-
 """The notifier: its cycle of waiting and judging listings, the question that it asks."""
 
-import types
-
 from tests.support.receiver import (
     BLUE, ERRORS, LISTING, NOISE, read, write)
 from tests.support.screens import ScreenTest
 
-from Components.Console import Console
 from Screens.MessageBox import MessageBox
 from enigma import eTimer
 
@@ -34,11 +31,6 @@ class NotifierTest(ScreenTest):
 
 
 class Start(NotifierTest):
-
-    def test_leaves_the_notifier_without_attributes(self):
-        self.assertIsInstance(self.module.UpdateNotification, types.ClassType)
-        self.assertIs(self.notifier.__class__, self.module.UpdateNotification)
-        self.assertEqual(vars(self.notifier), {})
 
     def test_first_check_comes_after_60_seconds(self):
         self.install_opkg()
@@ -153,16 +145,6 @@ class Cycle(NotifierTest):
         self.box.pass_time(10 ** 4)
         self.assertEqual((self.box.running, self.box.timers()), (["opkg update"], []))
 
-    def test_replaces_a_runner_that_is_false_in_the_middle(self):
-        class Empty(Console):
-            def __len__(self):
-                return 0
-        self.box.hold()
-        for runner in (Empty(), None, 0, ""):
-            self.notifier.Console = runner
-            self.notifier.opkg_update_finished("", 0)
-            self.assertIs(type(self.notifier.Console), Console)
-
 
 class Judging(NotifierTest):
 
@@ -205,21 +187,6 @@ class Judging(NotifierTest):
 
     def test_splits_at_the_line_feed_only(self):
         self.assertJudged(True, "a - 1\rb - 2", "a - 1\x0bb - 2\n")
-
-    def test_asks_for_ten_splits_and_stops_at_the_first_update(self):
-        asked = []
-
-        class Piece(str):
-            def split(self, *args):
-                asked.append((str(self),) + args)
-                return str.split(self, *args)
-
-        class Text(str):
-            def split(self, *args):
-                asked.append(args)
-                return [Piece(piece) for piece in str.split(self, *args)]
-        self.assertTrue(self.judge(Text("a - 1\nb - 1 - 2\nc - 1 - 2")))
-        self.assertEqual(asked, [("\n", 10), ("a - 1", " - "), ("b - 1 - 2", " - ")])
 
     def test_keeps_the_whole_text_only_when_it_found_one(self):
         self.judge("a - 1\n")

@@ -70,34 +70,17 @@ class Installed(ModuleTest):
         self.assertEqual(self.module.getInstalled(), ["former"])
         self.assertFiles(absent=[SCRATCH])
 
-    def test_pass_through_the_file_that_the_module_names(self):
-        commands = []
-        self.box.patch(os, "system", commands.append)
-        self.module.packageinstalledfile = "/tmp/elsewhere"
-        write("/tmp/elsewhere", "one\n")
-        self.assertEqual(self.module.getInstalled(), ["one"])
-        self.assertFiles(absent=["/tmp/elsewhere"])
-        self.assertEqual(commands, [COMMAND + "/tmp/elsewhere"])
+    def test_fail_with_the_closing_in_place_of_the_reading_where_both_fail(self):
+        error = IOError(5, "close")
 
-    def reading(self, entered, leave):
-        """Have `open` give a file whose content is `entered` and whose __exit__ is `leave`."""
         class Stream(object):
-            __enter__ = staticmethod(lambda: entered)
-            __exit__ = staticmethod(leave)
+            __enter__ = staticmethod(lambda: Blank(read=raising(Broken)))
+            __exit__ = staticmethod(raising(error))
 
         self.scratch("one\n")
         self.replace(open=lambda *_: Stream())
-
-    def test_hide_an_error_of_the_reading_behind_one_of_the_closing(self):
-        error = IOError(5, "close")
-        self.reading(Blank(read=raising(Broken)), raising(error))
         self.assertFails(error, ["getInstalled:47"], self.module.getInstalled)
         self.assertFiles([SCRATCH])
-
-    def test_are_none_when_the_file_swallows_the_error_of_its_reading(self):
-        self.reading(Blank(read=raising(Broken)), lambda *_: True)
-        self.assertEqual(self.module.getInstalled(), [])
-        self.assertFiles(absent=[SCRATCH])
 
     def test_need_a_file_with_a_context(self):
         class Classic:

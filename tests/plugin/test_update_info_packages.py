@@ -7,8 +7,6 @@ from tests.support.receiver import (
     BLUE, ERRORS, LISTING, NOISE, NO_CONNECTION, WAIT, read, write)
 from tests.support.screens import DetailTest, UP_TO_DATE, block
 
-from Components.Console import Console
-
 UPGRADE = "opkg list-upgradable > " + LISTING
 
 
@@ -168,15 +166,3 @@ class Running(DetailTest):
         self.assertIn("enigma2-skin-blue", self.box.text("update"))
         self.assertEqual(self.box.text("title"), "News about ZIRK")
         self.assertEqual(self.labels(), self.news_keys)
-
-    def test_replaces_a_runner_that_is_false_in_the_middle(self):
-        class Empty(Console):
-            def __len__(self):
-                return 0
-        screen = self.open_detail()
-        self.box.hold()
-        for console in (None, Empty()):
-            screen.Console = console
-            screen.opkg_update_finished(retval=0, result="")
-            self.assertIs(type(screen.Console), Console)
-            self.assertEqual(list(screen.Console.appContainers), [UPGRADE])

@@ -324,7 +324,7 @@ def notifier_calls_itself(case):
     recording.set_usage(show_notification=False)
     case.notifier.show_Kelvaro = recording.operation("show_Kelvaro")
     watcher = notifier(case)
-    case.press(watcher, "opkg_upgrade_finished", "a - 1 - 2", 0)
+    case.press(watcher, "opkg_upgrade_finished", Text("x\na - 1 - 2\nb"), 0)
     del case.notifier.show_Kelvaro
 
 
