@@ -40,13 +40,6 @@ class Opening(ScreenTest):
                           ("red", "green", "blue", "yellow", "info")],
                          ["<Exit>", "<Update>", "<show Updates>", "<Top 20>", ""])
 
-    def test_takes_its_arguments_by_keyword_and_ignores_args(self):
-        screen = self.module.AllNews(args="anything", plugin_path="/path",
-                                     session=self.box.session)
-        self.assertEqual(screen.skinName, ["AllNews", "BackupSuite"])
-        self.assertEqual((screen.skin_path, screen.session), ("/path", self.box.session))
-        self.assertFalse(hasattr(screen, "args"))
-
 
 class Layout(ScreenTest):
 

@@ -4,8 +4,6 @@ import os
 import socket
 import time
 import urllib2
-import xml.dom.minidom
-import xml.parsers.expat
 
 from tests.support.leaks import once
 from tests.support.receiver import (
@@ -142,12 +140,6 @@ class News(Downloads, FeedTest):
         self.assertGives(3)
         self.replace(xml=Blank(dom=dom))
         self.assertPasses(AttributeError, 141)
-
-    def test_pass_other_errors_of_the_parser_on(self):
-        self.serve(DOCUMENT)
-        error = MemoryError()
-        self.box.patch(xml.dom.minidom, "parseString", raising(error))
-        self.assertPasses(error, 140)
 
     @once("it waits")
     def test_time_out_after_five_seconds_of_silence(self):

@@ -11,10 +11,9 @@ import types
 import unittest
 
 from simulator.receiver import Receiver, run_fresh  # before the host's modules
-from Screens.Screen import Screen
 from tests.support import importing, recording, twins
 from tests.support.leaks import once
-from tests.support.model import CLASSES, IMPORTS
+from tests.support.model import IMPORTS
 from tests.support.receiver import Blank, ModuleTest, trail, write
 from tests.support.recording import HOST_MODULES
 from tests.support.sampling import ONE_IN, sampled
@@ -213,18 +212,6 @@ class Names(ModuleTest):
 
         key = Key("solo")
         self.assertIs(self.boot(model=key, fresh=True).module.vumodel, key)
-
-    def test_of_classes_lead_to_their_methods_and_nothing_else(self):
-        for _, name, _, methods in CLASSES:
-            class_ = getattr(self.module, name)
-            held = set(vars(class_)) - set(["__dict__", "__weakref__", "__module__", "__doc__"])
-            self.assertEqual(held, set(method for _, method, _ in methods))
-            self.assertEqual((class_.__name__, class_.__module__), (name, "Kelvaro"))
-            self.assertIsInstance(vars(class_)["__doc__"], (str, type(None)))
-        for name in ("AllNews", "ZirkUpdateInfo"):
-            self.assertEqual(getattr(self.module, name).__bases__, (Screen,))
-        self.assertIs(type(self.module.UpdateNotification), types.ClassType)
-        self.assertEqual(self.module.UpdateNotification.__bases__, ())
 
 
 class Packages(unittest.TestCase):

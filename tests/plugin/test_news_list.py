@@ -221,22 +221,6 @@ class Filter(NewsTest):
         self.check_items(("<item require='x'><itemtext><b/></itemtext></item>", []),
                          ("<item><description require='x'><b/></description></item>", [item(None)]))
 
-    def test_is_asked_for_each_update_item_and_description_with_a_child(self):
-        asked = []
-
-        def skip(element):
-            asked.append((element.tagName, element.getAttribute("id")))
-            return element.getAttribute("id") in ("2", "4")
-
-        self.replace(skip_entry=skip)
-        news = self.stored(
-            "<n><update id='1'><title>T</title><item id='2'><description id='-'>x</description>"
-            "</item><item id='3'><description id='4'>x</description><description id='-'/>"
-            "<description id='5'>y</description></item></update></n>")
-        self.assertEqual(asked, [("update", "1"), ("item", "2"), ("item", "3"),
-                                 ("description", "4"), ("description", "5")])
-        self.assertEqual(news, [(u"T", [item(None, u"y")], "normal")])
-
 
 class DocumentsAgree(LeakCheckedTest):
     """The module makes of every document what the model does, which asks minidom."""

@@ -595,16 +595,6 @@ xml_package = quietly(
         Package(), ExpatError=xml.parsers.expat.ExpatError)))
 
 
-def dump(*args, **kwargs):
-    note("dump", args, kwargs)
-    return cPickle.dump(*args, **kwargs)
-
-
-def load(*args, **kwargs):
-    note("load", args, kwargs)
-    return cPickle.load(*args, **kwargs)
-
-
 # The names that a run puts into the module's namespace, over what the module imported.
 SUBSTITUTES = {
     "open": recorded_open,
@@ -614,8 +604,8 @@ SUBSTITUTES = {
     "mkdir": make_recorded_directory,
     "urllib2": Downloads(),
     "xml": xml_package,
-    "dump": dump,
-    "load": load,
+    "dump": function("dump", cPickle.dump),
+    "load": function("load", cPickle.load),
     "_": translate,
 }
 

@@ -122,7 +122,7 @@ def model():
 
 
 def module():
-    """The module as a Twin, loaded once."""
+    """The same for the module."""
     if "module" not in _loaded:
         _loaded["module"] = Twin(load_module)
     return _loaded["module"]
