@@ -143,12 +143,6 @@ class Failures(ScreenTest):
         self.assertEqual((self.box.screen, self.box.rows()), (screen, [WAIT]))
         return screen
 
-    def test_of_reading_the_cache_leave_the_placeholder(self):
-        self.replace(parse_xml=lambda: 1)
-        self.assertFillingFails(IOError, "AllNews.createMenu:318", "load_cache:99")
-        self.replace(load_cache=lambda: None)
-        self.assertFillingFails(TypeError, "AllNews.createMenu:318")
-
     def test_of_a_later_entry_keep_the_earlier_rows_to_the_screen(self):
         def entries(*second):
             yield ("first", [], "info")

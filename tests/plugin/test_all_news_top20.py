@@ -100,23 +100,6 @@ class Lists(Top20Test):
         screen = self.lists("SKINS\nbar\nbar;1\n", [SKIN, "bar", PREFIX + "skin-ba"])
         self.assertEqual(screen.skins, [("Bar   (1) - Install", PREFIX + "skin-bar_install")])
 
-    def test_translate_in_the_order_of_the_records(self):
-        texts = self.note_texts()
-        statistics = "EXTENSIONS\na;1\nSYSTEMPLUGINS\nb;1\nSKINS\nc;1"
-        self.lists(statistics, [PREFIX + "extensions-a"])
-        self.assertEqual(texts, ["Remove", "Remove", "Install", "Remove", "Install",
-                                 "Extensions", "Systemplugins", "Skins"])
-        self.mark_texts()
-        screen = self.lists(statistics, [PREFIX + "extensions-a"])
-        self.assertEqual([label for label, _ in screen.extensions + screen.skins],
-                         ["A   (1) - <Remove>", "C   (1) - <Install>"])
-        self.assertEqual([label for label, _ in screen.c_l],
-                         ["<Extensions>", "<Systemplugins>", "<Skins>"])
-        screen.selectTop()
-        self.assertEqual(self.box.title, "<Top 20>")
-        self.box.choose("<Systemplugins>")
-        self.assertEqual(self.box.title, "<Top 20> - <Systemplugins>")
-
     def test_are_made_anew_each_time(self):
         first = self.lists("SKINS\na;1").skins
         self.lists("EXTENSIONS\nb;1")

@@ -96,26 +96,6 @@ class Cycle(NotifierTest):
         self.box.pass_time(3 * 3600)
         self.assertEqual(self.box.timers(), [])
 
-    def test_multiplies_by_1000_and_then_by_3600(self):
-        log = []
-
-        class Hours(object):
-            def __init__(self, name):
-                self.name = name
-
-            def __gt__(self, other):
-                log.append(("gt", self.name, other))
-                return True
-
-            def __mul__(self, other):
-                log.append(("mul", self.name, other))
-                return Hours("product") if self.name == "value" else 7
-        self.usage.check_for_updates.value = Hours("value")
-        self.check()
-        self.assertEqual(log, [("gt", "value", 0), ("mul", "value", 1000),
-                               ("mul", "product", 3600)])
-        self.assertEqual(self.box.timers(), [7])
-
     def test_lowers_the_flag_and_does_not_save_it(self):
         self.usage.update_available.value = True
         self.usage.update_available.saved_value = True

@@ -71,13 +71,6 @@ class Listing(DetailTest):
         self.assertIs(self.flag, True)
         self.assertIs(self.box.config.usage.update_available.saved_value, False)
 
-    def test_translates_the_block_for_every_package(self):
-        texts = self.note_texts()
-        self.listing("a - 1 - 2\nb - 1\nc - 3 - 4\n")
-        self.assertEqual(texts[-3:], [WAIT] + [block("%s", "%s", "%s")] * 2)
-        self.mark_texts()
-        self.assertEqual(self.listing("a - 1 - 2\n"), "<%s>" % block("a", "1", "2"))
-
 
 class Running(DetailTest):
 

@@ -300,8 +300,16 @@ def notifier_finds_nothing(case):
     case.press(watcher, "opkg_upgrade_finished", "a - 1\nb", 0, [])
     case.press(watcher, "opkg_upgrade_finished", "x\n" * 9 + "a - 1\nb - 2", 0)
     case.press(watcher, "opkg_upgrade_finished", Text("a - 1\nb"), 0)
+    recording.set_usage(check_for_updates=Hours())
+    case.press(watcher, "opkg_upgrade_finished", "", 0)
+    case.press(watcher, "show_Kelvaro", False)
     recording.set_usage(check_for_updates=0)
     case.press(watcher, "opkg_upgrade_finished", "", 0)
+
+
+class Hours(recording.Widget):
+    __gt__ = recording.operation("__gt__", True)
+    __mul__ = recording.operation("__mul__", 7)
 
 
 def notifier_asks(case):
