@@ -37,14 +37,14 @@ class Names(ModuleTest):
 class OddObjects(ReceiverTest):
 
     def skins(self, installed):
-        """The skins offered, and their choice, while these packages are installed."""
+        """The skins offered, and their choice, while installed() gives the packages that are."""
         self.open_news()
-        self.replace(getInstalled=lambda: installed)
+        self.replace(getInstalled=installed)
         self.box.press("yellow")
         return self.box.stack[0].skins
 
     def test_may_stand_among_the_installed_packages(self):
-        self.assertEqual(self.skins([None, u"enigma2-plugin-skin-bar-hd"]),
+        self.assertEqual(self.skins(lambda: [[], u"enigma2-plugin-skin-bar-hd"]),
                          [("Bar-Hd   (3) - Remove", "enigma2-plugin-skin-bar-hd_installed")])
         self.assertEqual(self.box.stack[0].extensions,
                          [("Foo   (12) - Install", "enigma2-plugin-extensions-foo_install")])
@@ -52,7 +52,7 @@ class OddObjects(ReceiverTest):
     def test_may_join_the_installed_packages_meanwhile(self):
         installed = []
         self.replace(_=lambda text: installed.append("enigma2-plugin-skin-bar-hd") or text)
-        self.assertEqual(self.skins(installed),
+        self.assertEqual(self.skins(lambda: installed),
                          [("Bar-Hd   (3) - Remove", "enigma2-plugin-skin-bar-hd_installed")])
 
     def test_may_be_names_of_packages_that_are_extended_in_place(self):
@@ -74,7 +74,7 @@ class OddObjects(ReceiverTest):
         name = Name()
         record = Blank(split=lambda separator: [name, "3"])
         self.replace(getDownloadStats=lambda: Blank(split=lambda separator: ["SKINS", record]))
-        self.assertEqual(self.skins([]), [("Bar   (3) - Install", name)])
+        self.assertEqual(self.skins(list), [("Bar   (3) - Install", name)])
         self.assertEqual(name.parts, [("enigma2-plugin-skin-", "+"), ("+=", "_install")])
 
     def test_may_be_texts_of_a_class_with_a_constructor(self):

@@ -54,6 +54,8 @@ class Walks(unittest.TestCase):
                 for name in ("newsURL", "skip_entry", "getHeader", "AllNews"):
                     case.call(name, *args, **kwargs)
                 case.press(case.module.update_notification, "setSession", *args, **kwargs)
+            case.replace(open=globals)
+            case.call("load_cache")
         self.check(scenario)
 
     def test_without_builtins_leave_nothing(self):

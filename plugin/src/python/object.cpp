@@ -96,7 +96,10 @@ PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count) {
 
 // The type of the methods that built-in types have; the interpreter does not export it.
 PyTypeObject* methodDescriptorType() {
-  static PyTypeObject* type = Py_TYPE(_PyType_Lookup(&PyList_Type, "append"_s.borrow()));
+  static PyTypeObject* type = nullptr;
+  if (type == nullptr) {
+    type = Py_TYPE(_PyType_Lookup(&PyList_Type, "append"_s.borrow()));
+  }
   return type;
 }
 
