@@ -95,11 +95,14 @@ class FeedServer(object):
     port: the port in use.
     requests: the paths asked for, in the order in which the requests came in; the user may
         empty it.
+    exchanges: of the requests that got an answer in order, the path, the headers and the number of
+        bytes in the answer's body; likewise.
     """
 
     def __init__(self, directory, port=0):
         self.directory = os.path.abspath(directory)
         self.requests = []
+        self.exchanges = []
         self._faults = {}
         self._retired_faults = []
         self._lock = threading.Lock()
@@ -300,6 +303,7 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
                 status = 404
         if body is None:
             body = "%d %s\n" % (status, self.responses.get(status, ("",))[0])
+        feed.exchanges.append((self.path, dict(self.headers), len(body)))
         try:
             self._reach("headers", fault)
             self.send_response(status)
