@@ -39,6 +39,30 @@ def add_receiver_options(parser):
                         help="simulated seconds in a real one (default: 1)")
 
 
+def add_skin_options(parser):
+    """Add the options that describe the skin."""
+    parser.add_argument("--skin", metavar="DIR",
+                        help="a folder with a skin.xml, used with the folders beside it "
+                             "(default: the simulator's own)")
+    parser.add_argument("--skin-user", metavar="FILE",
+                        help="what a receiver would have as skin_user.xml")
+    parser.add_argument("--size", type=_size, default=(1280, 720), metavar="WxH",
+                        help="the picture, for a skin that names no size of its own "
+                             "(default: 1280x720)")
+    parser.add_argument("--stand-ins", action="store_true",
+                        help="show a placeholder for what only some image has")
+
+
+def skin_arguments(parser, options):
+    """Return what skins.use() takes of these options; a wrong value ends the program."""
+    if options.skin is not None and not os.path.isfile(os.path.join(options.skin, "skin.xml")):
+        parser.error("there is no skin.xml in the folder '%s'" % options.skin)
+    if options.skin_user is not None and not os.path.isfile(options.skin_user):
+        parser.error("there is no file '%s'" % options.skin_user)
+    return {"directory": options.skin, "user_file": options.skin_user, "size": options.size,
+            "stand_ins": options.stand_ins}
+
+
 def receiver_arguments(parser, options):
     """Return what Receiver() takes of these options; a wrong value ends the program."""
     check_model_and_feed(parser, options, MODELS)
@@ -69,6 +93,13 @@ def _hours(text):
     if not text.isdigit():
         raise argparse.ArgumentTypeError("'%s' is not a whole number of hours" % text)
     return int(text)
+
+
+def _size(text):
+    parts = text.split("x")
+    if len(parts) != 2 or not all(part.isdigit() and 0 < int(part) <= 10000 for part in parts):
+        raise argparse.ArgumentTypeError("'%s' is not a size such as 1280x720" % text)
+    return tuple(int(part) for part in parts)
 
 
 def _factor(text):

@@ -2,13 +2,13 @@
 
 import glob
 import os
-import re
 import shutil
 import sys
 import types
 
 import enigma
-from simulator import ROOT
+import skin
+from simulator import ROOT, skins
 
 PYTHON_ROOT = "/usr/lib/enigma2/python"
 PACKAGE = "Plugins.SystemPlugins.ZIRKPanel"
@@ -124,8 +124,15 @@ def skin_part(width):
     return os.path.join(DIRECTORY, "skin_%d.xml" % width)
 
 
+def lend_screens():
+    """Add the plug-in's screens for this picture to the skin, where it lacks them."""
+    _lay_out_plugin()
+    part, own = skin_part(enigma.getDesktop(0).size().width()), dict(skin.dom_screens)
+    if os.path.isfile(part):
+        skin.loadSkin(part)
+        skin.dom_screens.update(own)
+
+
 def skin_for(width):
     """The skin part as an installation makes it (cmake/Install.cmake)."""
-    with open(os.path.join(ROOT, "plugin", "skin", "skin.xml.in")) as source:
-        return re.sub("@([0-9]+)@", lambda number: str(int(number.group(1)) * width // 1280),
-                      source.read())
+    return skins.scaled(os.path.join(ROOT, "plugin", "skin", "skin.xml.in"), width)

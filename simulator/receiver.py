@@ -13,10 +13,11 @@ import Tools.HardwareInfoVu
 import enigma
 import keymap
 import skin
+import skin_screen
 from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from Tools import Notifications
-from simulator import loop, plugin_files, view
+from simulator import loop, plugin_files, skins, view
 from simulator.session import Session
 
 FEED_CONFIGURATION = "/etc/opkg/all-feed.conf"
@@ -33,7 +34,8 @@ class Receiver(object):
     def __init__(self, model="duo2", image_version="3.1.0", feed_url=None, encoding="utf-8",
                  screens=PLUGIN_SCREENS, check_for_updates=24, show_notification=True,
                  language="en", module=None, plugin_package=True, fresh=False, load=True,
-                 raise_errors=True, late_callbacks=False, ipkg_result=True):
+                 raise_errors=True, late_callbacks=False, ipkg_result=True, skin_directory=None,
+                 skin_user=None):
         _require_sandbox()
         for other in _current:
             other.close()
@@ -66,6 +68,7 @@ class Receiver(object):
                 _shared_instances[combination] = self._instance
         self._instance.activate()
         self.plugin_path = plugin_files.DIRECTORY
+        self._skin_files = skin_directory, skin_user
         self.use_skin(1280, screens)
         if load:
             self.load()
@@ -203,13 +206,12 @@ class Receiver(object):
 
     def use_skin(self, width, screens=PLUGIN_SCREENS):
         """From now on the picture is this wide, and the skin has these of the plug-in's screens."""
-        enigma.getDesktop(0).resize(width)
-        skin.loadDefaultSkin()
-        skin.loadSkin(plugin_files.skin_part(width))
+        skins.use(*self._skin_files, size=(width, enigma.PICTURES[width]))
+        plugin_files.lend_screens()
         for name in set(PLUGIN_SCREENS) - set(screens):
-            del skin.dom_screens[name]
+            skin.dom_screens.pop(name, None)
         for screen in self.session.stack:
-            skin.applySkinAnew(screen)
+            skin_screen.applySkinAnew(screen)
 
     # Looking.
 

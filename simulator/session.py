@@ -1,7 +1,14 @@
 """The GUI's session: the stack of open screens, and the notifications that wait for its end."""
 
-import skin
+import skin_screen
+from Components.Sources.Clock import Clock
+from Components.Sources.StaticText import StaticText
 from Tools import Notifications
+
+
+#: Sources that every screen may show: with no television in here they have nothing to tell.
+_SESSION = ["CurrentService", "Event_Now", "Event_Next", "VideoPicture", "FrontendStatus",
+            "FrontendInfo", "TunerInfo", "RecordState", "Standby", "HddSleepingState"]
 
 
 class Session(object):
@@ -9,6 +16,8 @@ class Session(object):
     def __init__(self, loop):
         self.loop = loop
         self.stack = []  # open screens, the front one last
+        self.screen = dict((name, StaticText()) for name in _SESSION)
+        self.global_screen = {"CurrentTime": Clock()}
         del Notifications.notifications[:]
         Notifications.notificationAdded[:] = [self._look_for_notification]
 
@@ -19,9 +28,10 @@ class Session(object):
     def instantiateDialog(self, screen, *args, **kwargs):
         """Make a screen of the class `screen` and its layout, without bringing it to the front."""
         dialog = screen(self, *args, **kwargs)
-        skin.applySkin(dialog)
+        skin_screen.applySkin(dialog)
         for function in dialog.onLayoutFinish[:]:
             function()
+        dialog.runApplets()
         return dialog
 
     def open(self, screen, *args, **kwargs):

@@ -2,8 +2,8 @@
 
 import os
 
-from Components.Renderer.Listbox import Listbox
-from Components.ScrollLabel import ScrollLabel
+import skin
+import skin_layout
 from Screens.MessageBox import MessageBox
 
 WIDTH = 78  # columns of the drawn screen, its frame included
@@ -13,15 +13,15 @@ COLOURS = ("red", "green", "yellow", "blue")
 
 
 def lists(screen):
-    """The elements of the screen that are lists, in the skin's order."""
-    return [element for element in screen.elements if isinstance(element.widget, Listbox)]
+    """The elements of the screen that are lists, in the order of their making."""
+    return [element for element in screen.elements if element.instance.kind in ("list", "strings")]
 
 
 def rows(element):
     """What a list shows: a dictionary with "text" and "icon" (or None) for each row."""
     found = []
-    for row in element.widget.source.list:
-        cells = _cells(row, element.look["rows"]["cells"])
+    for row in element.rows():
+        cells = _cells(row, element)
         icons = [cell["icon"] for cell in cells if cell["kind"] == "picture"]
         found.append({
             "text": " ".join(cell["text"] for cell in cells if cell["kind"] == "text"),
@@ -29,15 +29,30 @@ def rows(element):
     return found
 
 
-def _cells(row, looks):
+def _cells(row, element):
     """The cells of a row as they are drawn, what each shows included."""
+    if element.instance.kind == "strings":
+        size = [element.instance.size().width(), element.instance.itemHeight]
+        look = {"kind": "text", "rect": [1, 1] + size, "flags": 0, "value": 0}
+        template = {"fonts": [element.look.get("font") or ["Regular", 20]], "entries": [look]}
+    elif element.kind == "source":
+        template = element.widget.source.template
+    else:
+        template = dict(element.widget.template(), entries=row[1:])
     cells = []
-    for look in looks:
-        cell = dict(look)
-        content = row[cell.pop("index")]
+    for entry in template["entries"]:
+        value, flags = entry["value"], entry["flags"]
+        content = row[value] if isinstance(value, int) else value
+        family, size = template["fonts"][entry.get("font", 0)]
+        cell = {"kind": "text" if entry["kind"] == "text" else "picture",
+                "position": entry["rect"][:2], "size": entry["rect"][2:],
+                "font": {"family": family, "size": size},
+                "halign": {2: "right", 4: "center"}.get(flags & 7, "left"),
+                "valign": {16: "center", 32: "bottom"}.get(flags & 48, "top")}
         if cell["kind"] == "picture":
-            cell["file"] = content and os.path.basename(content.path)
-            cell["icon"] = content and _icon(cell["file"])
+            path = getattr(content, "path", content)
+            cell["file"] = path and os.path.basename(path)
+            cell["icon"] = path and _icon(cell["file"])
         else:
             # The compiled list draws byte strings only.
             cell["text"] = content if isinstance(content, str) else "<not-a-string>"
@@ -54,54 +69,74 @@ def describe(screen):
     """The screen as plain data, ready to be sent elsewhere: strings, numbers, lists, None.
 
     name: its class; layout: the skin's screen it is drawn as, None for a blank one;
-    title: the window title; elements: in the skin's order, each with "name" and "kind":
+    title: the window title; elements: in the order of painting, each with "name" and "kind":
     "text" (text), "list" (rows, index), "pages" (lines, page, pages). A message box has
     "seconds" left besides. simulator/page/PROTOCOL.md names what tells where all this is drawn, and
     how. The television picture, None, gives None.
     """
     if screen is None:
         return None
+    look = skin_layout.layout(screen)
+    style = skin.windowstyle
+    family, size = style["title"]["font"]
+    elements = sorted(zip(look["elements"], screen.elements), key=lambda both: both[0]["paint"])
     return dict(
-        screen.look or {},
         name=type(screen).__name__,
         layout=screen.layout,
         title=screen.getTitle(),
+        position=look["rect"][:2], size=look["rect"][2:], scale=1.0,
+        background=_colour(look["background"] or style["colors"]["Background"]),
+        frame=None if look["flags"] else {"position": style["title"]["offset"],
+                                          "font": {"family": family, "size": size}},
         seconds=screen.secondsLeft() if isinstance(screen, MessageBox) else None,
-        elements=[_element(screen, element) for element in screen.elements])
+        elements=[_element(look, element) for look, element in elements
+                  if look["visible"] and look["draws"] in ("label", "scroll", "list")])
 
 
-def _element(screen, element):
-    described = dict(element.look, name=element.name, kind="text")
-    component = screen.get(element.name)
-    if isinstance(element.widget, Listbox):
-        described.update(_list(element))
-    elif isinstance(component, ScrollLabel):
-        page, pages = component.pageNumber()
+def _element(look, element):
+    family, size = look["font"] or ["Regular", 20]
+    described = {
+        "kind": "text", "name": element.name, "text": look["text"] or "",
+        "position": look["final"][:2], "size": look["final"][2:],
+        "font": {"family": family, "size": size}, "halign": look["halign"] or "left",
+        "valign": look["valign"] or "top",
+        "colour": _colour(look["foreground"] or skin.windowstyle["colors"]["LabelForeground"]),
+        "background": None if look["transparent"] else _colour(look["background"])}
+    if look["draws"] == "list":
+        described.update(_list(look, element))
+    elif look["draws"] == "scroll":
+        page, pages = element.widget.pageNumber()
         described.update(
-            kind="pages", lines=component.visibleLines(), page=page, pages=pages,
+            kind="pages", lines=element.widget.visibleLines(), page=page, pages=pages,
             scrollbar=[(page - 1.0) / pages, 1.0 / pages] if pages > 1 else None)
-    elif component is not None:
-        described["text"] = component.getText()
     return described
 
 
-def _list(element):
+def _list(look, element):
     """A list: all its rows and, as `items`, those that are drawn: the selected one's page."""
-    look, place = element.look["rows"], element.look["size"]
-    index, source = element.widget.getIndex(), element.widget.source.list
-    count, visible = len(source), place[1] // look["height"]
+    count, index, height = look["rows"], look["index"], look["itemHeight"]
+    visible = max(1, look["final"][3] // height)
     first = index // visible * visible
+    colours = skin.windowstyle["colors"]
     items = []
-    for number, row in enumerate(source[first:first + visible]):
+    for number, row in enumerate(look["content"][first:first + visible]):
         selected = first + number == index
         items.append({
-            "position": [0, number * look["height"]], "size": [place[0], look["height"]],
-            "selected": selected, "colour": look["colour"] if selected else None,
-            "background": look["background"] if selected else None,
-            "cells": _cells(row, look["cells"])})
+            "position": [0, number * height], "size": [look["final"][2], height],
+            "selected": selected,
+            "colour": _colour(look["foregroundSelected"] or colours["ListboxSelectedForeground"])
+            if selected else None,
+            "background": _colour(look["backgroundSelected"]
+                                  or colours["ListboxSelectedBackground"]) if selected else None,
+            "cells": _cells(row, element)})
     bar = [float(first) / count, float(len(items)) / count] if count > visible else None
     return {"kind": "list", "rows": rows(element), "index": index, "items": items,
-            "scrollbar": bar if look["scrollbar"] else None}
+            "scrollbar": bar if look["scrollbarMode"] != "showNever" else None}
+
+
+def _colour(text):
+    """The colour "#aarrggbb", where AA is how transparent it is, as "#rrggbbaa"; None as None."""
+    return text and "#%s%02x" % (text[3:], 255 - int(text[1:3], 16))
 
 
 def draw(screen):
@@ -109,7 +144,7 @@ def draw(screen):
     if screen is None:
         return "(television picture)"
     title, keys, body = screen["title"], {}, []
-    for element in screen["elements"]:
+    for element in sorted(screen["elements"], key=lambda one: one["position"][::-1]):
         name = element["name"]
         if name is None:
             continue

@@ -2,8 +2,11 @@
 
 import os
 import signal
+import struct
 import subprocess
 
+import keymap
+import skin
 from simulator.loop import main_loop
 
 zirk_version = "3.1.0"
@@ -127,10 +130,105 @@ def _check_integer(number):
         raise TypeError("an integer is required, not %s" % type(number).__name__)
 
 
-class eLabel(object):
-    """A compiled text widget: byte strings only."""
+class ePoint(object):
+
+    def __init__(self, x=0, y=0):
+        _check_integer(x)
+        _check_integer(y)
+        self._x, self._y = x, y
+
+    def x(self):
+        return self._x
+
+    def y(self):
+        return self._y
+
+    def pair(self):
+        return [self._x, self._y]
+
+
+class eSize(object):
+
+    def __init__(self, width=0, height=0):
+        _check_integer(width)
+        _check_integer(height)
+        self._width, self._height = width, height
+
+    def width(self):
+        return self._width
+
+    def height(self):
+        return self._height
+
+    def pair(self):
+        return [self._width, self._height]
+
+
+class eWidget(object):
+    """What is painted in a rectangle of a window. kind: which attributes of a skin it knows."""
+
+    kind = "other"
 
     def __init__(self):
+        self._position, self._size = ePoint(), eSize()
+        self._shown = True
+        self.look = {}  # what the skin says of it (skin_screen.py)
+
+    def move(self, position):
+        self._position = position
+
+    def resize(self, size):
+        self._size = size
+
+    def position(self):
+        return self._position
+
+    def size(self):
+        return self._size
+
+    def show(self):
+        self._shown = True
+
+    def hide(self):
+        self._shown = False
+
+    def isVisible(self):
+        return self._shown
+
+    # For the skin.
+
+    def rect(self):
+        return self._position.pair() + self._size.pair()
+
+    def skinned(self, look):
+        """All attributes have been applied."""
+        self.look = look
+
+
+class eWindow(eWidget):
+    """A window: placed by its content, and asked for the place of its frame."""
+
+    kind = "window"
+    border = (0, 0, 0, 0)  # left, top, right, bottom
+
+    def position(self):
+        return ePoint(self._position.x() - self.border[0], self._position.y() - self.border[1])
+
+    def size(self):
+        return eSize(self._size.width() + self.border[0] + self.border[2],
+                     self._size.height() + self.border[1] + self.border[3])
+
+    def frame(self):
+        return self.position().pair() + self.size().pair()
+
+
+class eLabel(eWidget):
+    """A compiled text widget: byte strings only."""
+
+    kind = "label"
+
+    def __init__(self):
+        eWidget.__init__(self)
         self._text = ""
 
     def setText(self, text):
@@ -140,63 +238,114 @@ class eLabel(object):
     def getText(self):
         return self._text
 
+    def skinned(self, look):
+        eWidget.skinned(self, look)
+        if look.get("text") is not None:
+            self._text = look["text"]
 
-class eListbox(object):
-    """A compiled list: keeps the selected index within its rows."""
+    def calculateSize(self):
+        """The size that the text needs, wrapped at the label's width."""
+        lines, height = typeset(self._text, self.look.get("font") or ["Regular", 12],
+                                None if self.look.get("noWrap") else self._size.width())
+        return eSize(max([width for _, width in lines] + [0]), height * len(lines))
 
-    PAGE = 10  # rows
+
+class ePixmap(eWidget):
+    kind = "picture"
+
+
+class eSlider(eWidget):
+
+    kind = "slider"
+    value = range = None  # until they are set
+
+    def setRange(self, start, end):
+        self.range = [start, end]
+
+    def setValue(self, value):
+        self.value = value
+
+
+class eScrollLabel(eLabel):
+    kind = "scroll"
+
+
+class ePositionGauge(eWidget):
+    kind = "gauge"
+
+
+class eVideoWidget(eWidget):
+    kind = "television"
+
+
+class eListbox(eWidget):
+    """A compiled list: keeps the selected index within its rows, and takes keys while in front."""
+
+    kind = "list"
+    prio, contexts = 0, ["ListboxActions"]  # as those of an ActionMap
+    itemHeight = 25
 
     def __init__(self):
-        self._size = 0
+        eWidget.__init__(self)
+        self.order = keymap.place()
+        self.wrap = False
+        self.changed = lambda: None  # called after a key has moved the selection
+        self.scrollbarMode = "showOnDemand"
+        self._count = 0
         self._index = 0
 
-    def setSize(self, size):
-        self._size = size
+    def skinned(self, look):
+        eWidget.skinned(self, look)
+        if look.get("itemHeight") is not None:
+            self.itemHeight = look["itemHeight"] or 20
+        self.scrollbarMode = look.get("scrollbarMode") or self.scrollbarMode
+        self.wrap = self.wrap or bool(look.get("enableWrapAround"))
+
+    def setCount(self, count):
+        self._count = count
         self.moveSelectionTo(self._index)
+
+    def count(self):
+        return self._count
 
     def getCurrentIndex(self):
         return self._index
 
+    def rowsOfPage(self):
+        return self._size.height() // self.itemHeight
+
     def moveSelectionTo(self, index):
         _check_integer(index)
-        self._index = max(0, min(index, self._size - 1))
+        self._index = max(0, min(index, self._count - 1))
 
-    def moveSelection(self, action, wrap=False):
+    def action(self, context, action):
         """Move as the list action says: moveUp, moveDown, pageUp, pageDown."""
-        index = self._index
-        if action in ("moveUp", "moveDown"):
-            index += 1 if action == "moveDown" else -1
-            if wrap and self._size:
-                index %= self._size
-        else:
-            index += self.PAGE if action == "pageDown" else -self.PAGE
-        self.moveSelectionTo(index)
-
-
-class eSize(object):
-
-    def __init__(self, width, height):
-        self._width, self._height = width, height
-
-    def width(self):
-        return self._width
-
-    def height(self):
-        return self._height
+        page = self.rowsOfPage()
+        if page:
+            index = self._index + {"moveUp": -1, "moveDown": 1, "pageUp": -page,
+                                   "pageDown": page}[action]
+            if self.wrap and self._count and action.startswith("move"):
+                index %= self._count
+            self.moveSelectionTo(index)
+        self.changed()
+        return True
 
 
 class eDesktop(object):
     """The picture that the GUI draws."""
 
     def __init__(self):
-        self.resize(1280)
+        self.resize(720, 576)
 
-    def resize(self, width):
-        """Make the picture this wide: one of PICTURES."""
-        self._size = eSize(width, PICTURES[width])
+    def resize(self, width, height=None):
+        """Make the picture this large; a width of PICTURES will do."""
+        self._size = eSize(width, PICTURES[width] if height is None else height)
 
     def size(self):
         return self._size
+
+    def pair(self):
+        return self._size.pair()
 
 
 PICTURES = {1280: 720, 1920: 1080}  # width: height
@@ -206,6 +355,54 @@ _desktop = eDesktop()
 def getDesktop(which):
     """The television's picture; a receiver may have a display of its own besides."""
     return _desktop
+
+
+def typeset_evenly(text, font, width):
+    """The lines of a text, each with its width in pixels, and how high a line is.
+
+    font: family and size; width: where lines are wrapped, None: they are not. Every letter takes
+    half of its height. No line for an unknown family.
+    """
+    height = skin.pixels(font)
+    if not height:
+        return [], 0
+    letter, lines = max(1, height // 2), []
+    for paragraph in text.decode("utf-8", "replace").replace(u"\\n", u"\n").split(u"\n"):
+        room = len(paragraph) if width is None else max(1, (width - 1) // letter)
+        while len(paragraph) > room:
+            if len(paragraph) == room + 1 and paragraph[room - 1] == u" ":
+                break  # one letter that is a word is cut
+            # A blank that has no room takes the word before it along.
+            end = max(paragraph.rfind(mark, 0, room) for mark in u" -") + 1 or room
+            lines.append(paragraph[:end])
+            paragraph = paragraph[end:]
+        lines.append(paragraph)
+    if not u"".join(lines):
+        return [], height + height // 4
+    return [(line.encode("utf-8"), len(line.rstrip(u" ")) * letter)
+            for line in lines], height + height // 4
+
+
+#: What measures texts: another function of this form may take its place.
+typeset = typeset_evenly
+
+
+def picture_size(path):
+    """Width and height of a picture in a PNG or JPEG file, or None where there is none."""
+    try:
+        with open(path, "rb") as stream:
+            head = stream.read()
+    except IOError:
+        return None
+    if head[:8] == b"\x89PNG\r\n\x1a\n":
+        return struct.unpack(">II", head[16:24])
+    at = 2
+    while head[:2] == b"\xff\xd8" and at + 9 < len(head):
+        kind, length = struct.unpack(">BH", head[at + 1:at + 4])
+        if 0xc0 <= kind <= 0xcf and kind not in (0xc4, 0xc8, 0xcc):
+            return struct.unpack(">HH", head[at + 5:at + 9])[::-1]
+        at += 2 + length
+    return None
 
 
 class gPixmap(object):

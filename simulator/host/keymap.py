@@ -1,5 +1,7 @@
 """The key map: which action each key is in each context."""
 
+import itertools
+
 CONTEXTS = {
     "ColorActions": {"red": "red", "green": "green", "yellow": "yellow", "blue": "blue"},
     "OkCancelActions": {"ok": "ok", "cancel": "cancel"},
@@ -16,7 +18,13 @@ CONTEXTS = {
 KEYS = ["ok", "cancel", "red", "green", "yellow", "blue", "up", "down", "left", "right",
         "pageUp", "pageDown", "info", "menu"] + list("1234567890")
 
+_made = itertools.count()
 _bound = []  # what listens now: objects with `prio`, `order`, `contexts` and action()
+
+
+def place():
+    """The place of a new listener in the order of making."""
+    return next(_made)
 
 
 def bind(listener):

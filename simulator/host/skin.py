@@ -1,192 +1,283 @@
-"""The active skin: what each of its screens shows, where it stands and how it looks.
+"""The loaded skin: its screens, colours, fonts and window style, as the host's files give them.
 
-A screen gets its layout here: once when it opens, and anew when the skin or the picture's size
-changes. Positions and sizes are pairs in pixels, colours are as CSS has them.
+Colours are "#aarrggbb", where AA is transparency. What keeps the GUI from starting is a SkinError
+or any other exception of load(); what only costs a part of the skin leaves a line in `log`.
 """
 
 import os
 from xml.etree import cElementTree
 
 import enigma
-from Components.Renderer.Label import Label
-from Components.Renderer.Listbox import Listbox
-from Components.Renderer.Renderer import Renderer
 
-RENDERERS = {"Label": Label, "Listbox": Listbox}
+SHARE = "/usr/share/enigma2"
+CONFIGURATION = "/etc/enigma2"
+FONTS = "/usr/share/fonts"
+DEFAULT = "skin_default"  # the folder of what every skin falls back to
 
-dom_screens = {}  # name of the screen: its XML element
-_widths = {}  # XML element of a screen: the width of the picture that its numbers are meant for
-_window = {}  # of the window style: "title" (its XML element), and colours by name
+#: The fonts that an image brings.
+IMAGE_FONTS = [
+    "LiberationSans-Bold.ttf", "LiberationSans-BoldItalic.ttf", "LiberationSans-Italic.ttf",
+    "LiberationSans-Regular.ttf", "DejaVuSans.ttf", "ae_AlMateen.ttf", "andale.ttf", "tuxtxt.ttf"]
+#: Host files that are loaded after the primary skin, where there are any.
+FURTHER = ["skin_subtitles.xml", "skin_text.xml", "skin_display.xml", "skin_second_infobar.xml",
+           "skin_box.xml"]
+_STYLE_COLOURS = [
+    "Background", "LabelForeground", "ListboxBackground", "ListboxForeground",
+    "WindowTitleForeground", "WindowTitleBackground"] + [
+        "Listbox%s%s" % (state, part) for state in ("Selected", "Marked", "MarkedAndSelected")
+        for part in ("Background", "Foreground")]
+
+primary = None  # "NAME/skin.xml", as the setting has it
+stand_ins = None  # a set: a placeholder takes the place of what no image has, noted here by name
+dom_screens = {}  # name: XML element
+colors = {}
+fonts = {}  # name: {"file", "found", "scale", "replacement", "path"}
+aliases = {}  # name: (family, size, height, width)
+parameters = {}
+windowstyle = None
+margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are placed in
+log = []  # lines of the host, oldest first
 
 
-class Element(object):
-    """One element of a screen that has its layout.
+class SkinError(Exception):
 
-    name: of the screen's source or component, None for decoration. widget: what draws that: a
-    renderer or the component itself, None for decoration. look: its place and style, a dictionary.
-    """
+    def __str__(self):
+        return "{%s}: %s" % (primary, self.args[0])
 
-    def __init__(self, name, widget, look):
-        self.name, self.widget, self.look = name, widget, look
+
+# Files.
+
+def find(name, folder=None):
+    """The path of a file that a skin names; `folder` is what "~" stands for."""
+    if name.startswith("~/"):
+        return os.path.join(folder or os.path.join(SHARE, _skin()), name[2:])
+    if name.startswith("/"):
+        return name
+    places = [os.path.join(SHARE, _skin())]
+    if name.startswith(_skin() + "/"):
+        places = []
+    candidates = [os.path.join(CONFIGURATION, name)]
+    for place in places + [SHARE, os.path.join(SHARE, DEFAULT)]:
+        candidates += [os.path.join(place, name), os.path.join(place, os.path.basename(name))]
+    return ([path for path in candidates if os.path.isfile(path)]
+            + [os.path.join(SHARE, name)])[0]
+
+
+def from_share(path):
+    """A path as it is named from the share folder on, where it is in there."""
+    return path[len(SHARE) + 1:] if path and path.startswith(SHARE + "/") else path
+
+
+def path_of(name):
+    """The other way round; a font of the image has no path of its own."""
+    return os.path.join(SHARE, name)
+
+
+def _skin():
+    return os.path.dirname(primary or "")
 
 
 # Loading.
 
+def load(name):
+    """Start afresh with the skin NAME/skin.xml, and with all that a host loads besides."""
+    global primary, windowstyle, margins
+    primary, windowstyle, margins = name, None, (0, 0, 0, 0)
+    for known in (dom_screens, colors, fonts, aliases, parameters):
+        known.clear()
+    del log[:]
+    loadSkin("skin_default.xml")
+    if enigma.getDesktop(0).size().height() >= 1080:
+        parameters.update(ChoicelistName=[68, 3, 1000, 30], ChoicelistIcon=[7, 0, 52, 38])
+    path = os.path.join(SHARE, name)
+    try:
+        cElementTree.parse(path)
+    except (IOError, SyntaxError) as e:  # the reader's errors are among the latter
+        say("[Skin] Error: %s cannot be read: %s" % (name, e))
+    else:
+        loadSkin(path)
+    user = "skin_user_%s.xml" % _skin()
+    if not os.path.isfile(find(user)):
+        user = "skin_user.xml"
+    for further in FURTHER + [user]:
+        if os.path.isfile(find(further)):
+            loadSkin(further)
+
+
 def loadSkin(name, scope=None):
-    """Add the screens of the skin file `name` to those known, in place of older ones."""
-    root = cElementTree.parse(name).getroot()
-    resolution = root.find("output/resolution")
+    """Add what a skin file holds to what is known, in place of what is called the same."""
+    root = cElementTree.parse(find(name)).getroot()
+    screens = {}
+    for include in root.findall("include"):
+        path = find(include.get("filename"))
+        if os.path.isfile(path):
+            for screen in cElementTree.parse(path).getroot().findall("screen"):
+                screens.setdefault(screen.get("name"), screen)
+    for screen_name in set(screens) & set(dom_screens):
+        del screens[screen_name]
     for screen in root.findall("screen"):
-        dom_screens[screen.get("name")] = screen
-        _widths[screen] = _width() if resolution is None else int(resolution.get("xres"))
+        screens[screen.get("name")] = screen
+    _read_output(root)
+    for colour in root.findall("colors/color"):
+        colors[colour.get("name")] = parse_colour(colour.get("value"))
+    for font in root.findall("fonts/font"):
+        _read_font(font)
+    for alias in root.findall("fonts/alias"):
+        _read_alias(alias)
+    for parameter in root.findall("parameters/parameter"):
+        _read_parameter(parameter)
+    for pixmap in root.findall("switchpixmap/pixmap"):
+        _picture(pixmap)
     for style in root.findall("windowstyle"):
-        _window["title"] = style.find("title")
-        for colour in style.findall("color"):
-            _window[colour.get("name")] = _colour(colour.get("color"))
+        if int(style.get("id", 0)) == 0:
+            _read_windowstyle(style)
+    for margin in root.findall("margin"):
+        _read_margin(margin)
+    dom_screens.update((screen_name, screen) for screen_name, screen in screens.items()
+                       if screen.get("id") is None)
 
 
-def loadDefaultSkin():
-    """Start afresh with the host's own skin."""
-    dom_screens.clear()
-    _widths.clear()
-    loadSkin(os.path.join(os.path.dirname(os.path.abspath(__file__)), "skin.xml"))
+def say(line, *others):
+    """Log a line as the host does, here and in further logs."""
+    for lines in others or (log,):
+        lines.append(line)
 
 
-# Layout.
-
-def applySkin(screen):
-    """Make the widgets of `screen` as the first known name of its `skinName` has them.
-
-    Sets screen.layout, the name found, screen.look and screen.elements. With none found the screen
-    stays blank, and elements that the skin names but the screen lacks are passed over: on receivers
-    too both only leave a line in the log.
-    """
-    names = screen.skinName if isinstance(screen.skinName, list) else [screen.skinName]
-    screen.layout = ([name for name in names if name in dom_screens] + [None])[0]
-    screen.look, screen.elements = None, []
-    if screen.layout is None:
-        return
-    skin = dom_screens[screen.layout]
-    screen.look = _screen_look(skin, _widths[skin])
-    for part in skin:
-        source, name = part.get("source"), part.get("name")
-        look = _look(part, screen.look["size"])
-        if source in screen:
-            renderer = RENDERERS[part.get("render")]()
-            screen.elements.append(Element(source, renderer, look))
-            renderer.connect(screen[source])
-        elif name in screen:
-            screen.elements.append(Element(name, screen[name], look))
-            screen[name].GUIcreate()
-        elif part.tag == "eLabel":
-            screen.elements.append(Element(None, None, look))
+def _read_output(root):
+    for output in root.findall("output"):
+        resolution = output.find("resolution")
+        if int(output.get("id", 0)) == 0 and resolution is not None:
+            enigma.getDesktop(0).resize(int(resolution.get("xres", 720)),
+                                        int(resolution.get("yres", 576)))
 
 
-def applySkinAnew(screen):
-    """Lay the open `screen` out as the skin is now; lists keep their selection."""
-    selected = {}
-    for element in screen.elements:
-        if isinstance(element.widget, Listbox):
-            selected[element.name] = element.widget.getIndex()
-        if isinstance(element.widget, Renderer):
-            element.widget.source.renderers.remove(element.widget)
-            element.widget.disconnect()
-        elif element.widget is not None:
-            element.widget.destroy()
-    applySkin(screen)
-    for element in screen.elements:
-        if element.name in selected:
-            element.widget.setIndex(selected[element.name])
-        if isinstance(element.widget, Renderer) and screen.execing:
-            element.widget.execBegin()
+def _read_font(font):
+    name = font.get("filename")
+    path = os.path.join(FONTS, name)
+    if not os.path.isfile(path):
+        path = find(name)
+    found = os.path.isfile(path)
+    if not found and name not in IMAGE_FONTS:
+        raise SkinError("the font file %s is missing" % name)
+    fonts[font.get("name", "Regular")] = {
+        "file": name, "found": True, "scale": int(font.get("scale", 100)),
+        "replacement": int(bool(font.get("replacement"))), "path": path if found else None}
 
 
-def _width():
-    """The width of the picture."""
-    return enigma.getDesktop(0).size().width()
+def _read_alias(alias):
+    try:
+        size = int(alias.get("size"))
+        aliases[alias.get("name")] = (alias.get("font"), size, int(alias.get("height", size)),
+                                      int(alias.get("width", size)))
+    except (TypeError, ValueError) as e:
+        say("[Skin] Bad font alias %s: %s" % (alias.get("name"), e))
 
 
-def _screen_look(skin, width):
-    """The look of a whole screen; it is meant for a picture of this width, and drawn to `scale`."""
-    title = _window["title"]
-    bordered = skin.get("flags") != "wfNoBorder"
-    return dict(
-        _place(skin, (width, width * 9 // 16)),
-        scale=_width() / float(width),
-        background=_colour(skin.get("backgroundColor")) or _window["Background"],
-        frame={"position": _pair(title.get("offset")), "font": _font(title.get("font"))}
-        if bordered else None)
+def _read_parameter(parameter):
+    try:
+        values = [_parameter_value(part.strip()) for part in parameter.get("value").split(",")]
+        parameters[parameter.get("name")] = values if len(values) > 1 else values[0]
+    except (AttributeError, ValueError, SkinError) as e:
+        say("[Skin] Bad parameter %s: %s" % (parameter.get("name"), e))
 
 
-def _place(part, outer):
-    """Position and size of a part of what has the size `outer`: the picture or a screen."""
-    size = _pair(part.get("size"))
-    return {"position": _pair(part.get("position"), size, outer), "size": size}
+def _parameter_value(text):
+    if text.startswith("#") or text in colors:
+        return int(parse_colour(text)[1:], 16)
+    return int(text, 16 if text.lower().startswith("0x") else 10)
 
 
-def _look(part, outer):
-    """The look of an element in a screen of the size `outer`."""
-    transparent = part.get("transparent") == "1"
-    look = dict(
-        _place(part, outer),
-        text=part.get("text", ""),
-        font=_font(part.get("font", "Regular;20")),
-        halign=part.get("halign", "left"),
-        valign=part.get("valign", "top"),
-        colour=_colour(part.get("foregroundColor")) or _window["Foreground"],
-        background=None if transparent else _colour(part.get("backgroundColor")))
-    template = part.find("convert[@type='TemplatedMultiContent']")
-    if template is not None:
-        look["rows"] = dict(
-            _rows_look(eval(template.text.strip(), dict(_TEMPLATE_NAMES))),
-            colour=_colour(part.get("foregroundColorSelected")),
-            background=_colour(part.get("backgroundColorSelected")),
-            scrollbar=part.get("scrollbarMode") == "showOnDemand")
-    return look
+def _read_windowstyle(style):
+    global windowstyle
+    title = style.find("title")
+    new = {"title": {"font": ["Regular", 20], "offset": [20, 5]},
+           "colors": dict.fromkeys(_STYLE_COLOURS, "#00000000"), "pictures": {}}
+    if title is not None:
+        new["title"] = {"font": parse_font(title.get("font")),
+                        "offset": [int(part) for part in title.get("offset").split(",")]}
+    for part in style.findall("borderset"):
+        new["pictures"][part.get("name")] = dict(
+            (pixmap.get("pos"), _picture(pixmap)) for pixmap in part.findall("pixmap"))
+    for colour in style.findall("color"):
+        if colour.get("name") not in _STYLE_COLOURS:
+            raise SkinError("a window style has no color '%s'" % colour.get("name"))
+        new["colors"][colour.get("name")] = parse_colour(colour.get("color"))
+    sizes = dict((position, enigma.picture_size(path_of(name)))
+                 for position, name in new["pictures"].get("bsWindow", {}).items())
+    height = [max([0] + [size[1] for position, size in sizes.items() if position.startswith(edge)])
+              for edge in ("bpTop", "bpBottom")]
+    new["border"] = [sizes.get("bpLeft", (0, 0))[0], height[0],
+                     sizes.get("bpRight", (0, 0))[0], height[1]]
+    windowstyle = new
 
 
-def _rows_look(template):
-    """How high a list's rows are, and their cells, each with the index of its part of a row."""
-    cells = []
-    for kind, entry in template["template"]:
-        flags = entry.get("flags", 0)
-        cells.append({
-            "kind": kind, "index": entry["text" if kind == "text" else "png"],
-            "position": entry["pos"], "size": entry["size"],
-            "font": template["fonts"][entry.get("font", 0)],
-            "halign": _HALIGN[flags & 7], "valign": _VALIGN[flags & 48]})
-    return {"height": template["itemHeight"], "cells": cells}
+def _picture(pixmap):
+    """The picture that a part of the skin cannot do without."""
+    path = find(pixmap.get("filename"))
+    if enigma.picture_size(path) is None:
+        raise SkinError("pixmap file %s not found!" % path)
+    return from_share(path)
 
 
-_HALIGN = {0: "left", 1: "left", 2: "right", 4: "center"}
-_VALIGN = {0: "top", 16: "center", 32: "bottom"}
-_TEMPLATE_NAMES = {
-    "MultiContentEntryText": lambda **entry: ("text", entry),
-    "MultiContentEntryPixmapAlphaTest": lambda **entry: ("picture", entry),
-    "gFont": lambda family, size: {"family": family, "size": size},
-    "RT_HALIGN_LEFT": 1,
-    "RT_HALIGN_RIGHT": 2,
-    "RT_HALIGN_CENTER": 4,
-    "RT_VALIGN_CENTER": 16,
-    "RT_VALIGN_BOTTOM": 32,
-}
+def _read_margin(margin):
+    global margins
+    if int(margin.get("id", 0)) == 0:
+        margins = tuple(int(margin.get(side, 0)) for side in ("left", "top", "right", "bottom"))
 
 
-def _pair(text, inner=(0, 0), outer=(0, 0)):
-    """The two numbers of "x,y"; "center" centres `inner` in `outer`."""
-    return [(room - own) // 2 if part.strip() == "center" else int(part)
-            for part, own, room in zip(text.split(","), inner, outer)]
+# Values.
+
+def parse_colour(text):
+    """The colour "#..." or of a name."""
+    if text[0] != "#":
+        if text not in colors:
+            raise SkinError("color '%s' must be #aarrggbb or valid named color" % text)
+        return colors[text]
+    return "#%08x" % (int(text[1:], 16) & 0xffffffff)
 
 
-def _font(text):
-    """The font that is called "Regular;22"."""
+def parse_font(text):
+    """[family, size] of "Family;size" or an alias."""
+    if text in aliases:
+        return list(aliases[text][:2])
     family, size = text.split(";")
-    return {"family": family, "size": int(size)}
+    return [family, int(size)]
 
 
-def _colour(text):
-    """The colour "#AARRGGBB", where AA is how transparent it is, as "#rrggbbaa"; None as None."""
-    if text is None:
+def coordinate(text, extent, size=0, font=None):
+    """What a text such as "e-100" is in an area of this extent; None for "*"."""
+    text = text.strip()
+    if text == "*":
         return None
-    number = int(text[1:], 16)
-    return "#%06x%02x" % (number & 0xffffff, 255 - (number >> 24))
+    if text == "center":
+        return max(0, (extent - size) // 2)
+    try:
+        value = int(text)
+    except ValueError:
+        if "center" in text:
+            text = text.replace("center", str((extent - size) / 2.0))
+        if "e" in text:
+            text = text.replace("e", str(extent))
+        if "c" in text:
+            text = text.replace("c", str(extent / 2.0))
+        for unit, place in (("w", 3), ("h", 2)):
+            if unit in text:
+                text = text.replace(unit, "*%s" % aliases[font][place])
+        text = text.replace("%", "*%s" % (extent / 100.0) if "%" in text else "")
+        value = int(eval(text, {"__builtins__": {}}))
+    return max(0, value)
+
+
+def pixels(font):
+    """How high the letters of a font are, or None when no family has its name."""
+    if font is None or font[0] not in fonts:
+        return None
+    return font[1] * fonts[font[0]]["scale"] // 100
+
+
+def described():
+    """All but the screens, as a layout file has it; "find" gives the path of a file in there."""
+    return {"form": "layout 1", "skin": _skin(), "desktop": enigma.getDesktop(0).pair(),
+            "colors": colors, "fonts": fonts, "aliases": dict((name, list(alias))
+                                                              for name, alias in aliases.items()),
+            "parameters": parameters, "windowstyle": windowstyle, "log": log, "find": path_of}

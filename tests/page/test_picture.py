@@ -53,12 +53,12 @@ class PictureTest(ViewerTest):
         viewer.press("down", "down")
         self.assert_shows(viewer, selected=TITLES[2:])
         viewer.press("up", "ok")
-        first = "\n".join("* Line %d" % number for number in range(1, 15))
+        first = "\n".join("* Line %d" % number for number in range(1, 17))
         self.assert_shows(viewer, screen="ZirkUpdateInfo", layout="ZirkUpdateInfo", texts={
             "header": "Zirk 3.1.0 (Vu+ Duo2)\nA long entry", "update": first, "key_yellow": " "})
         viewer.press("down")
         self.assert_shows(viewer, texts={
-            "update": "\n".join("* Line %d" % number for number in range(15, 21))})
+            "update": "\n".join("* Line %d" % number for number in range(5, 21))})
         viewer.press("right")
         self.assert_shows(viewer, texts={"header": "Zirk 3.1.0 (Vu+ Duo2)\nGrüße: update today",
                                          "update": "* First item\n    - A detail"})
@@ -67,7 +67,7 @@ class PictureTest(ViewerTest):
     def test_a_window_stands_over_the_screens_below_until_the_television_picture_is_left(self):
         viewer = self.open_news()
         viewer.press("yellow")
-        self.assert_shows(viewer, screen="ChoiceBox", title="Top 20")
+        self.assert_shows(viewer, screen="ChoiceBox", title="Select")
         below, front = viewer.find_all("#screens > *")
         self.assertEqual("true", below.get_attribute("aria-hidden"))
         self.assertIsNone(front.get_attribute("aria-hidden"))
@@ -83,7 +83,7 @@ class PictureTest(ViewerTest):
         for size in ("1280", "1920"):
             self.select_size(viewer, size)
             places.append(viewer.driver.execute_script(PLACES))
-        self.assertEqual(9, len(places[0]))
+        self.assertEqual(10, len(places[0]))
         for small, large in zip(*places):
             self.assertEqual(small[0], large[0])
             for one, other in zip(small[1:], large[1:]):

@@ -164,10 +164,10 @@ class Choosing(Top20Test):
 
     def test_a_category_then_a_package(self):
         self.box.press("yellow", "1")  # number keys choose nothing
-        self.assertEqual(self.box.title, "Top 20")
+        self.assertEqual(self.box.text("text"), "Top 20")
         self.assertEqual(self.box.rows(), ["Extensions", "Skins"])
         self.box.choose("Skins")
-        self.assertEqual(self.box.title, "Top 20 - Skins")
+        self.assertEqual(self.box.text("text"), "Top 20 - Skins")
         self.assertEqual(self.box.rows(), ["Bar-Hd   (3) - Remove"])
 
     def test_cancel_leads_back_step_by_step_over_the_same_lists(self):
@@ -259,7 +259,7 @@ class WithARealPackageManager(ReceiverTest):
         self.run_installer("Extensions", "Foo")
         self.assertEqual(sorted(packages.installed_packages()),
                          sorted([PREFIX + "extensions-foo", "libfoo", SKIN]))
-        self.assertEqual(self.box.title, "Top 20")
+        self.assertEqual(self.box.text("text"), "Top 20")
         self.box.choose("Extensions")
         self.assertEqual(self.box.rows(), ["Foo   (12) - Remove"])
         self.box.press("cancel")
@@ -269,14 +269,14 @@ class WithARealPackageManager(ReceiverTest):
             "opkg update", "opkg install enigma2-plugin-extensions-foo",
             "opkg update",
             "opkg remove --force-depends --autoremove enigma2-plugin-extensions-foo"])
-        self.assertEqual(self.box.title, "Top 20")
+        self.assertEqual(self.box.text("text"), "Top 20")
         self.box.press("cancel")
         self.assertIs(self.box.screen, self.screen)
 
     def test_an_installer_that_closes_without_a_value_leads_on_too(self):
         self.open_chooser(ipkg_result=False)
         self.run_installer("Skins", "Bar-Hd")
-        self.assertEqual(self.box.title, "Top 20")
+        self.assertEqual(self.box.text("text"), "Top 20")
         self.box.choose("Skins")
         self.assertEqual(self.box.rows(), ["Bar-Hd   (3) - Install"])
 

@@ -1,10 +1,6 @@
 """Actions of a screen: it hears the keys of its contexts while the screen is in front."""
 
-import itertools
-
 import keymap
-
-_made = itertools.count()
 
 
 class ActionMap(object):
@@ -13,7 +9,7 @@ class ActionMap(object):
         self.contexts = contexts
         self.actions = actions
         self.prio = prio
-        self.order = next(_made)
+        self.order = keymap.place()
 
     def action(self, context, action):
         """Do `action`; False when it is not here or its function gave a false value but None."""

@@ -1,4 +1,4 @@
-"""Base of the elements that a skin draws directly: they own a compiled widget while rendered."""
+"""Base of the elements that a skin draws directly: they own a compiled widget."""
 
 
 class GUIComponent(object):
@@ -9,12 +9,21 @@ class GUIComponent(object):
         self.instance = None
 
     def GUIcreate(self):
-        """The skin renders this element: make its compiled widget."""
+        """The screen gets its layout: make the compiled widget."""
         self.instance = self.GUI_WIDGET()
         self.postWidgetCreate(self.instance)
 
     def postWidgetCreate(self, instance):
         pass
+
+    def skinApplied(self, look):
+        """The skin has this element, and the compiled widget has got its attributes."""
+
+    def show(self):
+        self.instance.show()
+
+    def hide(self):
+        self.instance.hide()
 
     def execBegin(self):
         pass

@@ -5,20 +5,30 @@ from enigma import eLabel
 
 
 class Label(GUIComponent):
+    """Also a source, for the renderer of that name."""
 
     GUI_WIDGET = eLabel
 
     def __init__(self, text=""):
         GUIComponent.__init__(self)
         self.message = text
+        self.renderers = []
 
     def setText(self, text):
         self.message = text
         if self.instance is not None:
             self.instance.setText(text)
+        for renderer in list(self.renderers):
+            renderer.changed()
 
     def getText(self):
         return self.message
+
+    text = property(lambda self: self.getText(), lambda self, text: self.setText(text))
+
+    def getSize(self):
+        """Width and height that the text needs."""
+        return tuple(self.instance.calculateSize().pair())
 
     def postWidgetCreate(self, instance):
         instance.setText(self.message)

@@ -1,7 +1,8 @@
 """A picture that the skin draws."""
 
 from Components.GUIComponent import GUIComponent
+from enigma import ePixmap
 
 
 class Pixmap(GUIComponent):
-    pass
+    GUI_WIDGET = ePixmap

@@ -1,53 +1,77 @@
-"""A long text that the skin draws page by page."""
+"""A long text that the skin draws page by page, in whole lines."""
 
-import textwrap
-
+import enigma
+import skin
 from Components.Label import Label
 
 
 class ScrollLabel(Label):
 
-    LINES = 14  # of a page
-    COLUMNS = 74
+    GUI_WIDGET = enigma.eScrollLabel
+    BAR = 30  # pixels at the right edge that the text leaves free
 
     def __init__(self, text=""):
         Label.__init__(self, text)
+        self._top = self._line = 0  # pixels: what has been scrolled, the height of a line
+        self.page = self.total = 0  # pixels: of a page, of the whole text
+        self._lines = []
+
+    def skinApplied(self, look):
+        """Shrink the compiled widget to whole lines, and a sixth of one."""
+        font = look.get("font") or ["Regular", 20]
+        self._line = enigma.typeset("", font, None)[1] or 30
+        width, height = self.instance.size().pair()
+        self.page = height // self._line * self._line
+        self.instance.resize(enigma.eSize(width, self.page + self._line // 6))
+        self._measure(0)
+
+    def _measure(self, margin):
+        """Break the text into lines; its height is that at a width less `margin`."""
         self._top = 0
+        if self.instance is None or not self._line:
+            self._lines = self.getText().rstrip().split("\n")
+            return
+        font, width = self.instance.look.get("font") or ["Regular", 20], self.instance.size().width()
+        text = self.getText().rstrip()
+        self.total = self._line * len(enigma.typeset(text, font, width - margin)[0])
+        self._lines = [line for line, _ in enigma.typeset(text, font, width - self.BAR)[0]]
+        # What is too long for the height is lost.
+        del self._lines[self.total // self._line:]
 
     def setText(self, text):
-        self._top = 0
         Label.setText(self, text)
+        self._measure(self.BAR)
 
     def appendText(self, text):
-        Label.setText(self, self.getText() + text)
+        self.setText(self.getText() + text)
 
     def pageUp(self):
-        self._top = max(0, self._top - self.LINES)
+        self._top = max(0, self._top - self.page)
 
     def pageDown(self):
-        if not self.isAtLastPage():
-            self._top += self.LINES
+        self._top = max(0, min(self._top + self.page, self.total - self.page))
 
     def lastPage(self):
-        self._top = max(0, len(self._lines()) - self.LINES)
+        self._top = max(0, self.total - self.page)
 
     def isAtLastPage(self):
-        return self._top + self.LINES >= len(self._lines())
+        return self._top + self.page >= self.total
+
+    def scrolled(self):
+        """How many pixels of the text lie above the page."""
+        return self._top
 
     def visibleLines(self):
         """The lines that are on the screen now, as byte strings."""
-        return self._lines()[self._top:self._top + self.LINES]
+        if not self._line:
+            return self._lines
+        return self._lines[self._top // self._line:(self._top + self.page) // self._line]
 
     def pageNumber(self):
         """(number of this page, number of pages)"""
-        pages = (len(self._lines()) - 1) // self.LINES + 1
-        return (self._top + self.LINES - 1) // self.LINES + 1, pages
+        page = max(1, self.page)
+        return -(-self._top // page) + 1, max(1, -(-self.total // page))
 
-    def _lines(self):
-        lines = []
-        for line in self.getText().decode("utf-8", "replace").split(u"\n"):
-            indent = u" " * (len(line) - len(line.lstrip(u" ")) + 2)
-            lines += textwrap.wrap(line, self.COLUMNS, subsequent_indent=indent) or [u""]
-        while len(lines) > 1 and not lines[-1]:
-            lines.pop()
-        return [line.encode("utf-8") for line in lines]
+    def destroy(self):
+        self._line = 0
+        Label.destroy(self)

@@ -3,7 +3,7 @@
 from Components.ActionMap import ActionMap
 from Components.Ipkg import IpkgComponent
 from Components.Label import Label
-from Components.ScrollLabel import ScrollLabel
+from Components.Slider import Slider
 from Screens.Screen import Screen
 
 
@@ -19,11 +19,13 @@ class Ipkg(Screen):
     def __init__(self, session, cmdList=None):
         Screen.__init__(self, session)
         self.skinName = "Ipkg"
-        self.title = _("Installing Software...")
         self._waiting = list(cmdList or [])
+        self._commands = len(self._waiting)
         self._failed = 0
         self["status"] = Label(_("Preparing... Please wait"))
-        self["output"] = ScrollLabel()
+        self["package"] = Label("")
+        self["slider"] = Slider(0, len(self._waiting))
+        self["activityslider"] = Slider(0, 100)
         self["actions"] = ActionMap(["OkCancelActions"], {"ok": self.leave, "cancel": self.leave})
         self.ipkg = IpkgComponent()
         self.ipkg.addCallback(self._event)
@@ -36,6 +38,7 @@ class Ipkg(Screen):
     def _next(self):
         if self._waiting:
             command, args = self._waiting.pop(0)
+            self["package"].setText((args or {}).get("package", "").split(" ")[-1])
             self["status"].setText(
                 {IpkgComponent.CMD_UPDATE: _("Update package list"),
                  IpkgComponent.CMD_INSTALL: _("Installing"),
@@ -47,10 +50,7 @@ class Ipkg(Screen):
             self["status"].setText(_("Done"))
 
     def _event(self, event, parameter):
-        if event == IpkgComponent.EVENT_OUTPUT:
-            self["output"].appendText(parameter)
-            self["output"].lastPage()
-        else:
-            if event == IpkgComponent.EVENT_ERROR:
-                self._failed += 1
+        if event != IpkgComponent.EVENT_OUTPUT:
+            self._failed += event == IpkgComponent.EVENT_ERROR
+            self["slider"].setValue(self._commands - len(self._waiting))
             self._next()

@@ -2,7 +2,9 @@
 
 from Components.ActionMap import ActionMap
 from Components.Label import Label
-from Components.Sources.List import List
+from Components.MenuList import MenuList
+from Components.Pixmap import Pixmap
+from Components.Sources.StaticText import StaticText
 from Screens.Screen import Screen
 from enigma import eTimer
 
@@ -12,19 +14,25 @@ class MessageBox(Screen):
 
     TYPE_YESNO, TYPE_INFO, TYPE_WARNING, TYPE_ERROR = range(4)
 
-    def __init__(self, session, text, type=TYPE_YESNO, timeout=-1):
+    def __init__(self, session, text, type=TYPE_YESNO, timeout=-1, simple=False):
         Screen.__init__(self, session)
-        self.skinName = "MessageBox"
+        self.skinName = "MessageBoxSimple" if simple else "MessageBox"
         self.type = type
+        self.text = text
         self.timeout = timeout  # seconds left; 0 or less: stays until answered
         self._caption = {self.TYPE_YESNO: _("Question"), self.TYPE_INFO: _("Information"),
                          self.TYPE_WARNING: _("Warning"), self.TYPE_ERROR: _("Error")}[type]
         self.title = self._caption
-        rows = []
+        self.list = []
         if type == self.TYPE_YESNO:
-            rows = [(_("yes"), True), (_("no"), False)]
+            self.list = [(_("yes"), True), (_("no"), False)]
         self["text"] = Label(text)
-        self["list"] = List(rows)
+        self["Text"] = StaticText(text)
+        self["selectedChoice"] = StaticText(self.list[0][0] if self.list else "")
+        for picture in ("ErrorPixmap", "QuestionPixmap", "InfoPixmap", "WarningPixmap"):
+            self[picture] = Pixmap()
+        self["autoresize"] = Label("")  # a measuring aid
+        self["list"] = MenuList(self.list)
         self["actions"] = ActionMap(["MsgBoxActions"], {
             "ok": self.ok,
             "cancel": self.cancel,
@@ -32,8 +40,22 @@ class MessageBox(Screen):
             "down": self.stopCounting,
         }, -1)
         self._timer = None
+        self.onLayoutFinish.append(self._hide)
         if timeout > 0:
             self.onFirstExecBegin.append(self._count)
+
+    def __repr__(self):
+        return "%s(%s)" % (type(self), self.text)
+
+    def _hide(self):
+        """Only the picture that is meant stays, and the list of a question."""
+        meant = {self.TYPE_YESNO: "QuestionPixmap", self.TYPE_INFO: "InfoPixmap",
+                 self.TYPE_WARNING: "WarningPixmap", self.TYPE_ERROR: "ErrorPixmap"}[self.type]
+        for name, component in self.items():
+            if isinstance(component, Pixmap) and name != meant:
+                component.hide()
+        if not self.list:
+            self["list"].hide()
 
     def ok(self):
         row = self["list"].getCurrent()

@@ -1,27 +1,38 @@
 """Base of all screens: a dictionary of elements, shown by a skin and run by a session."""
 
+import sys
+
+from Components.Sources.StaticText import StaticText
+
 
 class Screen(dict):
 
-    def __init__(self, session):
+    skin = None  # the text of a layout of its own, for want of one in the skin
+
+    def __init__(self, session, parent=None):
         dict.__init__(self)
         self.session = session
+        self.parent = parent
         self.skinName = self.__class__.__name__
         self.layout = None  # the name of the skin's screen that was found
-        self.look = None  # of that one: see skin.py, which also makes these in its order
+        self.look = {}  # of that one: see skin_screen.py, which also makes all of these
         self.elements = []
+        self.missing = []  # names of components that the skin does not have
+        self.log = []  # lines of the host
+        self.applets = []  # compiled code of the skin, run when the layout has been made
+        self.instance = None
         self.execing = False  # in front, with its keys alive
         self.close_on_next_exec = None
-        self._window_title = ""
         self._was_shown = False
         self.onLayoutFinish = []
         self.onFirstExecBegin = []
+        self.update(Title=StaticText(), screen_path=StaticText())
 
     def setTitle(self, title):
-        self._window_title = title
+        self["Title"].text = title
 
     def getTitle(self):
-        return self._window_title
+        return self["Title"].text
 
     title = property(lambda self: self.getTitle(), lambda self, title: self.setTitle(title))
 
@@ -33,7 +44,19 @@ class Screen(dict):
             self.close_on_next_exec = retval
 
     def __repr__(self):
-        return "<screen %s>" % type(self).__name__
+        return str(type(self))
+
+    # For the skin.
+
+    def getRelatedScreen(self, name):
+        """The sources of the session, of the whole host or of the screen that this belongs to."""
+        return {"session": self.session.screen, "global": self.session.global_screen,
+                "parent": self.parent}.get(name)
+
+    def runApplets(self):
+        """Run the skin's own code, with `self` for this screen."""
+        for code in self.applets:
+            exec(code, dict(vars(sys.modules[__name__]), self=self))
 
     # For the session.
 
@@ -57,6 +80,8 @@ class Screen(dict):
 
     def doClose(self):
         """Free the screen: its elements and all its attributes go."""
+        for element in self.elements:
+            element.release()
         for element in self.values():
             element.destroy()
         self.clear()

@@ -1,4 +1,4 @@
-"""Draws a StaticText."""
+"""Draws the text of a source."""
 
 from Components.Renderer.Renderer import Renderer
 from enigma import eLabel
@@ -9,4 +9,6 @@ class Label(Renderer):
     GUI_WIDGET = eLabel
 
     def changed(self):
-        self.instance.setText(self.source.text)
+        text = self.source.text
+        if self.instance is not None:
+            self.instance.setText(text)

@@ -1,6 +1,6 @@
-"""Draws a List: keeps its index, and moves it by the keys that no action map takes."""
+"""Draws the rows of a source: keeps its index, and moves it by the keys no action map takes."""
 
-from Components.ActionMap import ActionMap
+import keymap
 from Components.Renderer.Renderer import Renderer
 from enigma import eListbox
 
@@ -9,37 +9,32 @@ class Listbox(Renderer):
 
     GUI_WIDGET = eListbox
 
-    def __init__(self):
-        Renderer.__init__(self)
-        moves = dict.fromkeys(["moveUp", "moveDown", "pageUp", "pageDown"])
-        for name in moves:
-            moves[name] = lambda name=name: self._move(name)
-        self._keys = ActionMap(["ListboxActions"], moves)
+    def GUIcreate(self):
+        Renderer.GUIcreate(self)
+        self.instance.itemHeight = self.source.template["itemHeight"]
+        self.instance.wrap = self.source.enableWrapAround
+        self.instance.changed = lambda: self.source.moved(self.getIndex())
+        self.source.lead(self)
 
-    def connect(self, source):
-        source.master = self
-        Renderer.connect(self, source)
-
-    def disconnect(self):
-        self.source.master = None
-        self._keys.destroy()
-        Renderer.disconnect(self)
+    def detach(self):
+        keymap.unbind(self.instance)
+        Renderer.detach(self)
 
     def changed(self):
-        self.instance.setSize(len(self.source.list))
+        mode = self.source.template["scrollbarMode"] or "showOnDemand"
+        if self.instance is not None:
+            # At first the skin's attribute follows; later changes bring the template's mode back.
+            self.instance.scrollbarMode = mode
+            self.instance.setCount(len(self.source.list))
 
     def getIndex(self):
-        return self.instance.getCurrentIndex()
+        return None if self.instance is None else self.instance.getCurrentIndex()
 
     def setIndex(self, index):
         self.instance.moveSelectionTo(index)
 
-    def _move(self, action):
-        self.instance.moveSelection(action, self.source.enableWrapAround)
-        self.source.selectionChanged()
-
     def execBegin(self):
-        self._keys.execBegin()
+        keymap.bind(self.instance)
 
     def execEnd(self):
-        self._keys.execEnd()
+        keymap.unbind(self.instance)

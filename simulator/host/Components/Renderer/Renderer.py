@@ -1,5 +1,7 @@
 """Base of the renderers: a compiled widget that follows one source."""
 
+import enigma
+
 
 class Renderer(object):
 
@@ -7,21 +9,72 @@ class Renderer(object):
 
     def __init__(self):
         self.source = None
-        self.instance = self.GUI_WIDGET()
+        self.instance = None
+        self._visible = True
 
     def connect(self, source):
         self.source = source
+        self.changed()
         source.renderers.append(self)
+
+    def GUIcreate(self):
+        """The screen gets its layout: make the compiled widget."""
+        self.instance = self.GUI_WIDGET()
+        self.setVisible(self._visible)
         self.changed()
 
-    def disconnect(self):
-        self.source = None
+    def detach(self):
+        """Follow no longer; nor does a converter without followers."""
+        source, self.source = self.source, None
+        if source is not None and self in source.renderers:
+            source.renderers.remove(self)
+            if not source.renderers and hasattr(source, "detach"):
+                source.detach()
 
     def changed(self):
         """The source has changed."""
+
+    def select(self, index):
+        """The source, a list, has another row selected."""
+
+    def setVisible(self, visible):
+        self._visible = visible
+        if self.instance is not None:
+            (self.instance.show if visible else self.instance.hide)()
 
     def execBegin(self):
         pass
 
     def execEnd(self):
         pass
+
+
+class Empty(Renderer):
+    """One that has nothing to show here."""
+    GUI_WIDGET = enigma.eWidget
+
+
+class Pig(Renderer):
+    GUI_WIDGET = enigma.eVideoWidget
+
+
+class Picon(Renderer):
+    GUI_WIDGET = enigma.ePixmap
+
+
+class Progress(Renderer):
+    GUI_WIDGET = enigma.eSlider
+
+
+class PositionGauge(Renderer):
+    GUI_WIDGET = enigma.ePositionGauge
+
+
+class StandIn(Renderer):
+    """Shows its own name in place of what no image has."""
+
+    GUI_WIDGET = enigma.eLabel
+
+    def changed(self):
+        if self.instance is not None:
+            self.instance.setText(type(self).__name__)

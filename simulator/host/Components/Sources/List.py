@@ -10,7 +10,7 @@ class List(Source):
         self._list = list
         self.enableWrapAround = enableWrapAround
         self.onSelectionChanged = []
-        self.master = None  # the list box, while one renders this list
+        self.master = None  # the first list box that renders this list
 
     def getList(self):
         return self._list
@@ -43,5 +43,8 @@ class List(Source):
         return self._list[index]
 
     def selectionChanged(self):
+        """Tell all that follow of the master's row."""
+        for renderer in list(self.renderers):
+            renderer.select(self.getIndex())
         for function in self.onSelectionChanged[:]:
             function()

@@ -1,4 +1,4 @@
-"""Base of the sources: they tell their renderers about changes."""
+"""Base of the sources: they tell what renders them about changes."""
 
 
 class Source(object):
@@ -19,6 +19,5 @@ class Source(object):
             renderer.execEnd()
 
     def destroy(self):
-        for renderer in self.renderers:
-            renderer.disconnect()
-        self.renderers = []
+        for renderer in list(self.renderers):
+            renderer.detach()

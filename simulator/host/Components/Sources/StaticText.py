@@ -17,3 +17,4 @@ class StaticText(Source):
         return self._text
 
     text = property(lambda self: self.getText(), lambda self, text: self.setText(text))
+    boolean = property(lambda self: bool(self.text))

@@ -1,0 +1,39 @@
+"""The rows of a chooser: each with its text and, where it has a key, that key's icon."""
+
+import skin
+from Components.MenuList import MenuList
+
+TEXT, PIXMAP = "text", "pixmap alphatest"
+
+
+class ChoiceList(MenuList):
+    """list: tuples whose first part is the text. keys: names of keys, "" for none, one a row."""
+
+    KIND = "list"
+
+    def __init__(self, list, keys):
+        MenuList.__init__(self, list)
+        self._keys = keys
+
+    def postWidgetCreate(self, instance):
+        MenuList.postWidgetCreate(self, instance)
+        instance.itemHeight = skin.aliases.get("ChoiceList", ("Regular", 20, 25, 20))[2]
+        instance.scrollbarMode = "showOnDemand"
+
+    def template(self, number=0):
+        """What row `number` consists of; rows of this list bring that themselves."""
+        if not self.list:
+            return None
+        entries = [{"kind": TEXT, "font": 0, "flags": 1, "value": self.list[number][0],
+                    "rect": skin.parameters.get("ChoicelistName", [45, 0, 800, 25])}]
+        key = (self._keys[number:number + 1] or [""])[0]
+        path = skin.find("skin_default/buttons/key_%s.png" % key)
+        if skin.enigma.picture_size(path):
+            entries.insert(0, {"kind": PIXMAP, "flags": 0, "value": skin.from_share(path),
+                            "rect": skin.parameters.get("ChoicelistIcon", [5, 0, 35, 25])})
+        alias = skin.aliases.get("ChoiceList", ("Regular", 20, 25, 20))
+        return {"itemHeight": alias[2], "fonts": [list(alias[:2])], "entries": entries}
+
+    def rows(self):
+        """The rows as the compiled list gets them: each with what it consists of."""
+        return [[row] + self.template(number)["entries"] for number, row in enumerate(self.list)]

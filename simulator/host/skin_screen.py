@@ -1,0 +1,431 @@
+"""How a screen becomes its layout of the loaded skin: places, conditions, elements, attributes."""
+
+from xml.etree import cElementTree
+
+import enigma
+import skin
+from Components.GUIComponent import GUIComponent
+
+_FILES = ("pixmap", "backgroundPixmap", "selectionPixmap", "sliderPixmap", "scrollbarSliderPicture",
+          "scrollbarbackgroundPixmap", "scrollbarBackgroundPicture")
+#: Known to the host, without a trace in the picture or dealt with before.
+_SILENT = ("conditional", "objectTypes", "render", "source", "name", "position", "size")
+
+
+class Element(object):
+    """One element of a screen that has its layout.
+
+    kind: "source", "widget", "eLabel" or "ePixmap". name: of the source or component. widget: what
+    draws that, a renderer or the component itself, None for decoration; instance: its compiled
+    widget. look: what the skin says of it. log: lines of the host about its attributes.
+    """
+
+    def __init__(self, kind, name, widget, attributes, converters=()):
+        self.kind, self.name, self.widget, self.attributes = kind, name, widget, attributes
+        self.converters = list(converters)
+        self.render = None
+        self.instance, self.look, self.log = None, {}, []
+
+    def rows(self):
+        """The rows of a list, as the compiled one gets them."""
+        return self.widget.source.list if self.kind == "source" else self.widget.rows()
+
+    def release(self):
+        """A renderer no longer follows its source."""
+        if self.kind == "source":
+            self.widget.detach()
+
+
+class _Area(object):
+    """A rectangle in which elements find their places; docked ones take their part of it."""
+
+    def __init__(self, x, y, width, height, stacked=False):
+        self.x, self.y, self.width, self.height = x, y, width, height
+        self.stacked = stacked
+
+    def place(self, position, size, font=None):
+        """Position and size, pairs, of what has these texts."""
+        if position == "fill":
+            found = (self.x, self.y), (self.width, self.height)
+            if not self.stacked:
+                self.width = self.height = 0
+            return found
+        across, down = size.split(",")
+        width = skin.coordinate(across, self.width, 0, font)
+        height = skin.coordinate(down, self.height, 0, font)
+        if position in ("top", "bottom"):
+            y = self.y if position == "top" else self.y + self.height - height
+            found = (self.x, y), (self.width, height)
+            if not self.stacked:
+                self.y += height if position == "top" else 0
+                self.height -= height
+        elif position in ("left", "right"):
+            x = self.x if position == "left" else self.x + self.width - width
+            found = (x, self.y), (width, self.height)
+            if not self.stacked:
+                self.x += width if position == "left" else 0
+                self.width -= width
+        else:
+            across, down = position.split(",")
+            found = (self.x + skin.coordinate(across, self.width, width, font),
+                     self.y + skin.coordinate(down, self.height, height, font)), (width, height)
+        return found
+
+
+class _Reader(object):
+    """Reads one screen of the skin for `screen`, an object."""
+
+    def __init__(self, screen, name, dom):
+        self.screen, self.name = screen, name
+        self.sources, self.widgets, self.decoration = [], {}, []
+        left, top, right, bottom = skin.margins
+        width, height = enigma.getDesktop(0).pair()
+        area = _Area(left, top, width - left - right, height - top - bottom, stacked=True)
+        self.attributes = self._collect(dom, area, dict(dom.items()))
+        inner = _Area(0, 0, None, None)
+        if "position" in dom.attrib:
+            inner.width, inner.height = self.attributes["size"]
+        try:
+            self._children(dom, inner)
+        except Exception as e:
+            skin.say("[Skin] Error in %s: %s" % (name, e), screen.log)
+
+    def _children(self, dom, area):
+        for part in dom:
+            names = part.get("conditional")
+            if names and not any(name in self.screen for name in names.split(",")):
+                continue
+            key, _, classes = part.get("objectTypes", "").partition(",")
+            if classes and (key not in self.screen or
+                            type(self.screen[key]).__name__ not in classes.split(",")):
+                continue
+            read = self._KINDS.get(part.tag)
+            try:
+                if read is not None:
+                    read(self, part, area)
+            except skin.SkinError as e:
+                skin.say("[Skin] Error in screen '%s' widget '%s': %s" % (self.name, part.tag, e),
+                         self.screen.log)
+
+    def _widget(self, part, area):
+        name, source = part.get("name"), part.get("source")
+        if name:
+            if name not in self.screen:
+                raise skin.SkinError("component with name '%s' was not found in skin of screen "
+                                     "'%s'!" % (name, self.name))
+            self.widgets[name] = self._collect(part, area, dict(part.items()))
+        elif source:
+            self._source(part, area, source)
+        else:
+            raise skin.SkinError("widget has no name and no source!")
+
+    def _source(self, part, area, name):
+        source = self._find_source(name)
+        render = part.get("render")
+        if not render:
+            raise skin.SkinError("you must define a renderer with render= for source '%s'!" % name)
+        converters = []
+        for convert in part.findall("convert"):
+            kind, text = convert.get("type"), (convert.text or "").strip()
+            converters.append([kind, text])
+            source = _converted(source, kind, text)
+        renderer = _component("Renderer", render)()
+        renderer.connect(source)
+        getattr(source, "connected", lambda: None)()
+        element = Element("source", name, renderer, None, converters)
+        element.render = render
+        try:
+            element.attributes = self._collect(part, area, dict(part.items()))
+        except Exception:
+            renderer.detach()
+            raise
+        self.sources.append(element)
+
+    def _find_source(self, name):
+        screen, parts = self.screen, name.split(".")
+        for related in parts[:-1]:
+            screen = screen.getRelatedScreen(related)
+            if screen is None:
+                raise skin.SkinError("specified related screen '%s' was not found in screen '%s'!"
+                                     % (name, self.name))
+        source = screen.get(parts[-1])
+        if source is None:
+            raise skin.SkinError("source '%s' was not found in screen '%s'!" % (name, self.name))
+        return source
+
+    def _decoration(self, part, area):
+        self.decoration.append(Element(part.tag, None, None,
+                                       self._collect(part, area, dict(part.items()))))
+
+    def _panel(self, part, area):
+        name = part.get("name")
+        if name in skin.dom_screens:
+            self._children(skin.dom_screens[name], area)
+        elif name:
+            skin.say("[Skin] Unable to find screen '%s' referred in screen '%s'!"
+                     % (name, self.name), self.screen.log)
+        place = (None, None), (None, None)
+        if "position" in part.attrib:
+            place = area.place(part.get("position"), part.get("size"), part.get("font"))
+        self._children(part, _Area(*(place[0] + place[1]), stacked=part.get("layout") == "stack"))
+
+    def _applet(self, part, area):
+        try:
+            code = compile((part.text or "").strip().replace("\r\n", "\n"), "skin applet", "exec")
+        except Exception as e:
+            raise skin.SkinError("applet failed to compile: %s" % e)
+        if part.get("type") != "onLayoutFinish":
+            raise skin.SkinError("applet type '%s' unknown!" % part.get("type"))
+        self.screen.applets.append(code)
+
+    _KINDS = {"widget": _widget, "eLabel": _decoration, "ePixmap": _decoration, "panel": _panel,
+              "applet": _applet}
+
+    def _collect(self, part, area, values):
+        """The attributes as they are applied: files found, places in numbers."""
+        folder = getattr(self.screen, "skin_path", None)
+        for name in _FILES:
+            if name in values:
+                values[name] = skin.find(values[name], folder)
+        for name in ("pointer", "seek_pointer"):
+            if name in values:
+                path, place = values[name].split(":")
+                values[name] = skin.find(path, folder), place
+        size, position = values.get("size"), values.get("position")
+        if position is not None:
+            values["position"], values["size"] = area.place(position, size, values.get("font"))
+        elif size is not None:
+            width, height = area.width, area.height
+            values["size"] = tuple(skin.coordinate(text, extent, 0, values.get("font"))
+                                   for text, extent in zip(size.split(","), (width, height)))
+        return values
+
+
+# What shows sources.
+
+#: Renderers and converters of the host that show nothing here, since there is nothing to show.
+_EMPTY = {
+    "Renderer": "Canvas Picon Pig PositionGauge Progress".split(),
+    "Converter": """ClientsStreaming ConfigEntryTest CryptoInfo EventName EventTime FrontendInfo
+        HddState MenuEntryCompare MovieInfo Poll RdsInfo RemainingToText RotorPosition SensorToText
+        ServiceInfo ServiceName ServiceOrbitalPosition ServicePosition SignalToText TunerInfo
+        ValueRange ValueToPixmap VAudioInfo""".split()}
+
+
+def _component(package, name):
+    """The class of a renderer or converter, as the host imports it."""
+    full = "Components.%s.%s" % (package, name)
+    try:
+        module = __import__(full, fromlist=[str(name)])
+    except ImportError:
+        base = __import__("Components.%s.%s" % (package, package), fromlist=[package])
+        if name not in _EMPTY[package]:
+            if skin.stand_ins is None:
+                raise ImportError("No module named %s" % name)
+            skin.stand_ins.add("%s %s" % (package, name))
+            return type(str(name), (base.StandIn,), {})
+        return type(str(name), (getattr(base, name, base.Empty),), {})
+    return getattr(module, name)
+
+
+def _converted(source, kind, text):
+    """What `source` is after such a converter; one serves all that ask for the same."""
+    if not kind:
+        raise AssertionError("'convert'-tag needs a 'type'-attribute")
+    made = _component("Converter", kind)
+    for other in source.renderers:
+        if type(other).__name__ == kind and other.arguments == text:
+            return other
+    converter = made(text)
+    converter.connect(source)
+    return converter
+
+
+# Attributes: name: (key of the look, kinds of compiled widgets that know it, how its text is read).
+
+def _one_of(*words, **options):
+    def read(text):
+        if text not in words:
+            if options.get("fatal"):
+                raise KeyError(text)
+            raise _Logged(options.get("line"))
+        return text
+    return read
+
+
+class _Logged(Exception):
+    """The attribute is lost; the line, if any, replaces the usual one."""
+
+
+def _picture(path):
+    if not path.endswith((".png", ".jpg")):
+        raise RuntimeError("the picture %s has another ending than .png and .jpg" % path)
+    if enigma.picture_size(path) is None:
+        raise skin.SkinError("pixmap file %s not found!" % path)
+    return skin.from_share(path)
+
+
+def _integers(text):
+    return [max(0, int(number)) for number in text.split(",")]
+
+
+def _given(text):
+    return True
+
+
+_ALL = "label scroll list strings picture slider gauge television other window"
+_TEXTS = "label scroll"
+_LISTS = "list strings"
+_BARS = "list strings scroll"
+_ORIENTATIONS = ("orVertical", "orTopToBottom", "orBottomToTop", "orHorizontal", "orLeftToRight",
+                 "orRightToLeft")
+_ATTRIBUTES = {
+    "zPosition": ("zPosition", _ALL, int),
+    "transparent": ("transparent", _ALL, lambda text: bool(int(text))),
+    "backgroundColor": ("background", _ALL, skin.parse_colour),
+    "foregroundColor": ("foreground", "label scroll list strings", skin.parse_colour),
+    "foregroundColorSelected": ("foregroundSelected", _LISTS, skin.parse_colour),
+    "backgroundColorSelected": ("backgroundSelected", _LISTS, skin.parse_colour),
+    "font": ("font", _BARS + " label", skin.parse_font),
+    "secondfont": ("secondfont", "strings", skin.parse_font),
+    "textOffset": ("textOffset", "strings", _integers),
+    "halign": ("halign", _TEXTS, _one_of(
+        "left", "center", "right", "block",
+        line="halign must be either left, center, right or block!")),
+    "valign": ("valign", _TEXTS, _one_of(
+        "top", "center", "bottom", line="valign must be either top, center or bottom!")),
+    "noWrap": ("noWrap", _TEXTS, _given),
+    "text": ("text", _TEXTS, lambda text: _(text)),
+    "borderColor": ("borderColor", "label scroll list strings picture slider", skin.parse_colour),
+    "borderWidth": ("borderWidth", "label scroll list strings picture slider", int),
+    "shadowColor": ("shadowColor", _TEXTS, skin.parse_colour),
+    "shadowOffset": ("shadowOffset", _TEXTS, _integers),
+    "pixmap": ("pixmap", "picture slider", _picture),
+    "pixmaps": ("pixmaps", "picture", lambda text: text.split(",")),
+    "alphatest": ("alphatest", "picture", _one_of("on", "off", "blend", fatal=True)),
+    "scale": ("scale", "picture", _given),
+    "itemHeight": ("itemHeight", _LISTS, int),
+    "scrollbarMode": ("scrollbarMode", _BARS, _one_of(
+        "showOnDemand", "showAlways", "showNever", "showLeft")),
+    "scrollbarWidth": ("scrollbarWidth", _BARS, int),
+    "scrollbarSliderBorderWidth": ("scrollbarSliderBorderWidth", _BARS, int),
+    "scrollbarSliderForegroundColor": ("scrollbarSliderForegroundColor", _BARS, skin.parse_colour),
+    "scrollbarSliderBorderColor": ("scrollbarSliderBorderColor", _BARS, skin.parse_colour),
+    "scrollbarSliderPicture": ("scrollbarSliderPicture", _BARS, _picture),
+    "sliderPixmap": ("scrollbarSliderPicture", _BARS, _picture),
+    "scrollbarBackgroundPicture": ("scrollbarBackgroundPicture", _BARS, _picture),
+    "scrollbarbackgroundPixmap": ("scrollbarBackgroundPicture", _BARS, _picture),
+    "selectionPixmap": ("selectionPixmap", _LISTS, _picture),
+    "backgroundPixmap": ("backgroundPixmap", _LISTS, _picture),
+    "enableWrapAround": ("enableWrapAround", _LISTS, _given),
+    "selectionDisabled": ("selectionDisabled", _LISTS, _given),
+    "orientation": ("orientation", "slider", _one_of(*_ORIENTATIONS)),
+    "pointer": ("pointer", "gauge", lambda found: found),
+    "seek_pointer": ("seek_pointer", "gauge", lambda found: found),
+    "split": ("split", "scroll", int),
+    "dividechar": ("dividechar", "scroll", str),
+    "colposition": ("colposition", "scroll", int),
+    "flags": ("flags", "window", lambda text: [word.strip() for word in text.split(",")]),
+    "title": ("title", "window", lambda text: _(text)),
+}
+
+
+def _apply(instance, attributes, look, log):
+    """Give a compiled widget its attributes; the place is the last of them."""
+    for name, text in attributes.items():
+        if name in _SILENT:
+            continue
+        key, kinds, read = _ATTRIBUTES.get(name, (None, "", None))
+        try:
+            if instance.kind not in kinds.split():
+                raise _Logged(None)
+            look[key] = read(text.encode("utf-8") if isinstance(text, unicode)  # noqa: F821
+                             else text)
+        except _Logged as e:
+            skin.say(e.args[0] or "[Skin] Attribute not implemented: %s value: %s" % (name, text),
+                     log)
+        except skin.SkinError as e:
+            skin.say("[Skin] Error: %s" % e, log)
+    if attributes.get("position") is not None:
+        instance.move(enigma.ePoint(*attributes["position"]))
+    if attributes.get("size") is not None:
+        instance.resize(enigma.eSize(*attributes["size"]))
+    look["rect"] = instance.rect()
+    instance.skinned(look)
+
+
+# The whole.
+
+def applySkin(screen):
+    """Make the widgets of `screen` as the first known name of its `skinName` has them.
+
+    Sets screen.layout, the name found, or None: then the window is empty and has no size.
+    """
+    names = screen.skinName if isinstance(screen.skinName, list) else [screen.skinName]
+    screen.layout = ([name for name in names if name in skin.dom_screens] + [None])[0]
+    screen.elements, screen.look, screen.log, screen.applets = [], {}, [], []
+    dom = skin.dom_screens.get(screen.layout)
+    if dom is None and getattr(screen, "skin", None):
+        dom = cElementTree.fromstring(screen.skin)
+        screen.layout = names[0]
+    if dom is None:
+        skin.say("[Skin] No skin to read or screen to display.", screen.log)
+        dom = cElementTree.Element("screen")
+    reader = _Reader(screen, screen.layout, dom)
+    screen.instance = enigma.eWindow()
+    flags = dom.get("flags", "").split(",")
+    for flag in flags:
+        if flag.strip() not in ("", "wfNoBorder"):
+            skin.say("illegal flag %s!" % flag.strip(), screen.log)
+    if skin.windowstyle is not None and "wfNoBorder" not in flags:
+        screen.instance.border = skin.windowstyle["border"]
+    attributes = dict(reader.attributes)
+    attributes.pop("name", None)
+    _apply(screen.instance, attributes, screen.look, screen.log)
+    if screen.look.get("title") and not screen.getTitle():
+        screen.setTitle(screen.look["title"])
+    _create(screen, reader)
+
+
+def _create(screen, reader):
+    for element in reader.sources:
+        screen.elements.append(element)
+        element.widget.GUIcreate()
+        element.instance = element.widget.instance
+        _apply(element.instance, element.attributes, element.look, element.log)
+    screen.missing = []
+    for name, component in screen.items():
+        if not isinstance(component, GUIComponent):
+            continue
+        component.GUIcreate()
+        if name not in reader.widgets:
+            screen.missing.append(name)
+            skin.say("warning, skin is missing element %s in %r" % (name, screen), screen.log)
+            continue
+        element = Element("widget", name, component, reader.widgets[name])
+        screen.elements.append(element)
+        element.instance = component.instance
+        _apply(element.instance, element.attributes, element.look, element.log)
+        component.skinApplied(element.look)
+    for element in reader.decoration:
+        element.instance = enigma.eLabel() if element.kind == "eLabel" else enigma.ePixmap()
+        screen.elements.append(element)
+        _apply(element.instance, element.attributes, element.look, element.log)
+
+
+def applySkinAnew(screen):
+    """Lay the open `screen` out as the skin is now; lists keep their selection."""
+    selected = dict((name, source.getIndex()) for name, source in screen.items()
+                    if hasattr(source, "getIndex"))
+    parts = screen.values() if screen.execing else []
+    for part in parts:
+        part.execEnd()
+    for element in screen.elements:
+        element.release()
+    applySkin(screen)
+    screen.runApplets()
+    for name, index in selected.items():
+        if index is not None:
+            screen[name].setIndex(index)
+    for part in parts:
+        part.execBegin()
