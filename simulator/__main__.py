@@ -6,7 +6,7 @@ from __future__ import print_function
 
 import sys
 
-from simulator import packages
+from simulator import packages, skins
 from simulator.feedserver import FeedServer
 from simulator.options import (OneSentence, add_receiver_options, receiver_arguments,
                                tcp_port)
@@ -30,9 +30,10 @@ def main(arguments):
     options = parser.parse_args(arguments)
     receiver = receiver_arguments(parser, options)
     try:
+        skins.use(**receiver["skin"])  # which ends here where it does not start
         with FeedServer(options.feed) as server:
             if options.tour or not sys.stdin.isatty():
-                return Tour(server, options.model, options.language).run()
+                return Tour(server, options.model, options.language, receiver["skin"]).run()
             packages.install_initial_state()
             with Receiver(feed_url=server.url, raise_errors=False, **receiver) as box:
                 box.start_plugin()

@@ -1,6 +1,6 @@
-"""python2.7 -O -m simulator.layout: what a skin makes of the news browser's screens and dialogs, as JSON.
+"""python2.7 -O -m simulator.layout: what a skin makes of each screen and dialog, as JSON.
 
-docs/skins.md describes the form. Contents are fixed, so that two skins, or two states of one, compare.
+docs/skins.md describes the form. Contents are fixed, so that two states of a skin compare.
 """
 from __future__ import print_function
 
@@ -26,8 +26,8 @@ from simulator.session import Session
 
 TITLE = "News about ZIRK"
 HEADER = "Zirk 4.2.1 (Duo2)\n"
-ENTRY = ("* Tuner drivers\n    - A longer description of what has changed, which takes more than one "
-         "line of a narrow screen.\n\n* Kernel")
+ENTRY = ("* Tuner drivers\n    - A longer description of what has changed, which takes more than "
+         "one line of a narrow screen.\n\n* Kernel")
 QUESTION = "There are updates available. Do you want to see them?"
 PROBLEM = "It seems that your Internet connection is not ok, please check it"
 
@@ -130,8 +130,7 @@ def main(arguments):
     except skins.SkinFailed as e:
         print(e, file=sys.stderr)
         described, status = {"form": "layout 1", "error": e.line}, 1
-    json.dump(described, sys.stdout, indent=1, sort_keys=True, separators=(",", ": "))
-    print()
+    print(json.dumps(described, indent=1, sort_keys=True, separators=(",", ": ")))
     return status
 
 

@@ -37,6 +37,7 @@ def add_receiver_options(parser):
                         help="between two checks for updates, 0 for no second one (default: 24)")
     parser.add_argument("--speed", type=_factor, default=1.0, metavar="FACTOR",
                         help="simulated seconds in a real one (default: 1)")
+    add_skin_options(parser)
 
 
 def add_skin_options(parser):
@@ -55,12 +56,26 @@ def add_skin_options(parser):
 
 def skin_arguments(parser, options):
     """Return what skins.use() takes of these options; a wrong value ends the program."""
+    options.skin = options.skin and os.path.realpath(options.skin)
     if options.skin is not None and not os.path.isfile(os.path.join(options.skin, "skin.xml")):
         parser.error("there is no skin.xml in the folder '%s'" % options.skin)
     if options.skin_user is not None and not os.path.isfile(options.skin_user):
         parser.error("there is no file '%s'" % options.skin_user)
     return {"directory": options.skin, "user_file": options.skin_user, "size": options.size,
             "stand_ins": options.stand_ins}
+
+
+def lent(arguments):
+    """Return the folders that a sandbox has to see for these; make the names in them full."""
+    folders = []
+    for at, argument in enumerate(arguments[:-1], 1):
+        if argument in ("--feed", "--skin", "--skin-user") and os.path.exists(arguments[at]):
+            path = arguments[at] = os.path.realpath(arguments[at])
+            above = os.path.dirname(path)
+            # A skin is used with the folders beside it, but for those of a whole machine.
+            is_skin = argument == "--skin" and above.count("/") > 1
+            folders.append(above if is_skin or os.path.isfile(path) else path)
+    return folders
 
 
 def receiver_arguments(parser, options):
@@ -73,6 +88,7 @@ def receiver_arguments(parser, options):
         "image_version": options.image_version,
         "check_for_updates": options.interval,
         "language": options.language,
+        "skin": skin_arguments(parser, options),
     }
 
 

@@ -34,8 +34,7 @@ class Receiver(object):
     def __init__(self, model="duo2", image_version="3.1.0", feed_url=None, encoding="utf-8",
                  screens=PLUGIN_SCREENS, check_for_updates=24, show_notification=True,
                  language="en", module=None, plugin_package=True, fresh=False, load=True,
-                 raise_errors=True, late_callbacks=False, ipkg_result=True, skin_directory=None,
-                 skin_user=None):
+                 raise_errors=True, late_callbacks=False, ipkg_result=True, skin=None):
         _require_sandbox()
         for other in _current:
             other.close()
@@ -68,8 +67,9 @@ class Receiver(object):
                 _shared_instances[combination] = self._instance
         self._instance.activate()
         self.plugin_path = plugin_files.DIRECTORY
-        self._skin_files = skin_directory, skin_user
-        self.use_skin(1280, screens)
+        self._skin = skin or {}
+        self.session.before_layout = self._refresh_skin
+        self.use_skin(None, screens)
         if load:
             self.load()
 
@@ -204,14 +204,34 @@ class Receiver(object):
         raise LookupError("the command '%s' does not run" % command if command
                           else "no command runs")
 
-    def use_skin(self, width, screens=PLUGIN_SCREENS):
-        """From now on the picture is this wide, and the skin has these of the plug-in's screens."""
-        skins.use(*self._skin_files, size=(width, enigma.PICTURES[width]))
+    def use_skin(self, width=None, screens=PLUGIN_SCREENS):
+        """From now on the skin has these of the plug-in's screens; its files are read anew.
+
+        The picture is this wide, unless the skin says how wide it is. A skin that does not start
+        makes room for the simulator's own, and skin_failure says in a sentence what is wrong.
+        """
+        self._skin_use = width, screens
+        self._load_skin()
+        for screen in self.session.stack:
+            self.loop.call(skin_screen.applySkinAnew, screen)
+
+    def _load_skin(self):
+        width, screens = self._skin_use
+        size = (width, enigma.PICTURES[width]) if width else self._skin.get("size", (1280, 720))
+        self.skin_failure = None
+        try:
+            skins.use(**dict(self._skin, size=size))
+        except skins.SkinFailed as e:
+            self.skin_failure = str(e)
+            skins.use(size=size)
         plugin_files.lend_screens()
         for name in set(PLUGIN_SCREENS) - set(screens):
             skin.dom_screens.pop(name, None)
-        for screen in self.session.stack:
-            skin_screen.applySkinAnew(screen)
+
+    def _refresh_skin(self):
+        """An edit of a skin from elsewhere shows in what is opened after it."""
+        if self._skin.get("directory") and skin.edited():
+            self._load_skin()
 
     # Looking.
 

@@ -15,6 +15,7 @@ class Session(object):
 
     def __init__(self, loop):
         self.loop = loop
+        self.before_layout = lambda: None
         self.stack = []  # open screens, the front one last
         self.screen = dict((name, StaticText()) for name in _SESSION)
         self.global_screen = {"CurrentTime": Clock()}
@@ -28,6 +29,7 @@ class Session(object):
     def instantiateDialog(self, screen, *args, **kwargs):
         """Make a screen of the class `screen` and its layout, without bringing it to the front."""
         dialog = screen(self, *args, **kwargs)
+        self.before_layout()
         skin_screen.applySkin(dialog)
         for function in dialog.onLayoutFinish[:]:
             function()

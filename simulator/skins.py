@@ -6,9 +6,7 @@ import shutil
 
 import enigma
 import skin
-from simulator import ROOT
-
-HOST = os.path.join(ROOT, "simulator", "host")
+from simulator import HOST
 
 
 class SkinFailed(RuntimeError):

@@ -26,13 +26,17 @@ DAY = 24 * 3600
 
 
 class Tour(object):
-    """Walks through the feed of `server`, a started FeedServer, on a receiver `model`."""
+    """Walks through the feed of `server`, a started FeedServer, on a receiver `model`.
 
-    def __init__(self, server, model, language):
+    skin: what Receiver() takes as that.
+    """
+
+    def __init__(self, server, model, language, skin):
         self._server = server
-        self._model, self._language = model, language
+        self._model, self._language, self._skin = model, language, skin
         self._has_text = (os.path.realpath(server.directory) == SAMPLE_FEED
-                          and (model, language) == ("duo2", "en"))
+                          and (model, language) == ("duo2", "en")
+                          and skin["directory"] is None and skin["user_file"] is None)
         self._printed = []  # lines
         self._wrong = []  # sentences
         self._steps = 0
@@ -40,7 +44,7 @@ class Tour(object):
     def run(self):
         """Walk, print each screen, and return the exit status: 0, or 1 when something was wrong."""
         packages.install_initial_state()
-        with Receiver(model=self._model, language=self._language,
+        with Receiver(model=self._model, language=self._language, skin=self._skin,
                       feed_url=self._server.url) as self._box:
             try:
                 self._box.start_plugin()

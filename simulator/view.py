@@ -42,6 +42,8 @@ def _cells(row, element):
     cells = []
     for entry in template["entries"]:
         value, flags = entry["value"], entry["flags"]
+        if isinstance(value, int) and not (isinstance(row, tuple) and 0 <= value < len(row)):
+            break  # the rest of the row stays blank
         content = row[value] if isinstance(value, int) else value
         family, size = template["fonts"][entry.get("font", 0)]
         cell = {"kind": "text" if entry["kind"] == "text" else "picture",

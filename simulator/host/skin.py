@@ -37,6 +37,7 @@ parameters = {}
 windowstyle = None
 margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are placed in
 log = []  # lines of the host, oldest first
+files = {}  # path of each that was read: when it was last changed
 
 
 class SkinError(Exception):
@@ -83,15 +84,14 @@ def load(name):
     """Start afresh with the skin NAME/skin.xml, and with all that a host loads besides."""
     global primary, windowstyle, margins
     primary, windowstyle, margins = name, None, (0, 0, 0, 0)
-    for known in (dom_screens, colors, fonts, aliases, parameters):
+    for known in (dom_screens, colors, fonts, aliases, parameters, files):
         known.clear()
     del log[:]
     loadSkin("skin_default.xml")
-    if enigma.getDesktop(0).size().height() >= 1080:
-        parameters.update(ChoicelistName=[68, 3, 1000, 30], ChoicelistIcon=[7, 0, 52, 38])
+    _set_larger_parameters()
     path = os.path.join(SHARE, name)
     try:
-        cElementTree.parse(path)
+        _parse(path)
     except (IOError, SyntaxError) as e:  # the reader's errors are among the latter
         say("[Skin] Error: %s cannot be read: %s" % (name, e))
     else:
@@ -106,12 +106,12 @@ def load(name):
 
 def loadSkin(name, scope=None):
     """Add what a skin file holds to what is known, in place of what is called the same."""
-    root = cElementTree.parse(find(name)).getroot()
+    root = _parse(find(name))
     screens = {}
     for include in root.findall("include"):
         path = find(include.get("filename"))
         if os.path.isfile(path):
-            for screen in cElementTree.parse(path).getroot().findall("screen"):
+            for screen in _parse(path).findall("screen"):
                 screens.setdefault(screen.get("name"), screen)
     for screen_name in set(screens) & set(dom_screens):
         del screens[screen_name]
@@ -137,6 +137,17 @@ def loadSkin(name, scope=None):
                        if screen.get("id") is None)
 
 
+def _parse(path):
+    files[path] = os.stat(path).st_mtime if os.path.isfile(path) else None
+    return cElementTree.parse(path).getroot()
+
+
+def edited():
+    """Has a file changed since it was read?"""
+    return any(not os.path.isfile(path) or os.stat(path).st_mtime != changed
+               for path, changed in files.items())
+
+
 def say(line, *others):
     """Log a line as the host does, here and in further logs."""
     for lines in others or (log,):
@@ -149,6 +160,13 @@ def _read_output(root):
         if int(output.get("id", 0)) == 0 and resolution is not None:
             enigma.getDesktop(0).resize(int(resolution.get("xres", 720)),
                                         int(resolution.get("yres", 576)))
+            _set_larger_parameters()
+
+
+def _set_larger_parameters():
+    """The host's own for large pictures; a skin's come later."""
+    if enigma.getDesktop(0).size().height() >= 1080:
+        parameters.update(ChoicelistName=[68, 3, 1000, 30], ChoicelistIcon=[7, 0, 52, 38])
 
 
 def _read_font(font):

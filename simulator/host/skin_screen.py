@@ -205,11 +205,12 @@ class _Reader(object):
 
 #: Renderers and converters of the host that show nothing here, since there is nothing to show.
 _EMPTY = {
-    "Renderer": "Canvas Picon Pig PositionGauge Progress".split(),
+    "Renderer": "Canvas FrontpanelLed NextEpgInfo Picon Pig PositionGauge Progress".split(),
     "Converter": """ClientsStreaming ConfigEntryTest CryptoInfo EventName EventTime FrontendInfo
         HddState MenuEntryCompare MovieInfo Poll RdsInfo RemainingToText RotorPosition SensorToText
-        ServiceInfo ServiceName ServiceOrbitalPosition ServicePosition SignalToText TunerInfo
-        ValueRange ValueToPixmap VAudioInfo""".split()}
+        ServiceInfo ServiceName ServiceOrbitalPosition ServicePosition ServiceTime
+        SignalToText StaticMultiList StringList TunerInfo ValueBitTest ValueRange ValueToPixmap
+        VAudioInfo""".split()}
 
 
 def _component(package, name):

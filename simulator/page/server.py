@@ -18,7 +18,7 @@ import sys
 
 from aiohttp import WSMsgType, web
 
-from simulator.options import OneSentence, tcp_port
+from simulator.options import OneSentence, lent, tcp_port
 
 PAGE = os.path.dirname(os.path.abspath(__file__))
 PROJECT = os.path.dirname(os.path.dirname(PAGE))
@@ -47,11 +47,9 @@ class Receiver:
     async def start(self, arguments):
         """Start the process; return whether it has sent a line, and not just ended."""
         command = [os.path.join(PROJECT, "tools", "sandbox")]
-        # A feed of one's own is somewhere on this machine: the sandbox has to see it.
-        for at, argument in enumerate(arguments[:-1], 1):
-            if argument == "--feed" and os.path.isdir(arguments[at]):
-                arguments[at] = os.path.realpath(arguments[at])
-                command += ["--readable", arguments[at]]
+        # What is one's own is somewhere on this machine: the sandbox has to see it.
+        for folder in lent(arguments):
+            command += ["--readable", folder]
         self._process = await asyncio.create_subprocess_exec(
             *command, "python2.7", "-O", "-m", "simulator.remote", *arguments, cwd=PROJECT,
             stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE, limit=LONGEST_LINE,

@@ -1,5 +1,5 @@
 # -*- coding: utf-8 -*-
-"""What the host makes of a skin: files, places, faults and what they cost (simulator/host/skin*.py)."""
+"""What the host makes of a skin: files, places, faults and what they cost."""
 
 import json
 import os
@@ -8,12 +8,13 @@ import subprocess
 import sys
 import unittest
 
-from simulator import ROOT, skins
+from simulator import ROOT, layout, plugin_files, skins
 from simulator.receiver import Receiver
 
 import enigma
 import skin
 import skin_layout
+from Components.Converter.TemplatedMultiContent import MemoryFault
 from Components.Label import Label
 from Components.ScrollLabel import ScrollLabel
 from Components.Slider import Slider
@@ -138,7 +139,8 @@ class Places(SkinTest):
     def test_margins_and_borders_lie_around_windows(self):
         self.assertEqual(self.lay_out(
             "", 'position="0,0" size="100,50"',
-            '<margin id="0" left="30" top="20" right="10" bottom="40"/>')["rect"], [30, 20, 100, 50])
+            '<margin id="0" left="30" top="20" right="10" bottom="40"/>')["rect"],
+            [30, 20, 100, 50])
         layout = self.lay_out("", 'position="fill" title="Hello"')
         self.assertEqual((layout["rect"], layout["frame"], layout["title"]),
                          ([0, 0, 1000, 600], [-2, -40, 1004, 642], "Hello"))
@@ -195,13 +197,13 @@ class Faults(SkinTest):
             self.assertEqual(found["log"], [line] if line else [], element)
 
     def test_that_cost_the_element_leave_those_after_it(self):
-        error = "[Skin] Error in screen 'Probe' widget '%s': {Try/skin.xml}: %s"
+        error = "[Skin] Error in screen 'Probe' widget 'widget': {Try/skin.xml}: %s"
         for element, line in [
-                ('<widget name="odd"/>', error % (
-                    "widget", "component with name 'odd' was not found in skin of screen 'Probe'!")),
-                ('<widget source="odd" render="Label"/>', error % (
-                    "widget", "source 'odd' was not found in screen 'Probe'!")),
-                ('<widget/>', error % ("widget", "widget has no name and no source!")),
+                ('<widget name="odd"/>', error %
+                 "component with name 'odd' was not found in skin of screen 'Probe'!"),
+                ('<widget source="odd" render="Label"/>', error %
+                 "source 'odd' was not found in screen 'Probe'!"),
+                ('<widget/>', error % "widget has no name and no source!"),
                 ('<widget source="source"/>', "you must define a renderer"),
                 ('<applet type="onLayoutFinish">1 +</applet>', "applet failed to compile"),
                 ('<odd/>', None), ('<widget name="source"/>', None),
@@ -226,9 +228,7 @@ class Faults(SkinTest):
                 (listbox % ("rows", TEMPLATE.replace("itemHeight", "odd")), ""),
                 (listbox % ("rows", ""), ""), (listbox % ("source", TEMPLATE), ""),
                 ('<widget source="rows" render="Label"/>', "")]:
-            self.load('<screen name="Probe" position="0,0" size="9,9"><eLabel text="before"/>'
-                      '%s%s</screen>' % (element, self.AFTER))
-            layout = skin_layout.layout(self.box.session.instantiateDialog(Probe))
+            layout = self.lay_out('<eLabel text="before"/>' + element + self.AFTER)
             self.assertNotIn("after", [one["text"] for one in layout["elements"]], element)
             self.assertIn("before", [one["text"] for one in layout["elements"]])
             self.assertIn("[Skin] Error in Probe: %s" % line, "\n".join(layout["log"]), element)
@@ -244,7 +244,8 @@ class Faults(SkinTest):
 
     def test_that_cost_the_start_are_told_in_one_sentence(self):
         style = '<windowstyle id="0">%s</windowstyle>'
-        for top in ['<colors><color name="a" value="odd"/></colors>', '<colors><color name="a"/></colors>',
+        for top in ['<colors><color name="a" value="odd"/></colors>',
+                    '<colors><color name="a"/></colors>',
                     style % '<color name="Odd" color="#0"/>', style % '<title offset="1,1"/>',
                     style % '<borderset name="a"><pixmap pos="b" filename="odd.png"/></borderset>',
                     '<switchpixmap><pixmap name="a" filename="odd.png"/></switchpixmap>',
@@ -278,11 +279,13 @@ class Files(SkinTest):
 
     def test_later_ones_win_and_included_ones_only_lend_their_screens(self):
         self.write('<colors><color name="lost" value="#1"/></colors><screen name="A" size="1,1"/>'
-                   '<screen name="MessageBox" size="1,1"/><screen name="B" size="1,1"/>', "more.xml")
+                   '<screen name="MessageBox" size="1,1"/><screen name="B" size="1,1"/>',
+                   "more.xml")
         self.write('<colors><color name="b" value="#2"/></colors><windowstyle id="0">'
                    '<color name="Background" color="#7"/></windowstyle>', "user.xml")
-        self.load('<include filename="more.xml"/><include filename="lacking.xml"/><screen name="B" size="2,2"/>'
-                  '<screen name="B" size="3,3"/><screen name="C" id="0"/>'
+        self.load('<include filename="more.xml"/><include filename="lacking.xml"/>'
+                  '<screen name="B" size="2,2"/><screen name="B" size="3,3"/>'
+                  '<screen name="C" id="0"/>'
                   '<colors><color name="b" value="#1"/><color name="c" value="b"/></colors>',
                   user_file=os.path.join(FOLDER, "user.xml"))
         self.assertEqual([skin.dom_screens[name].get("size") for name in ("A", "B", "MessageBox")],
@@ -316,8 +319,8 @@ class Files(SkinTest):
 class Contents(SkinTest):
 
     def test_a_scrolling_text_shrinks_to_whole_lines_and_turns_pages_of_them(self):
-        layout = self.lay_out('<widget name="scroll" position="0,0" size="200,101" font="Regular;20"'
-                              ' zPosition="4"/>')
+        layout = self.lay_out('<widget name="scroll" position="0,0" size="200,101" '
+                              'font="Regular;20" zPosition="4"/>')
         found, = layout["elements"]  # letters are 18 pixels high, lines 22
         self.assertEqual((found["final"], found["zPosition"]), ([0, 0, 200, 91], 0))
         screen = self.box.session.open(Probe)
@@ -333,15 +336,23 @@ class Contents(SkinTest):
         self.lay_out('<widget source="rows" render="Listbox" position="0,0" size="99,100" '
                      'itemHeight="50" scrollbarMode="showNever">%s</widget>' % TEMPLATE)
         screen = self.box.session.open(Probe)
-        rows = lambda: skin_layout.layout(screen)["elements"][0]  # noqa: E731
-        self.assertEqual((rows()["scrollbarMode"], rows()["itemHeight"]), ("showNever", 50))
-        self.box.press("right", "down")
-        self.assertEqual(rows()["index"], 3)  # a page has two rows
+        rows, = skin_layout.layout(screen)["elements"]
+        self.assertEqual((rows["scrollbarMode"], rows["itemHeight"]), ("showNever", 50))
+        self.box.press("right", "down")  # a page has two rows
+        self.assertEqual(screen["rows"].getIndex(), 3)
         screen["rows"].list = [("row",)]
-        self.assertEqual((rows()["scrollbarMode"], rows()["rows"]), ("showOnDemand", 1))
+        rows, = skin_layout.layout(screen)["elements"]
+        self.assertEqual((rows["scrollbarMode"], rows["rows"]), ("showOnDemand", 1))
+
+    def test_a_template_that_asks_for_more_than_a_row_has_ends_the_gui_when_it_is_painted(self):
+        template = TEMPLATE.replace("text=0", "text=1")
+        layout = self.lay_out('<widget source="rows" render="Listbox">%s</widget>' % template)
+        self.assertEqual(layout["elements"][0]["rows"], 7)
+        self.assertRaises(MemoryFault, self.box.session.open, Probe)
 
     def test_sources_show_what_converters_make_of_them(self):
-        widget = '<widget source="%s" render="Label" size="9,9"><convert type="%s">%s</convert></widget>'
+        widget = ('<widget source="%s" render="Label" size="9,9">'
+                  '<convert type="%s">%s</convert></widget>')
         layout = self.lay_out(
             widget % ("global.CurrentTime", "ClockToText", "Format:now") +
             widget % ("blank", "ConditionalShowHide", "") +
@@ -375,27 +386,44 @@ class Contents(SkinTest):
             self.assertEqual(skin_layout.layout(box)["rect"], rect)
 
 
-class OwnScreens(unittest.TestCase):
+class OwnScreens(SkinTest):
 
     def test_every_text_is_seen_whole_and_nothing_is_covered(self):
         for width, height in sorted(enigma.PICTURES.items()):
-            process = subprocess.Popen(
-                [sys.executable, "-O", "-m", "simulator.layout", "--size",
-                 "%dx%d" % (width, height)], stdout=subprocess.PIPE)
-            found = json.loads(process.communicate()[0])
-            for screen in found["screens"][:2]:
+            skins.use(size=(width, height))
+            plugin_files.lend_screens()
+            for screen in list(layout.screens())[:2]:
                 self.assertEqual((screen["layout"], screen["rect"], screen["missing"]),
                                  (screen["screen"], [0, 0, width, height], []))
-                self.assertEqual(screen["log"], [])
-                for one in screen["elements"]:
-                    left, top, across, down = one["final"]
-                    self.assertFalse(one["covered"], one)
-                    self.assertTrue(one["visible"] and not one["log"], one)
-                    self.assertTrue(left + across <= width and top + down <= height, one)
-                    if one["draws"] == "label" and one["text"]:
-                        lines = one["text"].strip("\n").split("\n")
-                        self.assertLessEqual(one["pixels"] * 5 // 4 * len(lines), down, one)
-                        self.assertLess(max(map(len, lines)) * one["pixels"] // 2, across, one)
+                self.assertFaultless(screen)
+
+    def test_the_documents_examples_have_no_fault(self):
+        with open(os.path.join(ROOT, "docs", "skins.md")) as document:
+            examples = [part.split("```")[0] for part in document.read().split("```xml\n")[1:]]
+        self.assertEqual(len(examples), 2)
+        for example in examples:
+            with open(os.path.join(FOLDER, "skin.xml"), "w") as stream:
+                stream.write(example)
+            skins.use(FOLDER)
+            self.assertEqual(skin.log, [])
+            for screen in list(layout.screens())[:2]:
+                self.assertEqual(screen["layout"], screen["screen"])
+                self.assertFaultless(screen)
+
+    def assertFaultless(self, screen):
+        lines = [line for line in screen["log"] if "missing element" not in line]
+        self.assertEqual(lines, [])
+        self.assertTrue(screen["elements"])
+        for one in screen["elements"]:
+            left, top, across, down = one["final"]
+            self.assertFalse(one["covered"] or one["log"], one)
+            self.assertTrue(one["visible"], one)
+            self.assertLessEqual(left + across, screen["rect"][2], one)
+            self.assertLessEqual(top + down, screen["rect"][3], one)
+            if one["draws"] == "label" and one["text"]:
+                lines = one["text"].strip("\n").split("\n")
+                self.assertLessEqual(one["pixels"] * 5 // 4 * len(lines), down, one)
+                self.assertLess(max(map(len, lines)) * one["pixels"] // 2, across, one)
 
 
 if __name__ == "__main__":

@@ -29,8 +29,9 @@ class ChoiceList(MenuList):
         key = (self._keys[number:number + 1] or [""])[0]
         path = skin.find("skin_default/buttons/key_%s.png" % key)
         if skin.enigma.picture_size(path):
+            place = skin.parameters.get("ChoicelistIcon", [5, 0, 35, 25])
             entries.insert(0, {"kind": PIXMAP, "flags": 0, "value": skin.from_share(path),
-                            "rect": skin.parameters.get("ChoicelistIcon", [5, 0, 35, 25])})
+                               "rect": place})
         alias = skin.aliases.get("ChoiceList", ("Regular", 20, 25, 20))
         return {"itemHeight": alias[2], "fonts": [list(alias[:2])], "entries": entries}
 

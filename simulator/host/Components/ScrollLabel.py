@@ -1,7 +1,6 @@
 """A long text that the skin draws page by page, in whole lines."""
 
 import enigma
-import skin
 from Components.Label import Label
 
 
@@ -31,8 +30,8 @@ class ScrollLabel(Label):
         if self.instance is None or not self._line:
             self._lines = self.getText().rstrip().split("\n")
             return
-        font, width = self.instance.look.get("font") or ["Regular", 20], self.instance.size().width()
-        text = self.getText().rstrip()
+        font = self.instance.look.get("font") or ["Regular", 20]
+        text, width = self.getText().rstrip(), self.instance.size().width()
         self.total = self._line * len(enigma.typeset(text, font, width - margin)[0])
         self._lines = [line for line, _ in enigma.typeset(text, font, width - self.BAR)[0]]
         # What is too long for the height is lost.

@@ -6,6 +6,10 @@ import skin
 from Components.Converter.Converter import Converter
 
 
+class MemoryFault(RuntimeError):
+    """What ends the GUI without a traceback on a receiver."""
+
+
 class TemplatedMultiContent(Converter):
 
     def __init__(self, arguments):
@@ -17,7 +21,8 @@ class TemplatedMultiContent(Converter):
         else:
             style = template["templates"]["default"]
         self.template = {
-            "itemHeight": style[0], "entries": list(style[1]), "fonts": [list(font) for font in fonts],
+            "itemHeight": style[0], "entries": list(style[1]),
+            "fonts": [list(font) for font in fonts],
             "scrollbarMode": style[3] if len(style) > 3 else None}
 
     def lead(self, renderer):
@@ -37,6 +42,16 @@ class TemplatedMultiContent(Converter):
     def moved(self, index):
         """A key has moved the selection."""
         self.source.setIndex(index)
+
+    def paint(self):
+        """The rows are painted: a text that lies past a row's end is a memory fault."""
+        wanted = [entry["value"] for entry in self.template["entries"]
+                  if entry["kind"] == "text" and isinstance(entry["value"], int)]
+        for row in self.source.list:
+            for index in wanted:
+                if isinstance(row, tuple) and not 0 <= index < len(row):
+                    raise MemoryFault("the skin's template shows text %d of a row with %d parts: "
+                                      "there the GUI crashes" % (index, len(row)))
 
     def changed(self):
         self.source.list  # what is no list has none

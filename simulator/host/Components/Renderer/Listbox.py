@@ -8,6 +8,7 @@ from enigma import eListbox
 class Listbox(Renderer):
 
     GUI_WIDGET = eListbox
+    _painted = False  # in front
 
     def GUIcreate(self):
         Renderer.GUIcreate(self)
@@ -26,6 +27,8 @@ class Listbox(Renderer):
             # At first the skin's attribute follows; later changes bring the template's mode back.
             self.instance.scrollbarMode = mode
             self.instance.setCount(len(self.source.list))
+        if self._painted:
+            self.source.paint()
 
     def getIndex(self):
         return None if self.instance is None else self.instance.getCurrentIndex()
@@ -35,6 +38,9 @@ class Listbox(Renderer):
 
     def execBegin(self):
         keymap.bind(self.instance)
+        self._painted = True
+        self.source.paint()
 
     def execEnd(self):
         keymap.unbind(self.instance)
+        self._painted = False
