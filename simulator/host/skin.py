@@ -17,7 +17,8 @@ DEFAULT = "skin_default"  # the folder of what every skin falls back to
 #: The fonts that an image brings.
 IMAGE_FONTS = [
     "LiberationSans-Bold.ttf", "LiberationSans-BoldItalic.ttf", "LiberationSans-Italic.ttf",
-    "LiberationSans-Regular.ttf", "DejaVuSans.ttf", "ae_AlMateen.ttf", "andale.ttf", "tuxtxt.ttf"]
+    "LiberationSans-Regular.ttf", "DejaVuSans.ttf", "ae_AlMateen.ttf", "andale.ttf", "lcd.ttf",
+    "nmsbd.ttf", "tuxtxt.ttf"]
 #: Host files that are loaded after the primary skin, where there are any.
 FURTHER = ["skin_subtitles.xml", "skin_text.xml", "skin_display.xml", "skin_second_infobar.xml",
            "skin_box.xml"]

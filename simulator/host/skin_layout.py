@@ -29,7 +29,8 @@ def layout(screen):
         elements[at]["covered"] = any(
             _lies_over(elements[other]["final"], elements[at]["final"]) for other in above)
     return {
-        "names": names, "layout": screen.layout, "skinSize": look["rect"][2:],
+        "names": names, "layout": screen.layout,
+        "skinSize": look["rect"][2:] if screen.layout else None,
         "rect": screen.instance.rect(), "frame": screen.instance.frame(),
         "title": screen.getTitle(),
         "flags": [flag for flag in look.get("flags", []) if flag == "wfNoBorder"],

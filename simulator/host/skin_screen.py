@@ -81,10 +81,12 @@ class _Reader(object):
         left, top, right, bottom = skin.margins
         width, height = enigma.getDesktop(0).pair()
         area = _Area(left, top, width - left - right, height - top - bottom, stacked=True)
-        self.attributes = self._collect(dom, area, dict(dom.items()))
+        self._window = width, height  # in which a size without a position is worked out
+        self.attributes = self._collect(dom, area)
         inner = _Area(0, 0, None, None)
         if "position" in dom.attrib:
             inner.width, inner.height = self.attributes["size"]
+        self._window = self.attributes.get("size", (0, 0))
         try:
             self._children(dom, inner)
         except Exception as e:
@@ -113,7 +115,7 @@ class _Reader(object):
             if name not in self.screen:
                 raise skin.SkinError("component with name '%s' was not found in skin of screen "
                                      "'%s'!" % (name, self.name))
-            self.widgets[name] = self._collect(part, area, dict(part.items()))
+            self.widgets[name] = self._collect(part, area)
         elif source:
             self._source(part, area, source)
         else:
@@ -135,7 +137,7 @@ class _Reader(object):
         element = Element("source", name, renderer, None, converters)
         element.render = render
         try:
-            element.attributes = self._collect(part, area, dict(part.items()))
+            element.attributes = self._collect(part, area)
         except Exception:
             renderer.detach()
             raise
@@ -154,8 +156,7 @@ class _Reader(object):
         return source
 
     def _decoration(self, part, area):
-        self.decoration.append(Element(part.tag, None, None,
-                                       self._collect(part, area, dict(part.items()))))
+        self.decoration.append(Element(part.tag, None, None, self._collect(part, area)))
 
     def _panel(self, part, area):
         name = part.get("name")
@@ -181,8 +182,9 @@ class _Reader(object):
     _KINDS = {"widget": _widget, "eLabel": _decoration, "ePixmap": _decoration, "panel": _panel,
               "applet": _applet}
 
-    def _collect(self, part, area, values):
+    def _collect(self, part, area):
         """The attributes as they are applied: files found, places in numbers."""
+        values = dict(part.items())
         folder = getattr(self.screen, "skin_path", None)
         for name in _FILES:
             if name in values:
@@ -195,38 +197,41 @@ class _Reader(object):
         if position is not None:
             values["position"], values["size"] = area.place(position, size, values.get("font"))
         elif size is not None:
-            width, height = area.width, area.height
             values["size"] = tuple(skin.coordinate(text, extent, 0, values.get("font"))
-                                   for text, extent in zip(size.split(","), (width, height)))
+                                   for text, extent in zip(size.split(","), self._window))
         return values
 
 
 # What shows sources.
 
-#: Renderers and converters of the host that show nothing here, since there is nothing to show.
-_EMPTY = {
-    "Renderer": "Canvas FrontpanelLed NextEpgInfo Picon Pig PositionGauge Progress".split(),
-    "Converter": """ClientsStreaming ConfigEntryTest CryptoInfo EventName EventTime FrontendInfo
-        HddState MenuEntryCompare MovieInfo Poll RdsInfo RemainingToText RotorPosition SensorToText
-        ServiceInfo ServiceName ServiceOrbitalPosition ServicePosition ServiceTime
-        SignalToText StaticMultiList StringList TunerInfo ValueBitTest ValueRange ValueToPixmap
-        VAudioInfo""".split()}
+#: Renderers and converters of the host that have no file of their own here; most show nothing, for
+#: want of anything to show.
+_OTHERS = {
+    "Renderer": """Canvas FixedLabel FrontpanelLed NextEpgInfo Picon Pig Pixmap PositionGauge
+        Progress""".split(),
+    "Converter": """ClientsStreaming ClockToText ConditionalShowHide ConfigEntryTest CryptoInfo
+        EventName EventTime FrontendInfo HddState MenuEntryCompare MovieInfo Poll RdsInfo
+        RemainingToText RotorPosition SensorToText ServiceInfo ServiceName ServiceOrbitalPosition
+        ServicePosition ServiceTime SignalToText StaticMultiList StringList StringListSelection
+        TunerInfo ValueBitTest ValueRange ValueToPixmap VAudioInfo""".split()}
 
 
 def _component(package, name):
     """The class of a renderer or converter, as the host imports it."""
-    full = "Components.%s.%s" % (package, name)
     try:
-        module = __import__(full, fromlist=[str(name)])
+        return getattr(_module(package, name), name)
     except ImportError:
-        base = __import__("Components.%s.%s" % (package, package), fromlist=[package])
-        if name not in _EMPTY[package]:
+        base, common = _module(package, package), "Empty"
+        if name not in _OTHERS[package]:
             if skin.stand_ins is None:
                 raise ImportError("No module named %s" % name)
             skin.stand_ins.add("%s %s" % (package, name))
-            return type(str(name), (base.StandIn,), {})
-        return type(str(name), (getattr(base, name, base.Empty),), {})
-    return getattr(module, name)
+            common = "StandIn"
+        return type(str(name), (getattr(base, name, getattr(base, common)),), {})
+
+
+def _module(package, name):
+    return __import__("Components.%s.%s" % (package, name), fromlist=[str(name)])
 
 
 def _converted(source, kind, text):
@@ -275,60 +280,53 @@ def _given(text):
 
 
 _ALL = "label scroll list strings picture slider gauge television other window"
-_TEXTS = "label scroll"
-_LISTS = "list strings"
-_BARS = "list strings scroll"
-_ORIENTATIONS = ("orVertical", "orTopToBottom", "orBottomToTop", "orHorizontal", "orLeftToRight",
-                 "orRightToLeft")
+_TEXTS, _LISTS, _BARS = "label scroll", "list strings", "list strings scroll"
+_EDGES = "label scroll list strings picture slider"
+_COLOUR = skin.parse_colour
 _ATTRIBUTES = {
-    "zPosition": ("zPosition", _ALL, int),
     "transparent": ("transparent", _ALL, lambda text: bool(int(text))),
-    "backgroundColor": ("background", _ALL, skin.parse_colour),
-    "foregroundColor": ("foreground", "label scroll list strings", skin.parse_colour),
-    "foregroundColorSelected": ("foregroundSelected", _LISTS, skin.parse_colour),
-    "backgroundColorSelected": ("backgroundSelected", _LISTS, skin.parse_colour),
-    "font": ("font", _BARS + " label", skin.parse_font),
-    "secondfont": ("secondfont", "strings", skin.parse_font),
-    "textOffset": ("textOffset", "strings", _integers),
-    "halign": ("halign", _TEXTS, _one_of(
-        "left", "center", "right", "block",
-        line="halign must be either left, center, right or block!")),
-    "valign": ("valign", _TEXTS, _one_of(
-        "top", "center", "bottom", line="valign must be either top, center or bottom!")),
-    "noWrap": ("noWrap", _TEXTS, _given),
-    "text": ("text", _TEXTS, lambda text: _(text)),
-    "borderColor": ("borderColor", "label scroll list strings picture slider", skin.parse_colour),
-    "borderWidth": ("borderWidth", "label scroll list strings picture slider", int),
-    "shadowColor": ("shadowColor", _TEXTS, skin.parse_colour),
-    "shadowOffset": ("shadowOffset", _TEXTS, _integers),
-    "pixmap": ("pixmap", "picture slider", _picture),
-    "pixmaps": ("pixmaps", "picture", lambda text: text.split(",")),
-    "alphatest": ("alphatest", "picture", _one_of("on", "off", "blend", fatal=True)),
-    "scale": ("scale", "picture", _given),
-    "itemHeight": ("itemHeight", _LISTS, int),
-    "scrollbarMode": ("scrollbarMode", _BARS, _one_of(
-        "showOnDemand", "showAlways", "showNever", "showLeft")),
-    "scrollbarWidth": ("scrollbarWidth", _BARS, int),
-    "scrollbarSliderBorderWidth": ("scrollbarSliderBorderWidth", _BARS, int),
-    "scrollbarSliderForegroundColor": ("scrollbarSliderForegroundColor", _BARS, skin.parse_colour),
-    "scrollbarSliderBorderColor": ("scrollbarSliderBorderColor", _BARS, skin.parse_colour),
-    "scrollbarSliderPicture": ("scrollbarSliderPicture", _BARS, _picture),
+    "backgroundColor": ("background", _ALL, _COLOUR),
+    "foregroundColor": ("foreground", _BARS + " label", _COLOUR),
+    "foregroundColorSelected": ("foregroundSelected", _LISTS, _COLOUR),
+    "backgroundColorSelected": ("backgroundSelected", _LISTS, _COLOUR),
     "sliderPixmap": ("scrollbarSliderPicture", _BARS, _picture),
-    "scrollbarBackgroundPicture": ("scrollbarBackgroundPicture", _BARS, _picture),
     "scrollbarbackgroundPixmap": ("scrollbarBackgroundPicture", _BARS, _picture),
-    "selectionPixmap": ("selectionPixmap", _LISTS, _picture),
-    "backgroundPixmap": ("backgroundPixmap", _LISTS, _picture),
-    "enableWrapAround": ("enableWrapAround", _LISTS, _given),
-    "selectionDisabled": ("selectionDisabled", _LISTS, _given),
-    "orientation": ("orientation", "slider", _one_of(*_ORIENTATIONS)),
-    "pointer": ("pointer", "gauge", lambda found: found),
-    "seek_pointer": ("seek_pointer", "gauge", lambda found: found),
-    "split": ("split", "scroll", int),
-    "dividechar": ("dividechar", "scroll", str),
-    "colposition": ("colposition", "scroll", int),
-    "flags": ("flags", "window", lambda text: [word.strip() for word in text.split(",")]),
-    "title": ("title", "window", lambda text: _(text)),
 }
+_ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
+    ("zPosition", _ALL, int),
+    ("font", _BARS + " label", skin.parse_font),
+    ("secondfont", "strings", skin.parse_font),
+    ("textOffset", "strings", _integers),
+    ("halign", _TEXTS, _one_of("left", "center", "right", "block",
+                               line="halign must be either left, center, right or block!")),
+    ("valign", _TEXTS, _one_of("top", "center", "bottom",
+                               line="valign must be either top, center or bottom!")),
+    ("noWrap", _TEXTS, _given),
+    ("text", _TEXTS, lambda text: _(text)),
+    ("title", "window", lambda text: _(text)),
+    ("flags", "window", lambda text: [word.strip() for word in text.split(",")]),
+    ("borderColor", _EDGES, _COLOUR),
+    ("borderWidth", _EDGES, int),
+    ("shadowColor", _TEXTS, _COLOUR),
+    ("shadowOffset", _TEXTS, _integers),
+    ("pixmap", "picture slider", _picture),
+    ("pixmaps", "picture", lambda text: text.split(",")),
+    ("alphatest", "picture", _one_of("on", "off", "blend", fatal=True)),
+    ("scale", "picture", _given),
+    ("itemHeight", _LISTS, int),
+    ("scrollbarMode", _BARS, _one_of("showOnDemand", "showAlways", "showNever", "showLeft")),
+    ("scrollbarWidth scrollbarSliderBorderWidth", _BARS, int),
+    ("scrollbarSliderForegroundColor scrollbarSliderBorderColor", _BARS, _COLOUR),
+    ("scrollbarSliderPicture scrollbarBackgroundPicture", _BARS, _picture),
+    ("selectionPixmap backgroundPixmap", _LISTS, _picture),
+    ("enableWrapAround selectionDisabled", _LISTS, _given),
+    ("orientation", "slider", _one_of(
+        "orVertical", "orTopToBottom", "orBottomToTop", "orHorizontal", "orLeftToRight",
+        "orRightToLeft")),
+    ("pointer seek_pointer", "gauge", lambda found: found),
+    ("split colposition", "scroll", int),
+    ("dividechar", "scroll", str),
+] for name in names.split())
 
 
 def _apply(instance, attributes, look, log):

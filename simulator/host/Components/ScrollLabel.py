@@ -17,7 +17,7 @@ class ScrollLabel(Label):
 
     def skinApplied(self, look):
         """Shrink the compiled widget to whole lines, and a sixth of one."""
-        font = look.get("font") or ["Regular", 20]
+        font = look.get("font") or ["Regular", 12]
         self._line = enigma.typeset("", font, None)[1] or 30
         width, height = self.instance.size().pair()
         self.page = height // self._line * self._line
@@ -30,7 +30,7 @@ class ScrollLabel(Label):
         if self.instance is None or not self._line:
             self._lines = self.getText().rstrip().split("\n")
             return
-        font = self.instance.look.get("font") or ["Regular", 20]
+        font = self.instance.look.get("font") or ["Regular", 12]
         text, width = self.getText().rstrip(), self.instance.size().width()
         self.total = self._line * len(enigma.typeset(text, font, width - margin)[0])
         self._lines = [line for line, _ in enigma.typeset(text, font, width - self.BAR)[0]]

@@ -1,5 +1,7 @@
 """Base of the converters: they follow a source, and renderers follow them as if they were one."""
 
+import time
+
 from Components.Renderer.Renderer import Renderer
 from Components.Sources.Source import Source
 
@@ -21,6 +23,42 @@ class Converter(Source):
         if name.startswith("__") or name == "source":
             raise AttributeError(name)
         return getattr(self.source, name)
+
+
+class ConditionalShowHide(Converter):
+    """Lets its element be seen while the source is true."""
+
+    def changed(self):
+        visible = bool(self.source.boolean) != ("Invert" in self.arguments.split(","))
+        for renderer in self.renderers:
+            renderer.setVisible(visible)
+            renderer.changed()
+
+    connected = changed
+
+
+class ClockToText(Converter):
+    """The time of day as text."""
+
+    FORMATS = {"": "%H:%M", "Default": "%H:%M", "WithSeconds": "%H:%M:%S",
+               "Date": "%A %e %B %Y", "ShortDate": "%a %e/%m"}
+
+    @property
+    def text(self):
+        form = self.FORMATS.get(self.arguments, self.arguments.partition("Format:")[2])
+        return time.strftime(form, time.localtime(self.source.time))
+
+
+class StringListSelection(Converter):
+    """The first part of a list's selected row, as text."""
+
+    @property
+    def text(self):
+        row = self.source.getCurrent()
+        return row[0] if row else ""
+
+    def select(self, index):
+        self.changed()
 
 
 class Empty(Converter):

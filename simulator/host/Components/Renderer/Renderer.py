@@ -54,12 +54,22 @@ class Empty(Renderer):
     GUI_WIDGET = enigma.eWidget
 
 
+class FixedLabel(Renderer):
+    """Shows a text of its own; the source decides whether it is seen."""
+    GUI_WIDGET = enigma.eLabel
+
+
+class Pixmap(Renderer):
+    """Shows a picture of its own; likewise."""
+    GUI_WIDGET = enigma.ePixmap
+
+
 class Pig(Renderer):
     GUI_WIDGET = enigma.eVideoWidget
 
 
-class Picon(Renderer):
-    GUI_WIDGET = enigma.ePixmap
+class Picon(Pixmap):
+    """The picture of a channel: there is none."""
 
 
 class Progress(Renderer):
