@@ -38,7 +38,7 @@ parameters = {}
 windowstyle = None
 margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are placed in
 log = []  # lines of the host, oldest first
-files = {}  # path of each that was read: when it was last changed
+files = {}  # path of each that was read: what tells that it has changed
 
 
 class SkinError(Exception):
@@ -139,14 +139,20 @@ def loadSkin(name, scope=None):
 
 
 def _parse(path):
-    files[path] = os.stat(path).st_mtime if os.path.isfile(path) else None
+    files[path] = _stamp(path)
     return cElementTree.parse(path).getroot()
 
 
 def edited():
     """Has a file changed since it was read?"""
-    return any(not os.path.isfile(path) or os.stat(path).st_mtime != changed
-               for path, changed in files.items())
+    return any(_stamp(path) != stamp for path, stamp in files.items())
+
+
+def _stamp(path):
+    try:
+        return os.stat(path).st_mtime, os.stat(path).st_size
+    except OSError:
+        return None
 
 
 def say(line, *others):

@@ -375,6 +375,18 @@ class Contents(SkinTest):
         self.box.press("down")
         self.assertEqual(self.box.cursor, 2)
 
+    def test_an_edit_shows_in_the_screen_that_is_opened_next(self):
+        self.write('<screen name="Probe" size="10,10"/>')
+        box = Receiver(load=False, skin={"directory": FOLDER})
+        sizes = []
+        for text in ('<screen name="Probe" size="200,10"/>',
+                     '<colors><color name="a" value="odd"/></colors>'):
+            sizes.append(box.session.open(Probe).instance.size().width())
+            self.write(text)
+        self.assertEqual((sizes, box.skin_failure), ([14, 204], None))
+        self.assertIsNone(box.session.open(Probe).layout)
+        self.assertIn("color 'odd'", box.skin_failure)
+
     def test_boxes_resize_themselves_in_the_fallback(self):
         self.load('<fonts><font filename="LiberationSans-Bold.ttf"/></fonts>')
         box = self.box.session.open(ChoiceBox, "Top 20", [("a",)] * 12, False)

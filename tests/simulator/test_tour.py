@@ -76,6 +76,9 @@ class ArgumentsTest(unittest.TestCase):
                 (["--port", "99999"], "argument --port: '99999' is not a port from 0 to 65535"),
                 (["--interval", "-1"], "argument --interval: '-1' is not a whole number of hours"),
                 (["--speed", "0"], "argument --speed: '0' is not a factor above 0, at most 10000"),
+                (["--skin", "/nowhere"], "there is no skin.xml in the folder '/nowhere'"),
+                (["--skin-user", "/nowhere"], "there is no file '/nowhere'"),
+                (["--size", "wide"], "argument --size: 'wide' is not a size such as 1280x720"),
                 (["--loud"], "unrecognized arguments: --loud")]:
             self.assertEqual(run_simulator(*arguments),
                              (2, "", "run: %s; see --help.\n" % sentence))

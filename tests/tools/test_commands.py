@@ -1,5 +1,6 @@
 """./run and ./test as a person and a script meet them."""
 
+import json
 import os
 import unittest
 
@@ -30,6 +31,30 @@ class Check(unittest.TestCase):
                 self.assertEqual([line.rpartition(" error: ")[0] for line
                                   in result.stdout.split("\n") if " error: " in line],
                                  ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
+
+
+class Layout(unittest.TestCase):
+    """./run --layout OUT.json."""
+
+    def test_a_skin_sees_the_folders_beside_it_and_one_that_does_not_start_is_told(self):
+        with directory() as here:
+            write(here + "/skins/Other/a.png", "")
+            write(here + "/skins/my skin/skin.xml", '<skin><screen name="AllNews" position="0,0" '
+                  'size="9,9"><ePixmap pixmap="Other/a.png"/></screen></skin>')
+            for layout in (["--layout", here + "/out"], ["--layout=" + here + "/out"]):
+                result = run("./run", "--skin", here + "/skins/my skin", *layout)
+                self.assertEqual(result, (0, "", ""))
+                with open(here + "/out") as stream:
+                    first = json.load(stream)["screens"][0]
+                # The empty file is there, and no picture.
+                self.assertIn("/Other/a.png not found", first["elements"][0]["log"][0])
+            write(here + "/skins/my skin/skin.xml",
+                  '<skin><colors><color name="a" value="b"/></colors></skin>')
+            result = run("./run", "--skin", here + "/skins/my skin", "--layout", here + "/out")
+            self.assertEqual((result.status, result.stdout), (1, ""))
+            self.assertRegexpMatches(result.stderr, r"\AThe skin 'my skin' does not start: .*\n\Z")
+            with open(here + "/out") as stream:
+                self.assertEqual(set(json.load(stream)), set(["form", "error"]))
 
 
 class Test(unittest.TestCase):
