@@ -377,7 +377,7 @@ def typeset_evenly(text, font, width):
             lines.append(paragraph[:end])
             paragraph = paragraph[end:]
         lines.append(paragraph)
-    if not u"".join(lines):
+    if not u"".join(lines).strip():
         return [], height + height // 4
     return [(line.encode("utf-8"), len(line.rstrip(u" ")) * letter)
             for line in lines], height + height // 4
