@@ -33,7 +33,7 @@ def layout(screen):
         "skinSize": look["rect"][2:] if screen.layout else None,
         "rect": screen.instance.rect(), "frame": screen.instance.frame(),
         "title": screen.getTitle(),
-        "flags": [flag for flag in look.get("flags", []) if flag == "wfNoBorder"],
+        "flags": look["flags"],
         "background": look.get("background"), "transparent": look.get("transparent", False),
         "zPosition": look.get("zPosition", 0), "missing": sorted(screen.missing),
         "log": list(screen.log), "elements": elements}

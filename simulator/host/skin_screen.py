@@ -17,13 +17,13 @@ class Element(object):
 
     kind: "source", "widget", "eLabel" or "ePixmap". name: of the source or component. widget: what
     draws that, a renderer or the component itself, None for decoration; instance: its compiled
-    widget. look: what the skin says of it. log: lines of the host about its attributes.
+    widget. look: what the skin says of it. log: lines of the host about its attributes. render,
+    converters: the renderer's name and [name, text] of each converter of a source.
     """
 
-    def __init__(self, kind, name, widget, attributes, converters=()):
+    def __init__(self, kind, name, widget, attributes, render=None, converters=()):
         self.kind, self.name, self.widget, self.attributes = kind, name, widget, attributes
-        self.converters = list(converters)
-        self.render = None
+        self.render, self.converters = render, list(converters)
         self.instance, self.look, self.log = None, {}, []
 
     def rows(self):
@@ -134,14 +134,12 @@ class _Reader(object):
         renderer = _component("Renderer", render)()
         renderer.connect(source)
         getattr(source, "connected", lambda: None)()
-        element = Element("source", name, renderer, None, converters)
-        element.render = render
         try:
-            element.attributes = self._collect(part, area)
+            attributes = self._collect(part, area)
         except Exception:
             renderer.detach()
             raise
-        self.sources.append(element)
+        self.sources.append(Element("source", name, renderer, attributes, render, converters))
 
     def _find_source(self, name):
         screen, parts = self.screen, name.split(".")
@@ -314,7 +312,7 @@ _ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
     ("alphatest", "picture", _one_of("on", "off", "blend", fatal=True)),
     ("scale", "picture", _given),
     ("itemHeight", _LISTS, int),
-    ("scrollbarMode", _BARS, _one_of("showOnDemand", "showAlways", "showNever", "showLeft")),
+    ("scrollbarMode", _LISTS, _one_of("showOnDemand", "showAlways", "showNever", "showLeft")),
     ("scrollbarWidth scrollbarSliderBorderWidth", _BARS, int),
     ("scrollbarSliderForegroundColor scrollbarSliderBorderColor", _BARS, _COLOUR),
     ("scrollbarSliderPicture scrollbarBackgroundPicture", _BARS, _picture),
@@ -372,15 +370,13 @@ def applySkin(screen):
         dom = cElementTree.Element("screen")
     reader = _Reader(screen, screen.layout, dom)
     screen.instance = enigma.eWindow()
-    flags = dom.get("flags", "").split(",")
-    for flag in flags:
-        if flag.strip() not in ("", "wfNoBorder"):
-            skin.say("illegal flag %s!" % flag.strip(), screen.log)
-    if skin.windowstyle is not None and "wfNoBorder" not in flags:
+    _apply(screen.instance, reader.attributes, screen.look, screen.log)
+    flags = screen.look.setdefault("flags", [])
+    for flag in [flag for flag in flags if flag != "wfNoBorder"]:
+        flags.remove(flag)
+        skin.say("illegal flag %s!" % flag, screen.log)
+    if skin.windowstyle is not None and not flags:
         screen.instance.border = skin.windowstyle["border"]
-    attributes = dict(reader.attributes)
-    attributes.pop("name", None)
-    _apply(screen.instance, attributes, screen.look, screen.log)
     if screen.look.get("title") and not screen.getTitle():
         screen.setTitle(screen.look["title"])
     _create(screen, reader)
