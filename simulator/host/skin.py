@@ -186,7 +186,7 @@ def _read_font(font):
         raise SkinError("the font file %s is missing" % name)
     fonts[font.get("name", "Regular")] = {
         "file": name, "found": True, "scale": int(font.get("scale", 100)),
-        "replacement": int(bool(font.get("replacement"))), "path": path if found else None}
+        "replacement": int(font.get("replacement", "0") != "0"), "path": path if found else None}
 
 
 def _read_alias(alias):

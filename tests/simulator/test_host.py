@@ -284,6 +284,7 @@ class Dialogs(HostTest):
         self.box.screen.close()
         self.box.settle()
         self.assertEqual((self.box.text("text"), self.box.seconds_left), ("1", None))
+        self.assertEqual(self.box.layout, "MessageBoxSimple")
         self.box.answer(False)
         self.assertEqual(self.log, [False])
         self.assertEqual((self.box.text("text"), self.box.seconds_left), ("2", 9))

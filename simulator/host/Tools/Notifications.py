@@ -5,7 +5,12 @@ notificationAdded = []  # functions to call after one was put in
 
 
 def AddNotificationWithCallback(fnc, screen, *args, **kwargs):
-    """Queue screen(session, *args, **kwargs); fnc gets what it closes with."""
+    """Queue screen(session, *args, **kwargs); fnc gets what it closes with.
+
+    A message box takes its simple layout.
+    """
+    if screen.__name__ == "MessageBox":
+        kwargs["simple"] = True
     notifications.append((fnc, screen, args, kwargs))
     for function in notificationAdded[:]:
         function()
