@@ -6,6 +6,7 @@ from __future__ import print_function
 
 import sys
 
+import skin
 from simulator import packages, skins
 from simulator.feedserver import FeedServer
 from simulator.options import (OneSentence, add_receiver_options, receiver_arguments,
@@ -33,16 +34,26 @@ def main(arguments):
         skins.use(**receiver["skin"])  # which ends here where it does not start
         with FeedServer(options.feed) as server:
             if options.tour or not sys.stdin.isatty():
-                return Tour(server, options.model, options.language, receiver["skin"]).run()
+                status = Tour(server, options.model, options.language, receiver["skin"]).run()
+                _tell_lines(options)
+                return status
             packages.install_initial_state()
             with Receiver(feed_url=server.url, raise_errors=False, **receiver) as box:
                 box.start_plugin()
                 box.open_news()
                 Terminal(box, options.speed).run()
+            _tell_lines(options)
     except (IOError, RuntimeError) as e:
         print("simulator: %s" % e, file=sys.stderr)
         return 2
     return 0
+
+
+def _tell_lines(options):
+    """Print what the host has said of a skin from elsewhere."""
+    if options.skin is not None:
+        for line in skin.said:
+            print(line, file=sys.stderr)
 
 
 if __name__ == "__main__":

@@ -22,6 +22,7 @@ from Screens.MessageBox import MessageBox
 from Screens.Screen import Screen
 from simulator import loop, plugin_files, skins
 from simulator.options import OneSentence, add_skin_options, skin_arguments
+from simulator.receiver import set_default_encoding
 from simulator.session import Session
 
 TITLE = "News about ZIRK"
@@ -116,6 +117,7 @@ def main(arguments):
     add_skin_options(parser)
     options = parser.parse_args(arguments)
     __builtin__._ = lambda text: text
+    set_default_encoding("utf-8")  # as on a receiver
     status = 0
     try:
         skins.use(**skin_arguments(parser, options))

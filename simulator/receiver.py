@@ -51,7 +51,7 @@ class Receiver(object):
         enigma.zirk_version = image_version
         enigma.eConsoleAppContainer.late_callbacks = late_callbacks
         Screens.Ipkg.Ipkg.closes_with_value = ipkg_result
-        _set_default_encoding(encoding)
+        set_default_encoding(encoding)
         __builtin__._ = lambda text: text
         Components.Language.language.key = language
         _write_feed_configuration(feed_url)
@@ -308,7 +308,7 @@ def _require_sandbox():
                            "tools/sandbox python2.7 -O ...")
 
 
-def _set_default_encoding(encoding):
+def set_default_encoding(encoding):
     if not hasattr(sys, "setdefaultencoding"):
         # The interpreter has hidden it; reloading also resets the three streams.
         streams = sys.stdin, sys.stdout, sys.stderr

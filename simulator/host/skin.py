@@ -37,7 +37,8 @@ aliases = {}  # name: (family, size, height, width)
 parameters = {}
 windowstyle = None
 margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are placed in
-log = []  # lines of the host, oldest first
+log = []  # lines of the host about its files, oldest first
+said = []  # all its lines, each once
 files = {}  # path of each that was read: what tells that it has changed
 
 
@@ -51,6 +52,7 @@ class SkinError(Exception):
 
 def find(name, folder=None):
     """The path of a file that a skin names; `folder` is what "~" stands for."""
+    name = str(name)
     if name.startswith("~/"):
         return os.path.join(folder or os.path.join(SHARE, _skin()), name[2:])
     if name.startswith("/"):
@@ -155,10 +157,12 @@ def _stamp(path):
         return None
 
 
-def say(line, *others):
-    """Log a line as the host does, here and in further logs."""
-    for lines in others or (log,):
-        lines.append(line)
+def say(line, where=None):
+    """Log a line as the host does, for the whole skin or in the log of a screen or element."""
+    line = str(line)
+    (log if where is None else where).append(line)
+    if line not in said:
+        said.append(line)
 
 
 def _read_output(root):

@@ -216,6 +216,7 @@ _OTHERS = {
 
 def _component(package, name):
     """The class of a renderer or converter, as the host imports it."""
+    name = str(name)
     try:
         return getattr(_module(package, name), name)
     except ImportError:
@@ -225,11 +226,11 @@ def _component(package, name):
                 raise ImportError("No module named %s" % name)
             skin.stand_ins.add("%s %s" % (package, name))
             common = "StandIn"
-        return type(str(name), (getattr(base, name, getattr(base, common)),), {})
+        return type(name, (getattr(base, name, getattr(base, common)),), {})
 
 
 def _module(package, name):
-    return __import__("Components.%s.%s" % (package, name), fromlist=[str(name)])
+    return __import__("Components.%s.%s" % (package, name), fromlist=[name])
 
 
 def _converted(source, kind, text):

@@ -188,8 +188,8 @@ class Faults(SkinTest):
                 ('widget name="scroll" scrollbarMode="odd"', usual % ("scrollbarMode", "odd")),
                 ('eLabel backgroundColor="odd"',
                  error % "color 'odd' must be #aarrggbb or valid named color"),
-                ('ePixmap pixmap="odd.png"',
-                 error % "pixmap file /usr/share/enigma2/odd.png not found!"),
+                ('ePixmap pixmap="ödd.png"',
+                 error % "pixmap file /usr/share/enigma2/ödd.png not found!"),
                 ('eLabel halign="odd"', "halign must be either left, center, right or block!")]:
             inner = TEMPLATE if "Listbox" in element else ""
             layout = self.lay_out("<%s>%s</%s>" % (element, inner, element.split()[0]))
