@@ -309,6 +309,18 @@ class Files(SkinTest):
             self.assertEqual(skin.from_share(skin.find(name)), path)
         self.assertEqual(skin.find("~/z.png", "/plugin"), "/plugin/z.png")
 
+    def test_a_folder_beside_the_skin_adds_to_what_it_falls_back_to(self):
+        for name in ("icons/input_info.png", "new.png"):
+            path = os.path.join(os.path.dirname(FOLDER), "skin_default", name)
+            if not os.path.isdir(os.path.dirname(path)):
+                os.makedirs(os.path.dirname(path))
+            shutil.copy(os.path.join(REFERENCE, "soft.png"), path)
+        for _ in range(2):
+            self.load()
+            self.assertEqual([enigma.picture_size(skin.find(name)) for name in (
+                "icons/input_info.png", "icons/input_error.png", "new.png", "top.png")],
+                [(64, 64), (53, 53), (64, 64), (2, 40)])
+
     def test_a_skin_that_cannot_be_read_leaves_the_default_one_and_a_line(self):
         self.load('<screen name="Probe"')
         self.assertNotIn("Probe", skin.dom_screens)
