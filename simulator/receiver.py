@@ -67,6 +67,7 @@ class Receiver(object):
                 _shared_instances[combination] = self._instance
         self._instance.activate()
         self.plugin_path = plugin_files.DIRECTORY
+        enigma.typeset = view.typeset
         self._skin = skin or {}
         self.session.before_layout = self._refresh_skin
         self.use_skin(None, screens)
@@ -237,18 +238,20 @@ class Receiver(object):
 
     @property
     def _list(self):
-        lists = [] if self.screen is None else view.lists(self.screen)
-        return lists[0] if lists else None
+        """The first list in front, as view.describe() has it; without any, one of no rows."""
+        shown = view.describe(self.screen) or {"elements": []}
+        lists = [element for element in shown["elements"] if element["kind"] == "list"]
+        return lists[0] if lists else {"rows": [], "index": None}
 
     def rows(self):
-        return [] if self._list is None else [row["text"] for row in view.rows(self._list)]
+        return [row["text"] for row in self._list["rows"]]
 
     def icons(self):
-        return [] if self._list is None else [row["icon"] for row in view.rows(self._list)]
+        return [row["icon"] for row in self._list["rows"]]
 
     @property
     def cursor(self):
-        return None if self._list is None else self._list.widget.getIndex()
+        return self._list["index"]
 
     def text(self, name):
         """The text of a widget or source of the screen in front."""

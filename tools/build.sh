@@ -10,7 +10,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
 
 # What a preset needs, the interpreter's own build aside.
 declare -Ar packages_of=(
-  [native]="g++ cmake ninja-build gettext busybox bubblewrap proot"
+  [native]="g++ cmake ninja-build gettext busybox bubblewrap proot fonts-liberation"
   [debug]="g++ cmake ninja-build gettext binutils"
   [asan]="g++ cmake ninja-build gettext binutils"
   [coverage]="g++ cmake ninja-build gettext binutils"

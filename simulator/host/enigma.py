@@ -2,11 +2,12 @@
 
 import os
 import signal
-import struct
 import subprocess
 
 import keymap
 import skin
+from painting.fonts import EvenFace
+from painting.text import measured
 from simulator.loop import main_loop
 
 zirk_version = "3.1.0"
@@ -358,51 +359,13 @@ def getDesktop(which):
 
 
 def typeset_evenly(text, font, width):
-    """The lines of a text, each with its width in pixels, and how high a line is.
-
-    font: family and size; width: where lines are wrapped, None: they are not. Every letter takes
-    half of its height. No line for an unknown family.
-    """
-    height = skin.pixels(font)
-    if not height:
-        return [], 0
-    letter, lines = max(1, height // 2), []
-    for paragraph in text.decode("utf-8", "replace").replace(u"\\n", u"\n").split(u"\n"):
-        room = len(paragraph) if width is None else max(1, (width - 1) // letter)
-        while len(paragraph) > room:
-            if len(paragraph) == room + 1 and paragraph[room - 1] == u" ":
-                break  # one letter that is a word is cut
-            # A blank that has no room takes the word before it along.
-            end = max(paragraph.rfind(mark, 0, room) for mark in u" -") + 1 or room
-            lines.append(paragraph[:end])
-            paragraph = paragraph[end:]
-        lines.append(paragraph)
-    if not u"".join(lines).strip():
-        return [], height + height // 4
-    return [(line.encode("utf-8"), len(line.rstrip(u" ")) * letter)
-            for line in lines], height + height // 4
+    """As painting.text.measured, with letters that are alike on every machine."""
+    pixels = skin.pixels(font)
+    return measured([EvenFace(pixels)] if pixels else [], text if text.strip() else "", width)
 
 
 #: What measures texts: another function of this form may take its place.
 typeset = typeset_evenly
-
-
-def picture_size(path):
-    """Width and height of a picture in a PNG or JPEG file, or None where there is none."""
-    try:
-        with open(path, "rb") as stream:
-            head = stream.read()
-    except IOError:
-        return None
-    if head[:8] == b"\x89PNG\r\n\x1a\n":
-        return struct.unpack(">II", head[16:24])
-    at = 2
-    while head[:2] == b"\xff\xd8" and at + 9 < len(head):
-        kind, length = struct.unpack(">BH", head[at + 1:at + 4])
-        if 0xc0 <= kind <= 0xcf and kind not in (0xc4, 0xc8, 0xcc):
-            return struct.unpack(">HH", head[at + 5:at + 9])[::-1]
-        at += 2 + length
-    return None
 
 
 class gPixmap(object):

@@ -8,6 +8,7 @@ import os
 from xml.etree import cElementTree
 
 import enigma
+from painting.pictures import picture
 
 SHARE = "/usr/share/enigma2"
 CONFIGURATION = "/etc/enigma2"
@@ -231,19 +232,20 @@ def _read_windowstyle(style):
         if colour.get("name") not in _STYLE_COLOURS:
             raise SkinError("a window style has no color '%s'" % colour.get("name"))
         new["colors"][colour.get("name")] = parse_colour(colour.get("color"))
-    sizes = dict((position, enigma.picture_size(path_of(name)))
+    sizes = dict((position, picture(path_of(name)))
                  for position, name in new["pictures"].get("bsWindow", {}).items())
-    height = [max([0] + [size[1] for position, size in sizes.items() if position.startswith(edge)])
+    height = [max([0] + [size.height for position, size in sizes.items()
+                         if position.startswith(edge)])
               for edge in ("bpTop", "bpBottom")]
-    new["border"] = [sizes.get("bpLeft", (0, 0))[0], height[0],
-                     sizes.get("bpRight", (0, 0))[0], height[1]]
+    width = [sizes[edge].width if edge in sizes else 0 for edge in ("bpLeft", "bpRight")]
+    new["border"] = [width[0], height[0], width[1], height[1]]
     windowstyle = new
 
 
 def _picture(pixmap):
     """The picture that a part of the skin cannot do without."""
     path = find(pixmap.get("filename"))
-    if enigma.picture_size(path) is None:
+    if picture(path) is None:
         raise SkinError("pixmap file %s not found!" % path)
     return from_share(path)
 

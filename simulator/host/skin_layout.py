@@ -1,6 +1,7 @@
 """A laid-out screen as plain data: the form of a layout file, and what it shows besides."""
 
 import skin
+from painting.pictures import picture
 
 _BASE = ("font", "foreground", "background", "halign", "valign", "pixmap", "alphatest")
 _FLAGS = ("noWrap", "transparent", "scale")
@@ -89,8 +90,9 @@ def _opaque(look):
         return False
     if look["draws"] != "picture":
         return True
-    size = skin.enigma.picture_size(skin.path_of(look["pixmap"] or ""))
-    return size and look["alphatest"] in (None, "off") and list(size) == look["final"][2:]
+    found = picture(skin.path_of(look["pixmap"] or ""))
+    return (found and look["alphatest"] in (None, "off")
+            and [found.width, found.height] == look["final"][2:])
 
 
 def _lies_over(above, below):

@@ -5,6 +5,7 @@ from xml.etree import cElementTree
 import enigma
 import skin
 from Components.GUIComponent import GUIComponent
+from painting.pictures import picture
 
 _FILES = ("pixmap", "backgroundPixmap", "selectionPixmap", "sliderPixmap", "scrollbarSliderPicture",
           "scrollbarbackgroundPixmap", "scrollbarBackgroundPicture")
@@ -265,7 +266,7 @@ class _Logged(Exception):
 def _picture(path):
     if not path.endswith((".png", ".jpg")):
         raise RuntimeError("the picture %s has another ending than .png and .jpg" % path)
-    if enigma.picture_size(path) is None:
+    if picture(path) is None:
         raise skin.SkinError("pixmap file %s not found!" % path)
     return skin.from_share(path)
 

@@ -23,6 +23,7 @@ from Components.Sources.StaticText import StaticText
 from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from Screens.Screen import Screen
+from painting.pictures import picture
 
 REFERENCE = os.path.join(ROOT, "tests", "simulator", "recorded", "reference")
 FOLDER = "/tmp/skins/Try"
@@ -47,6 +48,7 @@ class SkinTest(unittest.TestCase):
     def setUp(self):
         self.box = Receiver(load=False)
         self.addCleanup(self.box.close)
+        enigma.typeset = enigma.typeset_evenly
         shutil.rmtree(os.path.dirname(FOLDER), ignore_errors=True)
         os.makedirs(FOLDER)
 
@@ -317,7 +319,7 @@ class Files(SkinTest):
             shutil.copy(os.path.join(REFERENCE, "soft.png"), path)
         for _ in range(2):
             self.load()
-            self.assertEqual([enigma.picture_size(skin.find(name)) for name in (
+            self.assertEqual([picture(skin.find(name))[1:3] for name in (
                 "icons/input_info.png", "icons/input_error.png", "new.png", "top.png")],
                 [(64, 64), (53, 53), (64, 64), (2, 40)])
 

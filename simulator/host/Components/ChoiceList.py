@@ -2,6 +2,7 @@
 
 import skin
 from Components.MenuList import MenuList
+from painting.pictures import picture
 
 TEXT, PIXMAP = "text", "pixmap alphatest"
 
@@ -28,7 +29,7 @@ class ChoiceList(MenuList):
                     "rect": skin.parameters.get("ChoicelistName", [45, 0, 800, 25])}]
         key = (self._keys[number:number + 1] or [""])[0]
         path = skin.find("skin_default/buttons/key_%s.png" % key)
-        if skin.enigma.picture_size(path):
+        if picture(path):
             place = skin.parameters.get("ChoicelistIcon", [5, 0, 35, 25])
             entries.insert(0, {"kind": PIXMAP, "flags": 0, "value": skin.from_share(path),
                                "rect": place})

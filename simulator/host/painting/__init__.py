@@ -1,0 +1,1 @@
+"""What a screen looks like, pixel by pixel: a list of operations that the page carries out."""
