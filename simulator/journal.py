@@ -6,6 +6,7 @@ import struct
 import sys
 
 import enigma
+import skin
 from Components.config import ConfigElement, config
 from simulator.receiver import MODULE_FILES
 
@@ -17,7 +18,7 @@ class Journal(object):
     """Hands everything that happens on a Receiver to `note`, in order.
 
     note: called with the kind ("request", "command", "file", "configuration", "timer",
-    "exception") and a text, in the virtual instant in which it happened.
+    "skin", "exception") and a text, in the virtual instant in which it happened.
     """
 
     def __init__(self, note):
@@ -40,6 +41,7 @@ class Journal(object):
                      lambda container: self._note("command", container.command))
         self._before(os, "system", lambda command: self._note("command", command))
         self._before(enigma.eTimer, "start", self._timer_started)
+        self._before(skin, "say", lambda line, *logs: self._note("skin", line))
         self._before(ConfigElement, "__setattr__", self._setting_changed)
         call = box.loop.call
 

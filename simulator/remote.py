@@ -14,7 +14,8 @@ import sys
 import time
 
 import keymap
-from enigma import PICTURES
+from enigma import PICTURES, getDesktop
+from painting.files import Files
 from simulator import packages, view
 from simulator.feedserver import FeedServer
 from simulator.journal import Journal
@@ -111,9 +112,10 @@ class Remote(object):
         self._events = os.fdopen(events, "w")
         self._journal = Journal(self._log)
         self._box = None
-        self._width = min(PICTURES)  # of the picture
+        self._width = None  # of the picture, where one was chosen
         self._fallback = False  # the skin lacks "AllNews"
-        self._shown = None  # the last event "screen"
+        self._shown = None  # the screens as they were last told
+        self._files = Files(self._tell_file)
         self._ending = False
 
     def run(self):
@@ -152,7 +154,6 @@ class Remote(object):
         self._box.load()
         self._box.start_plugin()
         self._use_skin()
-        self._shown = None
         self._tell_receiver()
         self._box.open_news()
         self._tell_changes()
@@ -221,25 +222,39 @@ class Remote(object):
     def _use_skin(self):
         without = ["AllNews"] if self._fallback else []
         self._box.use_skin(self._width, [name for name in PLUGIN_SCREENS if name not in without])
+        self._shown = None
+        if self._box.skin_failure:
+            self._log("skin", self._box.skin_failure)
+
+    def _reopen(self):
+        self._use_skin()
+        if self._box.skin_failure:
+            raise Wrong(self._box.skin_failure)
 
     #: What a request's "do" does, and what else the request has to hold for it.
     ACTIONS = {"press": (_press, ["key"]), "open": (_open, []), "pass": (_pass, ["seconds"]),
                "model": (_change_model, ["key"]), "fault": (_fault, ["name", "on"]),
-               "size": (_change_size, ["width"]), "fallback": (_fall_back, ["on"])}
+               "size": (_change_size, ["width"]), "fallback": (_fall_back, ["on"]),
+               "reopen": (_reopen, [])}
 
     # Events.
 
     def _tell_receiver(self):
         self._send({"event": "receiver", "model": self._arguments["model"], "models": MODELS,
                     "faults": self._faults.on, "language": self._language,
-                    "width": self._width, "fallback": self._fallback})
+                    "width": getDesktop(0).pair()[0], "fallback": self._fallback})
 
     def _tell_changes(self):
-        shown = {"event": "screen", "width": self._width,
-                 "screens": map(view.describe, self._box.session.stack)}
-        if shown != self._shown:
-            self._shown = shown
-            self._send(shown)
+        screens = map(view.describe, self._box.session.stack)
+        if screens != self._shown:
+            self._shown = screens
+            # A screen that has opened another is not seen.
+            operations = self._files.named(view.operations(self._box.screen))
+            self._send({"event": "screen", "size": getDesktop(0).pair(),
+                        "screens": screens, "operations": operations})
+
+    def _tell_file(self, name, content):
+        self._send({"event": "file", "name": name, "content": content})
 
     def _tell_clock(self):
         self._send({"event": "clock", "time": self._box.loop.now / 1000.0,

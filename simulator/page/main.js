@@ -1,6 +1,6 @@
 // The page: hands the receiver's screens to the drawing, and keys and wishes to the receiver.
 
-import {drawScreen} from "./picture.js";
+import {paint, unread} from "./picture.js";
 
 const find = (id) => document.getElementById(id);
 
@@ -53,20 +53,54 @@ const EVENTS = {
 
 // The picture.
 
-function draw({width, screens}) {
-  const picture = find("screens");
-  picture.style.width = width + "px";
-  picture.style.height = width * 9 / 16 + "px";
-  picture.replaceChildren(...screens.map(drawScreen));
-  [...picture.children].slice(0, -1).forEach((below) => below.setAttribute("aria-hidden", "true"));
-  fit();
-  say(screens.at(-1));
+let newest = 0; // how many pictures there have been; one that is painted too late is left out
+
+async function draw({size: [width, height], screens, operations}) {
+  const number = ++newest;
+  const picture = await paint([width, height], operations);
+  if (number !== newest) {
+    return;
+  }
+  const canvas = find("screen");
+  Object.assign(canvas, {width, height});
+  canvas.getContext("2d").putImageData(picture, 0, 0);
+  const screen = screens.at(-1);
+  find("texts").replaceChildren(...screen ? [readable(screen)] : []);
+  say(screen);
+  if (screen && !screen.layout) {
+    tell(`The skin has no screen for ${screen.name}: nothing is seen of it.`);
+  }
+  if (unread.size) {
+    tell(`This browser cannot read ${unread.size} of the skin's files.`);
+  }
 }
 
-/** Scales the skin's pixels to the room that the page has. */
-function fit() {
-  const picture = find("screens");
-  picture.style.transform = `scale(${find("picture").clientWidth / picture.offsetWidth})`;
+/** A part of what the picture shows, as text. */
+function part(words, data) {
+  const element = document.createElement("div");
+  element.textContent = words;
+  Object.assign(element.dataset, data);
+  return element;
+}
+
+/** The texts of a screen, for those who do not see the picture. */
+function readable({name, layout, title, elements}) {
+  const screen = part("", {screen: name, layout: layout ?? "", title});
+  screen.append(...elements.map((element) => {
+    const shown = part(element.text ?? element.lines?.join("\n") ?? "", {name: element.name});
+    if (element.kind === "list") {
+      shown.setAttribute("role", "listbox");
+      shown.setAttribute("aria-label", "Rows");
+      shown.append(...element.rows.map(({text, icon}, at) => {
+        const row = part(text, icon ? {icon} : {});
+        row.setAttribute("role", "option");
+        row.setAttribute("aria-selected", at === element.index);
+        return row;
+      }));
+    }
+    return shown;
+  }));
+  return screen;
 }
 
 /** Tells screen readers what is new in the picture: the title, and the selected row. */
@@ -76,7 +110,7 @@ function say(screen) {
   find("said").textContent = screen ? `${screen.title}. ${row}` : "Television picture";
 }
 
-new ResizeObserver(fit).observe(find("picture"));
+find("reopen").addEventListener("click", () => ask({do: "reopen"}));
 find("picture-size").addEventListener("change", ({target}) => (
   ask({do: "size", width: Number(target.value)})));
 find("fallback").addEventListener("change", ({target}) => (

@@ -1,111 +1,145 @@
-// Draws the receiver's screens where it says, in the skin's own coordinates.
+// Carries out what the receiver says is painted, pixel by pixel, as simulator/host/painting/screen.py
+// describes it. Nothing is decided here: not even a letter's place.
 
-function box(className, [left, top], [width, height]) {
-  const element = document.createElement("div");
-  element.className = className;
-  element.style.cssText = `left:${left}px;top:${top}px;width:${width}px;height:${height}px`;
-  return element;
+/** Red, green, blue and opacity of "#aarrggbb", from 0 to 255. */
+function parts(colour) {
+  const [clear, red, green, blue] = colour.match(/\w\w/g).map((digits) => parseInt(digits, 16));
+  return [red, green, blue, 255 - clear];
 }
 
-function colour(element, {colour: text, background}) {
-  element.style.color = text ?? "";
-  element.style.backgroundColor = background ?? "";
+/** The four parts of a point as one number, as a Uint32Array over ImageData has them. */
+function point(four) {
+  return new Uint32Array(new Uint8ClampedArray(four).buffer)[0];
 }
 
-function drawText(className, {position, size, font, halign, valign}, text) {
-  const element = box(className, position, size);
-  element.style.fontSize = font.size + "px";
-  element.style.textAlign = halign;
-  element.style.alignContent = {top: "start", center: "center", bottom: "end"}[valign];
-  element.textContent = text;
-  return element;
+/** What draw(context) draws: its bytes, four a point, and its points, one number each. */
+function pixelsOf(width, height, draw) {
+  const canvas = new OffscreenCanvas(width, height);
+  const context = canvas.getContext("2d", {willReadFrequently: true});
+  draw(context);
+  return withPoints(context.getImageData(0, 0, width, height));
 }
 
-function drawPicture({position, size, file, icon}) {
-  const frame = box("icon", position, size);
-  if (file) {
-    const image = document.createElement("img");
-    image.src = "pictures/" + file;
-    image.alt = icon;
-    frame.append(image);
+function withPoints({data, width, height}) {
+  return {bytes: data, points: new Uint32Array(data.buffer), width, height};
+}
+
+// Files, each loaded once. Their names change with their content.
+
+const loaded = new Map(); // name: the promise of a picture's pixels, or of a font's family
+
+function load(name, loading, addressOf) {
+  if (name && !loaded.has(name)) {
+    loaded.set(name, loading(addressOf(name)).catch(() => unread.add(name) && null));
   }
-  return frame;
+  return loaded.get(name);
 }
 
-function drawList({position, size, items}) {
-  const element = box("list", position, size);
-  element.setAttribute("role", "listbox");
-  element.setAttribute("aria-label", "Rows");
-  for (const item of items) {
-    const row = box("item", item.position, item.size);
-    row.setAttribute("role", "option");
-    row.setAttribute("aria-selected", item.selected);
-    colour(row, item);
-    row.append(...item.cells.map((cell) => (
-      cell.kind === "picture" ? drawPicture(cell) : drawText("label line", cell, cell.text))));
-    element.append(row);
+/** Names of the files that this browser cannot read. */
+export const unread = new Set();
+
+async function loadFont(address) {
+  const font = new FontFace(`font${loaded.size}`, `url("${address}")`);
+  await font.load();
+  document.fonts.add(font);
+  return font.family;
+}
+
+async function loadPicture(address) {
+  const image = new Image();
+  image.src = address;
+  await image.decode();
+  return pixelsOf(image.width, image.height, (context) => context.drawImage(image, 0, 0));
+}
+
+// Letters. How much of each pixel a letter covers, in the receiver's 16 steps.
+
+const masks = new Map();
+
+function mask(family, size, outline, letter) {
+  const key = [family, size, outline, letter].join(" ");
+  if (!masks.has(key)) {
+    const margin = size + outline;
+    const {bytes, width} = pixelsOf(3 * margin, 3 * margin, (context) => {
+      context.font = `${size}px "${family}"`;
+      context.textRendering = "geometricPrecision"; // the outlines as they are, without hinting
+      context.fillStyle = context.strokeStyle = "#444"; // the grey that is least corrected
+      context.lineJoin = "round";
+      context.lineWidth = 2 * outline;
+      context.fillText(letter, margin, 2 * margin);
+      if (outline) {
+        context.strokeText(letter, margin, 2 * margin);
+      }
+    });
+    const covered = [];
+    for (let at = 0; at < width * width; at++) {
+      const step = bytes[4 * at + 3] >> 4;
+      if (step) {
+        covered.push([at % width - margin, Math.floor(at / width) - 2 * margin, step]);
+      }
+    }
+    masks.set(key, covered);
   }
-  return element;
+  return masks.get(key);
 }
 
-/** Draws which part of the whole is seen: `start` and `length` are fractions of it. */
-function drawScrollbar([start, length]) {
-  const bar = document.createElement("div");
-  bar.className = "scrollbar";
-  const thumb = document.createElement("div");
-  thumb.style.top = start * 100 + "%";
-  thumb.style.height = length * 100 + "%";
-  bar.append(thumb);
-  return bar;
-}
+const DO = {
+  fill({points, width}, {rect: [left, top, wide, high], colour}) {
+    for (let y = top; y < top + high; y++) {
+      points.fill(point(parts(colour)), y * width + left, y * width + left + wide);
+    }
+  },
 
-const DRAW = {
-  text: (element) => drawText("label", element, element.text),
-  pages: (element) => drawText("label pages", element, element.lines.join("\n")),
-  list: drawList,
+  letters({points, width}, {size, letters, y, clip, outline, colour, ground}, font) {
+    const [left, top, wide, high] = clip;
+    const [from, to] = [parts(ground), parts(colour)];
+    const steps = [...Array(16).keys()].map((step) => (
+      point(from.map((start, part) => start + Math.floor((to[part] - start) * step / 16)))));
+    for (const [letter, x] of letters) {
+      for (const [right, down, step] of mask(font, size, outline ?? 0, letter)) {
+        const column = x + right;
+        const row = y + down;
+        if (column >= left && column < left + wide && row >= top && row < top + high) {
+          points[row * width + column] = steps[step];
+        }
+      }
+    }
+  },
+
+  picture({bytes, points, width}, {rect, clip: [left, top, wide, high], mode}, source) {
+    const least = {all: 0, seen: 1, solid: 128}[mode];
+    for (let y = top; y < top + high; y++) {
+      const row = Math.floor((y - rect[1]) % rect[3] * source.height / rect[3]);
+      for (let x = left; x < left + wide; x++) {
+        const column = Math.floor((x - rect[0]) % rect[2] * source.width / rect[2]);
+        const from = row * source.width + column;
+        const to = y * width + x;
+        const alpha = source.bytes[4 * from + 3];
+        if (mode === "blend") {
+          for (let part = 0; part < 4; part++) {
+            const over = part === 3 ? 255 : source.bytes[4 * from + part];
+            bytes[4 * to + part] += (over - bytes[4 * to + part]) * alpha >> 8;
+          }
+        } else if (alpha >= least) {
+          points[to] = source.points[from];
+        }
+      }
+    }
+  },
 };
 
-function drawElement(element) {
-  const drawn = DRAW[element.kind](element);
-  if (element.name) {
-    drawn.dataset.name = element.name;
-  }
-  colour(drawn, element);
-  if (element.scrollbar) {
-    drawn.append(drawScrollbar(element.scrollbar));
-  }
-  return drawn;
-}
-
-/** A window's border with its title, around what the screen itself draws. */
-function drawFrame({position: [left, top], font}, title) {
-  const frame = document.createElement("div");
-  frame.className = "frame";
-  const text = document.createElement("div");
-  text.className = "window-title";
-  text.style.cssText = `left:${left}px;top:${top}px;font-size:${font.size}px`;
-  text.textContent = title;
-  frame.append(text);
-  return frame;
-}
-
-/** Draws one screen of the receiver, as simulator/page/PROTOCOL.md has it. */
-export function drawScreen(
-  {name, layout, title, position, size, scale, background, frame, elements}) {
-  if (!layout) {
-    const blank = document.createElement("div");
-    blank.className = "screen blank";
-    blank.textContent = "The skin has no screen for " + name + ".";
-    return blank;
-  }
-  const screen = box("screen", position.map((at) => at * scale), size);
-  screen.dataset.screen = name;
-  screen.dataset.layout = layout;
-  screen.style.backgroundColor = background;
-  screen.style.transform = `scale(${scale})`;
-  if (frame) {
-    screen.append(drawFrame(frame, title));
-  }
-  screen.append(...elements.map(drawElement));
-  return screen;
+/** Paints the operations; returns ImageData. `addressOf` tells where a file is. */
+export async function paint([width, height], operations, addressOf = (name) => "files/" + name) {
+  const files = await Promise.all(operations.map(async ({font, file}) => ({
+    font: await load(font, loadFont, addressOf),
+    file: await load(file, loadPicture, addressOf)})));
+  const picture = new ImageData(width, height);
+  const painted = withPoints(picture);
+  operations.forEach((operation, at) => {
+    const {font, file} = files[at];
+    if (font !== null && file !== null) {
+      DO[operation.do](painted, operation, font ?? file);
+    }
+  });
+  return picture;
 }

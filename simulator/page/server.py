@@ -10,8 +10,10 @@ Exit status: 0 after an interruption, 2 after one sentence that says what is wro
 """
 
 import asyncio
+import base64
 import collections
 import json
+import mimetypes
 import os
 import signal
 import sys
@@ -22,12 +24,10 @@ from simulator.options import OneSentence, lent, tcp_port
 
 PAGE = os.path.dirname(os.path.abspath(__file__))
 PROJECT = os.path.dirname(os.path.dirname(PAGE))
-#: Address on the page: directory.
-FILES = {"/pictures": os.path.join(PROJECT, "plugin", "pictures"), "/": PAGE}
 #: Names of this machine. Another site may have bound its own name to this address: its Origin and
 #: its Host agree, but neither is one of these.
 LOOPBACK = ("127.0.0.1", "localhost", "::1")
-LONGEST_LINE = 16 * 1024 * 1024  # bytes of one message
+LONGEST_LINE = 64 * 1024 * 1024  # bytes of one message
 KEPT_LOG = 500  # messages that a new page is told of
 SILENCE = 0.4  # seconds without the receiver's clock after which its GUI is blocked
 
@@ -40,6 +40,7 @@ class Receiver:
         self._asking = collections.deque()  # the pages that are owed an answer, in order
         self._last = {}  # event: the last line of it
         self._log = []
+        self._files = {}  # name: content
         self._silence = None  # the timer that ends when the receiver has been silent for too long
         self._heard_at = 0
         self._is_busy = False
@@ -55,6 +56,14 @@ class Receiver:
             stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE, limit=LONGEST_LINE,
             start_new_session=True)  # Ctrl-C is for this process
         return await self._hear()
+
+    async def file(self, request):
+        """A picture or a font that is painted with; its name changes with its content."""
+        name = request.match_info["name"]
+        if name not in self._files:
+            raise web.HTTPNotFound()
+        return web.Response(body=self._files[name], content_type=mimetypes.guess_type(name)[0],
+                            headers={"Cache-Control": "max-age=31536000, immutable"})
 
     async def hear_all(self):
         """Hand on what the receiver says until it ends; return its exit status."""
@@ -107,7 +116,11 @@ class Receiver:
         line = (await self._process.stdout.readline()).decode().rstrip("\n")
         self._heard(bool(line))
         if line:
-            event = json.loads(line).get("event")
+            message = json.loads(line)
+            event = message.get("event")
+            if event == "file":
+                self._files[message["name"]] = base64.b64decode(message["content"])
+                return True
             if event is None:
                 self._asking.popleft().put_nowait(line)
                 return True
@@ -152,8 +165,8 @@ def application(receiver):
     app = web.Application()
     app.router.add_get("/", index)
     app.router.add_get("/socket", receiver.connect)
-    for address, directory in FILES.items():
-        app.router.add_static(address, directory)
+    app.router.add_get("/files/{name}", receiver.file)
+    app.router.add_static("/", PAGE)
     return app
 
 

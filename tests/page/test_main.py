@@ -5,7 +5,8 @@ import unittest
 
 from selenium.webdriver.common.keys import Keys
 
-from tests.support.page import ViewerTest, set_size
+from simulator.page.pictures import set_size
+from tests.support.page import ViewerTest
 
 # Pairs of the page's parts that overlap.
 OVERLAPS = """
@@ -74,8 +75,8 @@ class PageTest(ViewerTest):
         for name in names:
             viewer.toggle("[name=%s]" % name)
             viewer.reload()
-            self.assertEqual([name], [box.get_attribute("name") for box in
-                                      viewer.find_all("#fault-list input:checked")])
+            viewer.wait("the box", lambda: [box.get_attribute("name") for box in viewer.find_all(
+                "#fault-list input:checked")], [name])
             viewer.toggle("[name=%s]" % name)
 
     def test_a_receiver_that_is_blocked_is_shown_to_wait_also_on_a_page_that_comes_later(self):
@@ -92,6 +93,12 @@ class PageTest(ViewerTest):
             self.assert_shows(viewer, screen="AllNews", rows=["Please wait ..."])
         viewer.wait("the end", lambda: not viewer.find("#busy").is_displayed())
         self.assertLess(4, time.time() - began)
+
+    def test_a_second_wait_does_not_start_a_second_clock(self):
+        viewer = self.start()
+        for event, clocks in (("busy", 1), ("busy", 1), ("idle", 0)):
+            viewer.receive({"event": event, "since": 1})
+            self.assertEqual(clocks, viewer.driver.execute_script("return ticking.size"))
 
     def test_the_log_is_shown_until_it_is_cleared(self):
         viewer = self.open_news()

@@ -47,13 +47,16 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
         with urllib.request.urlopen(self.server.address + path) as answer:
             return answer.read()
 
-    async def test_page_and_pictures_are_the_project_s_own_and_nothing_else_is_served(self):
-        for path, source in (("", "simulator/page/index.html"),
-                             ("main.js", "simulator/page/main.js"),
-                             ("pictures/update_info.png", "plugin/pictures/update_info.png")):
-            with open(os.path.join(PROJECT, source), "rb") as stream:
+    async def test_the_page_and_what_is_painted_with_is_served_and_nothing_else(self):
+        for path, source in (("", "index.html"), ("main.js", "main.js")):
+            with open(os.path.join(PROJECT, "simulator/page", source), "rb") as stream:
                 self.assertEqual(stream.read(), self.get(path))
-        for path in ("pictures/..%2fskin/skin.xml.in", "..%2fREADME.md"):
+        told = await self.receive(await self.connect(),
+                                  lambda message: message.get("event") == "screen")
+        files = {one["file"] for one in told[-1]["operations"] if "file" in one}
+        with open(os.path.join(PROJECT, "plugin/pictures/update_info.png"), "rb") as stream:
+            self.assertIn(stream.read(), [self.get("files/" + name) for name in files])
+        for path in ("files/other.png", "files/..%2fserver.py", "..%2fREADME.md"):
             with self.assertRaises(urllib.error.HTTPError) as caught:
                 self.get(path)
             caught.exception.close()

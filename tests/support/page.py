@@ -7,10 +7,11 @@ import tempfile
 import time
 import unittest
 
-from selenium import webdriver
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select
+
+from simulator.page.pictures import start_browser
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 SERVER = ["/usr/bin/python3", "-B", "-m", "simulator.page.server"]
@@ -19,46 +20,47 @@ PATIENCE = 15  # real seconds until the page must show what is expected
 
 # What the front screen shows, as plain data; null for the television picture.
 FRONT = """
-const front = document.querySelector("#screens > :last-child");
+const front = document.querySelector("#texts > *");
 if (!front) {
   return null;
 }
 const text = (element) => element.textContent;
 const rows = [...front.querySelectorAll("[role=option]")];
 return {
-  screen: front.dataset.screen ?? null,
-  layout: front.dataset.layout ?? null,
-  title: front.querySelector(".window-title")?.textContent ?? null,
+  screen: front.dataset.screen,
+  layout: front.dataset.layout,
+  title: front.dataset.title,
   texts: Object.fromEntries([...front.querySelectorAll("[data-name]")]
     .map((element) => [element.dataset.name, text(element)])),
   rows: rows.map(text),
-  icons: rows.map((row) => row.querySelector("img")?.alt ?? null),
+  icons: rows.map((row) => row.dataset.icon ?? null),
   selected: rows.filter((row) => row.ariaSelected === "true").map(text),
 };
 """
 
 
-def start_browser(width=1440, height=900):
-    """Start a headless Chromium whose pages are `width` by `height` pixels; return its driver."""
-    options = webdriver.ChromeOptions()
-    options.binary_location = "/usr/bin/chromium"
-    for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu",
-                     "--hide-scrollbars", "--no-first-run", "--disable-background-networking",
-                     "--disable-component-update", "--force-color-profile=srgb",
-                     # The page needs no network but loopback.
-                     "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1"):
-        options.add_argument(argument)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    service = webdriver.chrome.service.Service("/usr/bin/chromedriver", log_path=os.devnull)
-    driver = webdriver.Chrome(service=service, options=options)
-    set_size(driver, width, height)
-    return driver
-
-
-def set_size(driver, width, height):
-    """Make the page `width` by `height` pixels."""
-    driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride", {
-        "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+# Lets tests speak as the receiver does, and see how many clocks tick.
+WATCHED = """
+window.WebSocket = class extends WebSocket {
+  constructor(...about) {
+    super(...about);
+    window.socket = this;
+  }
+};
+window.ticking = new Set();
+{
+  const {setInterval, clearInterval} = window;
+  window.setInterval = (...about) => {
+    const clock = setInterval(...about);
+    ticking.add(clock);
+    return clock;
+  };
+  window.clearInterval = (clock) => {
+    ticking.delete(clock);
+    clearInterval(clock);
+  };
+}
+"""
 
 
 class Server(object):
@@ -102,7 +104,7 @@ class Viewer(object):
         """Open the page, anew where it is open, and wait until it has heard from the receiver."""
         self.driver.get(self.server.address)
         self.wait("the model", lambda: self.find("#model").get_attribute("value"))
-        self.wait("the picture", lambda: self.find("#screens").get_attribute("style"))
+        self.wait("the picture", lambda: self.find("#said").get_attribute("textContent"))
 
     def press(self, *keys):
         """Click keys of the remote control, one after the other."""
@@ -131,6 +133,14 @@ class Viewer(object):
     def toggle(self, selector):
         self.find(selector).click()
 
+    def receive(self, *events):
+        """Have the page hear these events at once, as from the receiver."""
+        self.driver.execute_script("""
+            for (const event of arguments) {
+              const data = JSON.stringify(event);
+              socket.dispatchEvent(new MessageEvent("message", {data}));
+            }""", *events)
+
     # Looking.
 
     def find(self, selector):
@@ -145,8 +155,7 @@ class Viewer(object):
 
     def picture_width(self):
         """How wide the picture is, in the skin's pixels."""
-        return self.driver.execute_script(
-            "return document.getElementById('screens').offsetWidth")
+        return int(self.find("#screen").get_attribute("width"))
 
     def rows(self):
         """The texts of the list in front."""
@@ -181,6 +190,7 @@ class ViewerTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.driver = start_browser()
+        cls.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": WATCHED})
         cls.addClassCleanup(cls.driver.quit)
 
     def start(self, *options):

@@ -1,0 +1,104 @@
+"""Prints what paints the screens of the recorded pictures, as simulator.page.pictures reads it.
+
+Usage, in the sandbox: python2.7 -O tests/support/painted.py SKIN_FOLDER
+"""
+
+import json
+import os
+import sys
+
+sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+
+from simulator import SAMPLE_FEED, packages, view  # noqa: E402
+from simulator.feedserver import FeedServer  # noqa: E402
+from simulator.receiver import Receiver  # noqa: E402
+
+from Components.Label import Label  # noqa: E402
+from Components.ScrollLabel import ScrollLabel  # noqa: E402
+from Components.Sources.List import List  # noqa: E402
+from Components.Sources.StaticText import StaticText  # noqa: E402
+from Screens.Screen import Screen  # noqa: E402
+from Tools.LoadPixmap import LoadPixmap  # noqa: E402
+from painting.files import Files  # noqa: E402
+
+HEADER = "Zirk 3.1.0 (Vu+ Duo2)\n"
+ROW = ("Row %d: a title that is longer than the list is wide, so that it must be cut at the edge "
+       "of its entry, somewhere here or there")
+ITEM = """* Item %d of a long entry
+    - Its first line says what has changed, in more words than one line of a narrow text \
+has room for
+    - Its second line is short
+
+"""
+NARROW = """* Tuner drivers
+    - A longer description of what has changed, which takes more than one line of a narrow screen.
+
+* Kernel"""
+
+
+class Probe(Screen):
+    """A screen that shows what its layout is made to try."""
+
+    def __init__(self, session, layout, rows):
+        Screen.__init__(self, session)
+        self.skinName = layout
+        self.title = "News about ZIRK"
+        self["header"], self["status"] = Label(HEADER), Label("12 news")
+        self["update"], self["title"] = ScrollLabel(NARROW), StaticText(self.title)
+        self["menu"] = List(rows)
+
+
+def screens(box):
+    """Bring one screen after the other to the front; yield the name of its picture."""
+    box.open_news()
+    box.pass_time(0.1)
+    menu = box.screen["menu"]
+    for number in (0, 9):
+        menu.setIndex(number)
+        yield "AllNews_sample_%d" % number
+    menu.setIndex(0)
+    header = HEADER + box.rows()[0]
+    for text, pages in ((None, [0]), ("".join(ITEM % number for number in range(1, 13)), [1, 3])):
+        box.press("ok")
+        box.screen["header"].setText(header)
+        if text:
+            box.screen["update"].setText(text)
+        for page in range(pages[-1] + 1):
+            if page in pages:
+                yield "ZirkUpdateInfo_%s_%d" % ("long" if text else "short", page)
+            box.screen["update"].pageDown()
+        box.press("cancel")
+    sample = menu.list
+    icons = [LoadPixmap("%s/pictures/update_%s.png" % (box.plugin_path, kind))
+             for kind in ("urgent", "normal", "info")]
+    menu.list = [("key", ROW % number, icons[number % 3]) for number in range(20)]
+    menu.setIndex(12)
+    yield "AllNews_rows_12"
+    for layout, numbers in (("ProbeText", [None]), ("ProbePictures", [None]),
+                            ("ProbeList", [3, 11])):
+        box.loop.call(box.session.open, Probe, layout, sample)
+        for number in numbers:
+            if number is not None:
+                box.screen["menu"].setIndex(number)
+            yield layout if number is None else "%s_sample_%d" % (layout, number)
+        box.session.close(box.screen)
+        box.loop.run_due()
+
+
+def main(folder):
+    """Print the lists."""
+    packages.install_initial_state()
+    server = FeedServer(SAMPLE_FEED).start()
+    painted = {"files": {}, "pictures": {}}
+    files = Files(painted["files"].__setitem__)
+    box = Receiver(feed_url=server.url, skin={"directory": folder})
+    for name in screens(box):
+        painted["pictures"][name] = {"size": [1280, 720],
+                                     "operations": files.named(view.operations(box.screen))}
+    box.close()
+    server.stop()
+    json.dump(painted, sys.stdout)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
