@@ -4,7 +4,8 @@ import contextlib
 import os
 import sys
 
-from tests.support.page import Viewer, start_browser
+from simulator.page.pictures import start_browser
+from tests.support.page import Viewer
 
 SIZE = (1200, 840)  # of the page, in pixels
 
