@@ -16,6 +16,7 @@ from tests.support.receiver import (
     BLUE, LISTING, WAIT, ReceiverTest, configure, document, entry)
 from tests.support.sampling import ONE_IN
 
+import painting.text
 from Screens.MessageBox import MessageBox
 
 CHECKS, OPENINGS = (365 * 24, 10000) if ONE_IN == 1 else (120, 200)
@@ -60,6 +61,7 @@ class Soak(ReceiverTest):
     def sample(self):
         descriptors()  # waits until the feed is at rest
         urlparse.clear_cache()
+        painting.text.forget()
         gc.collect()
         return Sample(memory() // 1024, len(gc.get_objects()), len(self.box.timers()))
 
@@ -137,4 +139,4 @@ class Soak(ReceiverTest):
             self.box.press("cancel")
         self.assertFalse(self.box.running)
         self.assertFiles(absent=[LISTING])
-        del self.box.errors[:], self.box.commands[:], self.feed.requests[:]
+        del self.box.errors[:], self.box.commands[:], self.feed.requests[:], self.feed.exchanges[:]

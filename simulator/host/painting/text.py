@@ -30,12 +30,17 @@ def lines_of(found, text, width=None):
     key = tuple(found), text, width
     if key not in _broken:
         if sum(len(other) for _, other, _ in _broken) > _KEPT:
-            _broken.clear()
+            forget()
         _broken[key] = _break(found, text, width)
     return _broken[key]
 
 
 _broken = {}  # what lines_of() has found: the same texts are painted again and again
+
+
+def forget():
+    """Keep no lines."""
+    _broken.clear()
 
 
 def _break(found, text, width):
