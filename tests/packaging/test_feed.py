@@ -20,13 +20,14 @@ Version: %(version)s
 """
 
 
-def archive_of(contents):
-    """Return a gzipped tar archive (a byte string) of name to content."""
+def archive_of(contents, time=0):
+    """Return a gzipped tar archive (a byte string) of name to content, made at a time."""
     target = io.BytesIO()
     with tarfile.open(fileobj=target, mode="w:gz") as archive:
         for name, content in sorted(contents.items()):
             info = tarfile.TarInfo(name)
             info.size = len(content)
+            info.mtime = time
             archive.addfile(info, io.BytesIO(content))
     return target.getvalue()
 
@@ -63,11 +64,13 @@ class FeedTest(unittest.TestCase):
         with open(os.path.join(self.feed, *names), "rb") as stream:
             return stream.read()
 
-    def publish(self, status=0, **contents):
+    def publish(self, status=0, sign=None, **contents):
         """Run the script for packages of these names; return what it says on standard error."""
         for name, content in contents.items():
             write("%s/%s.ipk" % (self.packages, name), content)
-        result = run("packaging/feed", self.packages, self.feed)
+        options = [] if sign is None else ["--sign", sign]
+        result = run("packaging/feed", *options + [self.packages, self.feed],
+                     GNUPGHOME=self.work + "/gpg")
         self.assertEqual(status, result.status, result)
         return result.stderr
 
@@ -130,6 +133,23 @@ class FeedTest(unittest.TestCase):
         write(self.feed + "/zirknews.xml", "<news/>")
         self.assertEqual("", self.publish())
         self.assertEqual("<news/>", self.get("zirknews.xml"))
+
+    def test_each_index_is_signed_by_the_key_and_a_changed_byte_is_noticed(self):
+        os.mkdir(self.work + "/gpg", 0o700)
+        self.addCleanup(run, "gpgconf", "--homedir", self.work + "/gpg", "--kill", "all")
+        gpg = ["gpg", "--homedir", self.work + "/gpg", "--batch", "--passphrase", ""]
+        run(*gpg + ["--quick-gen-key", "The feed", "ed25519"])
+        self.assertIn("no secret key 'Nobody'", self.publish(2, sign="Nobody", a=package("a")))
+        self.publish(sign="The feed", m=package("m", architecture="mips32el"))
+        for place in ("all", "mips32el"):
+            self.assertTrue(self.get(place, "Packages.asc").startswith("-----BEGIN PGP SIGNATURE"))
+            verify = gpg + ["--verify"] + ["%s/%s/Packages%s" % (self.feed, place, kind)
+                                           for kind in (".asc", "")]
+            self.assertIn('Good signature from "The feed"', run(*verify).stderr)
+            write(verify[-1], self.get(place, "Packages") + "\n")
+            self.assertIn('BAD signature from "The feed"', run(*verify).stderr)
+        self.publish()
+        self.assertFalse(os.path.exists(self.feed + "/all/Packages.asc"))
 
     def test_the_receivers_package_manager_reads_the_feed(self):
         self.publish(a=package("enigma2-skin-blue", "3.5-r0"),
