@@ -1,23 +1,28 @@
 # -*- coding: utf-8 -*-
-"""python2.7 -O -m simulator.check: what receivers show of a feed, and what is wrong with it.
+"""python2.7 -O -m simulator.check: what receivers show of a feed's documents, for tools/feed_check.
 
-It runs the module over the feed, once for each model: the rows are the news browser's own. The
-problems come from reading the documents (feed_problems.py), and from the module where it fails at
-something that reading does not tell. docs/feed.md tells publishers how to use it.
+It runs the module over a folder with them, once for each model: the rows are the news browser's
+own. The problems come from reading the documents (feed_problems.py), and from the module where it
+fails at something that reading does not tell. An all-feed.conf in the folder is checked as well.
 
-Exit status: 0; 1 when there are errors; 2 when it could not run. Warnings alone give 0: texts that
-are not ASCII, which are right on the receiver image, would else fail most feeds.
+Standard output is JSON: "outcomes" has model, rows (pairs of icon and text), message and restart of
+each model; "top20" pairs of a category and its rows; "problems" has file, line, severity and text;
+"records" pairs of a line of the statistics and the package that it names.
+
+Exit status: 0; 2 after one sentence when it could not run.
 """
 from __future__ import print_function
 
 import collections
+import json
 import os
+import resource
 import sys
 
 from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from simulator import feed_problems
-from simulator.feed_problems import ERROR, NEWS, STATISTICS, WARNING, Problem
+from simulator.feed_problems import CONFIGURATION, ERROR, NEWS, STATISTICS, Problem
 from simulator.feedserver import FeedServer
 from simulator.models import MODELS
 from simulator.opkg import database
@@ -29,19 +34,22 @@ from simulator.receiver import Receiver
 #: restart; both a byte string or None.
 Outcome = collections.namedtuple("Outcome", "rows message restart")
 
+#: The memory, in bytes, that a document may make this process take: more than receivers have.
+MEMORY = 512 << 20
+
 
 class Feed(object):
-    """A feed that is served to simulated receivers, while a with statement lasts.
+    """A folder with a feed's documents that is served to simulated receivers, while a with
+    statement lasts.
 
-    directory: its path, a byte string. Raises IOError where a file of it can't be read.
+    directory: its path, a byte string.
     """
 
     def __init__(self, directory):
-        self._contents = [(name, _read(os.path.join(directory, name)))
+        self._contents = [(name, database.read(os.path.join(directory, name)))
                           for name in (NEWS, STATISTICS)]
-        if all(content is None for _, content in self._contents):
-            raise IOError("the folder '%s' has neither %s nor %s; name that of the feed"
-                          % (directory, NEWS, STATISTICS))
+        self._configuration = database.read(os.path.join(directory, CONFIGURATION))
+        self._is_unbearable = feed_problems.is_unbearable(self._contents[0][1] or "")
         self._server = FeedServer(directory)
 
     def __enter__(self):
@@ -53,6 +61,8 @@ class Feed(object):
 
     def news(self, model):
         """Return the Outcome of opening the news browser, and then every entry, on a model."""
+        if self._is_unbearable:
+            return Outcome((), None, "MemoryError, or they stand still for minutes")
         with self._receiver(model) as box:
             box.open_news()
             box.pass_time(0.1)
@@ -83,6 +93,9 @@ class Feed(object):
     def problems(self, outcomes):
         """Return the feed's Problems, after the Outcomes of models."""
         problems = []
+        if self._configuration is not None:
+            problems += feed_problems.configuration_problems(
+                self._configuration, self._address_made())
         for name, content in self._contents:
             if content is None:
                 problems.append(feed_problems.missing(name))
@@ -95,20 +108,19 @@ class Feed(object):
                 problems.append(_unforeseen(restart))
         return problems
 
+    def records(self):
+        """Return pairs of a line of the statistics and the package that it names."""
+        return feed_problems.records(dict(self._contents)[STATISTICS] or "")
+
+    def _address_made(self):
+        """Return the address of the news that the module makes of the configuration."""
+        with self._receiver(MODELS[0]) as box:
+            database.write("/etc/opkg/" + CONFIGURATION, self._configuration)
+            return box.module.newsURL()
+
     def _receiver(self, model):
         return Receiver(model=model, feed_url=self._server.url, raise_errors=False,
                         encoding=feed_problems.ENCODINGS[0][0])
-
-
-def _read(path):
-    """Return a file's content, None when there is no such file."""
-    if os.path.islink(path) and not os.path.exists(path):
-        raise IOError("%s is a link that leads out of the folder; put the file itself there" % path)
-    try:
-        return database.read(path)
-    except IOError as e:
-        raise IOError("%s can't be read (%s); make it a file that everyone may read"
-                      % (path, e.strerror))
 
 
 def _last_line(traceback):
@@ -123,71 +135,42 @@ def _unforeseen(restart):
                    % (restart.decode("utf-8", "replace"), remedy), True)
 
 
-# What is printed.
-
 def report(feed, models):
-    """Print what the models show of a Feed, and its problems; return the exit status."""
+    """Return all that there is to say about a Feed, as main() prints it."""
     outcomes = [feed.news(model) for model in models]
-    for outcome in sorted(set(outcomes), key=outcomes.index):
-        print_outcome([model for model, its in zip(models, outcomes) if its == outcome], outcome)
-    for category, rows in feed.top20(models[0]):
-        print("Top 20, %s:" % category)
-        for row in rows:
-            print("  %s" % visible(row))
-        print()
-    problems = feed.problems(outcomes)
-    for problem in problems:
-        print(visible(unicode(problem).encode("utf-8")))
-    if problems:
-        print()
-    errors = len([problem for problem in problems if problem.severity == ERROR])
-    print("%s and %s on %s." % (count(errors, ERROR).capitalize(),
-                                count(len(problems) - errors, WARNING),
-                                count(len(models), "model")))
-    return 1 if errors else 0
+    return {
+        "outcomes": [dict(outcome._asdict(), model=model)
+                     for model, outcome in zip(models, outcomes)],
+        "top20": feed.top20(models[0]),
+        "problems": [problem._asdict() for problem in feed.problems(outcomes)],
+        "records": feed.records(),
+    }
 
 
-def print_outcome(models, outcome):
-    """Print the Outcome that these models have in common."""
-    print("News on %s:" % ", ".join(models))
-    for kind, text in outcome.rows:
-        print("  %-8s%s" % (kind, visible(text)))
-    if outcome.message is not None:
-        print("  nothing but the message \"%s\"" % outcome.message)
-    elif outcome.restart is not None:
-        print("  the menus restart (%s)" % outcome.restart)
-    elif not outcome.rows:
-        print("  an empty list")
-    print()
-
-
-def visible(text):
-    """Return a text with its line breaks and other control characters made visible."""
-    return "".join(character if character >= " " and character != "\x7f"
-                   else character.encode("string_escape") for character in text)
-
-
-def count(number, noun):
-    """Return "1 error", "2 errors" and the like."""
-    return "%s %s%s" % (number or "no", noun, "" if number == 1 else "s")
+def _unicode(value):
+    """Return a value with the byte strings in it decoded, whatever they hold."""
+    if isinstance(value, str):
+        return value.decode("utf-8", "replace")
+    if isinstance(value, dict):
+        return dict((name, _unicode(inner)) for name, inner in value.items())
+    if isinstance(value, (tuple, list)):
+        return [_unicode(inner) for inner in value]
+    return value
 
 
 def main(arguments):
-    """Run as `arguments` say; return the exit status: 0, 1 or 2."""
-    parser = OneSentence(
-        prog="check", usage="./run --check DIR [--model KEY|all]",
-        description="Check a feed before it goes out: what receivers show, and what is wrong.",
-        epilog="Exit status: 0, also with warnings; 1 with errors; 2 when it could not run.")
-    parser.add_argument("feed", metavar="DIR",
-                        help="a folder with %s and %s" % (NEWS, STATISTICS))
-    parser.add_argument("--model", default="all", metavar="KEY",
-                        help="show the rows of this receiver model alone: all (the default), "
-                             + ", ".join(MODELS))
+    """Run as `arguments` say; return the exit status: 0 or 2."""
+    parser = OneSentence(prog="check")
+    parser.add_argument("feed", metavar="DIR")
+    parser.add_argument("--model", default="all")
     options = parser.parse_args(arguments)
     check_model_and_feed(parser, options, MODELS + ("all",))
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY, resource.getrlimit(resource.RLIMIT_AS)[1]))
     try:
         with Feed(options.feed) as feed:
-            return report(feed, MODELS if options.model == "all" else (options.model,))
+            found = report(feed, MODELS if options.model == "all" else (options.model,))
+        print(json.dumps(_unicode(found)))
+        return 0
     except (IOError, RuntimeError) as e:
         print("check: %s." % str(e).rstrip("."), file=sys.stderr)
         return 2

@@ -1,5 +1,5 @@
 # -*- coding: utf-8 -*-
-"""What is wrong with the two documents of a feed, as far as reading them tells.
+"""What is wrong with the documents of a feed and its configuration, as far as reading them tells.
 
 docs/feed.md describes the documents. Nothing here runs the module; simulator/check.py does both.
 
@@ -17,9 +17,19 @@ from simulator.models import MODELS
 
 NEWS = "zirknews.xml"
 STATISTICS = "zirkdlstat.txt"
+CONFIGURATION = "all-feed.conf"
 
 KINDS = ("normal", "info", "urgent")
 SECTIONS = ("EXTENSIONS", "SYSTEMPLUGINS", "SKINS")
+#: What stands before the names of a section, in the names of the packages.
+PREFIXES = dict((section, "enigma2-plugin-%s-" % section.lower().replace("skins", "skin"))
+                for section in SECTIONS)
+
+#: Characters of a news document, its entities expanded, from which on it takes more than a second.
+#: On a desk it takes 51 ns for each; the slowest receivers are some fifty times slower.
+LONGEST_NEWS = 400000
+#: The same, from which on it is not even tried: the time grows as the square of a text's length.
+UNBEARABLE_NEWS = 4000000
 
 ERROR, WARNING = "error", "warning"
 
@@ -41,7 +51,7 @@ ATTRIBUTES = ("type", "require")
 class Problem(collections.namedtuple("Problem", "file line severity text restarts")):
     """One thing that is wrong.
 
-    file: NEWS or STATISTICS. line: its number from 1, None for the whole file.
+    file: NEWS, STATISTICS or CONFIGURATION. line: its number from 1, None for the whole file.
     severity: ERROR or WARNING. text: one Unicode sentence that ends in the remedy.
     restarts: whether receivers restart their menus at it.
     """
@@ -84,8 +94,13 @@ def news_problems(content):
     than for not being well-formed, by its encoding for instance, gives none: run it to see.
     """
     problems = _Problems(NEWS)
+    if is_unbearable(content):
+        problems.error(None, u"With its entities expanded, the document is so long that receivers' "
+                             u"menus stand still for minutes, or restart when memory is exhausted: "
+                             u"leave out what is long, and the entities.", restarts=True)
+        return problems
     try:
-        elements = _read(content)
+        elements, length = _read(content)
     except xml.parsers.expat.ExpatError as e:
         problems.error(e.lineno, u"The document is not well-formed (%s), and receivers say that it "
                        u"can not be analyzed: correct it at or before column %d of this line."
@@ -93,12 +108,44 @@ def news_problems(content):
         return problems
     except Exception:  # codecs and the builder raise all kinds; so they do on receivers
         return problems
+    if length > LONGEST_NEWS:
+        problems.warning(None, u"The document comes to %d characters with its entities expanded, "
+                               u"and the menus of slow receivers stand still for more than a "
+                               u"second: take old entries out." % length)
     if not any(element.name == "update" for element in elements):
         problems.warning(None, u"There is no <update>, and the news browser shows an empty list: "
                                u"write one for each entry.")
     for element in elements:
         element.check(problems)
     return sorted(problems, key=lambda problem: problem.line)
+
+
+class _Unbearable(Exception):
+    pass
+
+
+def is_unbearable(content):
+    """Tell whether a news document is longer than UNBEARABLE_NEWS, or than the memory."""
+    lengths = collections.Counter()
+
+    def add(text):
+        lengths["all"] += len(text)
+        if lengths["all"] > UNBEARABLE_NEWS:
+            raise _Unbearable
+
+    parser = xml.parsers.expat.ParserCreate()
+    parser.buffer_text = True
+    parser.CharacterDataHandler = add
+    parser.StartElementHandler = lambda _, attributes: add("".join(attributes.values()))
+    try:
+        parser.Parse(content, True)
+    except xml.parsers.expat.ExpatError as e:
+        return xml.parsers.expat.ErrorString(e.code) == "out of memory"
+    except (_Unbearable, MemoryError):
+        return True
+    except Exception:  # an encoding that the parser does not know, say
+        return False
+    return False
 
 
 class _LineBuilder(xml.dom.expatbuilder.ExpatBuilderNS):
@@ -110,8 +157,11 @@ class _LineBuilder(xml.dom.expatbuilder.ExpatBuilderNS):
 
 
 def _read(content):
-    """Return the document's elements that matter, as _Elements in document order."""
+    """Return the document's elements that matter, as _Elements in document order, and its length
+    with entities expanded.
+    """
     document = _LineBuilder().parseString(content)
+    length = 0
     elements = []
     numbers = collections.Counter()
     # Not recursive: how deep a document may be is for the module to say.
@@ -126,7 +176,9 @@ def _read(content):
             around += (element,)
         waiting += [(child, around) for child in reversed(node.childNodes)
                     if child.nodeType == child.ELEMENT_NODE]
-    return elements
+        length += sum(len(value) for _, value in node.attributes.items())
+        length += sum(len(child.nodeValue or "") for child in node.childNodes)
+    return elements, max(length, len(content))
 
 
 class _Element(object):
@@ -349,6 +401,56 @@ def _check_record(problems, number, shown, name, count):
         problems.error(number, u"The name in \"%s\" contains \"_install\", which receivers remove "
                                u"from it, so that they ask for another package: rename the package."
                        % shown)
-    if not count.strip():
+    if count.strip() and not count.strip().isdigit():
+        problems.warning(number, u"The count in \"%s\" is no number, and is shown as it stands: "
+                                 u"write a number." % shown)
+    elif not count.strip():
         problems.warning(number, u"The count in \"%s\" is empty, and the row reads \"()\": write "
                                  u"a number." % shown)
+
+
+def records(content):
+    """Return pairs of a line and the package that it names, for the statistics (a byte string)."""
+    found = []
+    prefix = None
+    for number, line in enumerate(content.split("\n"), 1):
+        if line in SECTIONS:
+            prefix = PREFIXES[line]
+        elif prefix and re.match(r"[\w+.-]+;", line):  # other names are problems of their own
+            found.append((number, prefix + line.split(";")[0]))
+    return found
+
+
+# The configuration.
+
+def configuration_problems(content, made):
+    """Return the Problems of the receivers' all-feed.conf (a byte string).
+
+    made: the address of the news that the module makes of it.
+    """
+    problems = _Problems(CONFIGURATION)
+    line, end, _ = content.partition("\n")
+    words = line.split()
+    if len(words) != 3 or words[0] != "src/gz":
+        problems.error(1, u"The first line is no feed, but receivers take it for the one whose "
+                          u"news they show: begin with \"src/gz Zirk-all ADDRESS/all\".")
+        return problems
+    if line.endswith("\r"):
+        problems.error(1, u"The line ends with a carriage return, and opkg ignores the feed: end "
+                          u"it with a line feed alone.")
+    meant = re.sub("/all/*$", "/", words[2]) + NEWS
+    if made != meant:
+        stripped = (line + end).strip("src/gz Zirk-all ")
+        remedy = (u"name the feed Zirk-all" if words[1] != "Zirk-all" else
+                  u"end the line with a line feed" if not end else
+                  u"let the address end in /all, without a slash"
+                  if not words[2].endswith("/all") else
+                  u"keep \"all\" out of the names of hosts and folders")
+        problems.error(1, u"The news are looked for in the wrong place; stripping the line leaves "
+                          u"\"%s\", replacing each \"all\" makes \"%s\" of it, and \"%s\" is "
+                          u"meant: %s." % (_shown(stripped), _shown(made), _shown(meant), remedy))
+    return problems
+
+
+def _shown(text):
+    return text.strip().decode("utf-8", "replace")

@@ -1,9 +1,11 @@
 # -*- coding: utf-8 -*-
-"""The publisher's check of a feed: what it shows of one, and each thing that it finds wrong."""
+"""What receivers show of a feed's documents, and each thing that is found wrong with these."""
 
+import json
 import os
 import random
 import re
+import resource
 import shutil
 import sys
 import tempfile
@@ -12,7 +14,6 @@ from cStringIO import StringIO
 
 from simulator import check, feed_problems
 from simulator.feedserver import FeedServer
-from simulator.models import MODELS
 from simulator.receiver import Receiver
 from tests.support import documents
 
@@ -20,8 +21,6 @@ NEWS = ("<news><update type='urgent'><title>Update now</title></update>"
         "<update><title>Release 3.1</title></update>"
         "<update type='info'><title>Meeting</title></update></news>")
 STATISTICS = "EXTENSIONS\nfoo;12\nSYSTEMPLUGINS\nbar;7\nSKINS\nclear-hd;3\n"
-
-PROBLEM = re.compile(r"(zirknews\.xml|zirkdlstat\.txt)(?::(\d+))?: (error|warning): (.*)")
 
 
 def update(content, attributes=""):
@@ -49,16 +48,19 @@ class CheckTest(unittest.TestCase):
     def check(self, *options, **files):
         """Run the check of a sound feed, changed: news and statistics, None for no such file.
 
-        Keeps its exit status, standard output and error in self.status, self.output, self.words,
-        and the problems, tuples (place, severity, sentence), in self.problems.
+        Keeps its exit status, standard output and error in self.status, self.output, self.words;
+        of the output what is shown, as lines, in self.shown, and the problems, tuples (place,
+        severity, sentence), in self.problems.
         """
         for name, content in (("zirknews.xml", files.get("news", NEWS)),
-                              ("zirkdlstat.txt", files.get("statistics", STATISTICS))):
+                              ("zirkdlstat.txt", files.get("statistics", STATISTICS)),
+                              ("all-feed.conf", files.get("configuration"))):
             if content is not None:
                 with open(os.path.join(self.directory, name), "wb") as stream:
                     stream.write(content)
         streams = sys.stdout, sys.stderr
         sys.stdout, sys.stderr = StringIO(), StringIO()
+        limit = resource.getrlimit(resource.RLIMIT_AS)
         try:
             self.status = check.main((self.directory,) + options)
         except SystemExit as e:
@@ -66,10 +68,16 @@ class CheckTest(unittest.TestCase):
         finally:
             self.output, self.words = sys.stdout.getvalue(), sys.stderr.getvalue()
             sys.stdout, sys.stderr = streams
+            resource.setrlimit(resource.RLIMIT_AS, limit)
+        found = json.loads(self.output or "{}")
+        self.shown = [" ".join(row) for outcome in found.get("outcomes", ()) for row in
+                      [[outcome["message"] or outcome["restart"] or ""]] + outcome["rows"]]
+        self.shown += [row for _, rows in found.get("top20", ()) for row in rows]
         self.problems = []
-        for name, line, severity, sentence in PROBLEM.findall(self.output):
-            self.problems.append((name + (":" + line if line else ""), severity, sentence))
-            self.assertRegexpMatches(sentence, r"\A[^:].*: [a-z].*[^.]\.\Z")
+        for problem in found.get("problems", ()):
+            place = problem["file"] + (":%d" % problem["line"] if problem["line"] else "")
+            self.problems.append((place, problem["severity"], problem["text"]))
+            self.assertRegexpMatches(problem["text"], r"\A[^:].*: [a-z].*[^.]\.\Z")
 
     def problem(self, place, severity, *words, **files):
         """Check a feed that has one problem, with these words in its sentence, on one model.
@@ -78,74 +86,18 @@ class CheckTest(unittest.TestCase):
         """
         shown = files.pop("shown", "")
         self.check("--model", "duo2", **files)
+        self.assertEqual((self.status, self.words), (0, ""))
         self.assertEqual([problem[:2] for problem in self.problems],
                          [("zirknews.xml:%d" % place if isinstance(place, int) else place,
                            severity)], self.output)
         for word in words:
-            self.assertIn(word, self.problems[0][2])
-        self.assertIn(shown, self.output)
-        self.assertEqual(self.status, 1 if severity == "error" else 0)
-        self.assertTrue(self.output.endswith(
-            "\n1 error and no warnings on 1 model.\n" if severity == "error" else
-            "\nNo errors and 1 warning on 1 model.\n"), self.output)
+            self.assertIn(word.decode("utf-8"), self.problems[0][2])
+        self.assertTrue([text for text in self.shown if text.startswith(shown.decode("utf-8"))],
+                        (shown, self.shown))
 
     def none(self, **files):
         self.check("--model", "duo2", **files)
         self.assertEqual((self.problems, self.status), ([], 0))
-
-
-class OutputTest(CheckTest):
-
-    def test_a_sound_feed_has_rows_and_no_problems(self):
-        self.check()
-        self.assertEqual((self.status, self.words), (0, ""))
-        self.assertEqual(self.output, """\
-News on %s:
-  urgent  Update now
-  normal  Release 3.1
-  info    Meeting
-
-Top 20, Extensions:
-  Foo   (12) - Install
-
-Top 20, Systemplugins:
-  Bar   (7) - Install
-
-Top 20, Skins:
-  Clear-Hd   (3) - Install
-
-No errors and no warnings on 15 models.
-""" % ", ".join(MODELS))
-
-    def test_models_that_show_the_same_are_named_together(self):
-        self.check(news="<n><update require='duo2,solo'><title>Two</title></update>"
-                        "<update require='zero' type='info'><title>Z</title></update>"
-                        "<update require='uno,duo'/><update require='solo,duo2,zero,uno,duo'>"
-                        "<title>All</title></update></n>")
-        others = [model for model in MODELS
-                  if model not in ("solo", "duo2", "zero", "uno", "duo")]
-        self.assertEqual(self.output.split("\n\n")[:4], [
-            "News on duo, uno:\n  the menus restart (IndexError: list index out of range)",
-            "News on solo, duo2:\n  normal  Two\n  normal  All",
-            "News on %s:\n  an empty list" % ", ".join(others),
-            "News on zero:\n  info    Z\n  normal  All"])
-        self.assertEqual(self.status, 1)
-
-    def test_control_characters_of_texts_are_written_out(self):
-        self.check("--model", "duo2", news=update("<title>One&#10;two&#9;&#13;</title>",
-                                                  " type='a&#10;b'"))
-        self.assertIn("  normal  One\\ntwo\\t\\r\n", self.output)
-        self.assertIn('"a\\nb"', self.problems[0][2])
-
-    def test_problems_stand_by_file_and_line(self):
-        self.check(news="<news>\n<update type='x'>\n<item require=''/></update></news>",
-                   statistics="foo;1\nfoo\nSKINS\nbar;1\n")
-        self.assertEqual([problem[:2] for problem in self.problems], [
-            ("zirknews.xml:2", "error"), ("zirknews.xml:2", "error"),
-            ("zirknews.xml:3", "error"), ("zirknews.xml:3", "warning"),
-            ("zirkdlstat.txt:1", "error"), ("zirkdlstat.txt:2", "error")])
-        self.assertTrue(self.output.endswith("\n5 errors and 1 warning on 15 models.\n"))
-        self.assertEqual(self.status, 1)
 
 
 class NewsTest(CheckTest):
@@ -169,7 +121,7 @@ class NewsTest(CheckTest):
                  item("<itemtext>a</itemtext><description><b>a</b></description>"),
                  "AttributeError")]:
             self.problem(line, "error", words, "restart", news=news,
-                         shown="  the menus restart (" + error)
+                         shown=error)
 
     def test_texts_that_are_not_shown_as_they_stand(self):
         for text, severity, words in [
@@ -250,12 +202,12 @@ class NewsTest(CheckTest):
         feed_problems.ENCODINGS = [("ascii", "error")]
         for line, words, _, news in texts:
             self.problem(line, "error", words, "restart", news=news,
-                         shown="  the menus restart (UnicodeEncodeError")
+                         shown="UnicodeEncodeError")
 
     def test_documents_that_are_not_well_formed(self):
         self.problem(3, "error", "not well-formed (mismatched tag)", "column",
-                     news="<news>\n<update>\n</news>", shown='  nothing but the message "The news '
-                     'file can not be analyzed, please be patient and try again later"\n')
+                     news="<news>\n<update>\n</news>", shown="The news file can not be "
+                     "analyzed, please be patient and try again later")
         for content in ("", "Nothing here", "<html><br></html>", "<n>\xfc</n>"):
             self.check("--model", "duo2", news=content)
             self.assertEqual([problem[1] for problem in self.problems], ["error"])
@@ -268,20 +220,20 @@ class NewsTest(CheckTest):
                 ("ValueError", "save it as UTF-8", xml % "shift_jis"),
                 ("RuntimeError", "less deeply", NEWS.replace("</news>", deep + "</news>"))]:
             self.problem("zirknews.xml", "error", error, remedy, news=news,
-                         shown="  the menus restart (" + error)
+                         shown=error)
         self.check("--model", "duo2",
                    news=NEWS.replace("</news>", "<title>%s</title></news>" % (deep * 3)))
-        self.assertEqual(self.status, 1)
+        self.assertIn("error", [problem[1] for problem in self.problems])
 
     def test_other_encodings_are_read_as_receivers_read_them(self):
         text = u"<?xml version='1.0' encoding='%s'?><n>\n<update><title>f\xfcr</title></update></n>"
         for name in ("iso-8859-1", "utf-16"):
             self.problem(2, "warning", "ASCII", news=(text % name).encode(name),
-                         shown="  normal  f\xc3\xbcr\n")
+                         shown="normal f\xc3\xbcr")
 
     def test_a_missing_document(self):
         self.problem("zirknews.xml", "error", "missing", news=None,
-                     shown="  nothing but the message \"It seems that")
+                     shown="It seems that")
 
     def test_what_reading_finds_is_what_stops_receivers(self):
         met = set()
@@ -321,6 +273,7 @@ class StatisticsTest(CheckTest):
                 (7, "error", ['"PICONS"'], STATISTICS + "PICONS\nfoo;1\n"),
                 (7, "error", ['"_install"'], STATISTICS + "my_installer;1\n"),
                 (7, "warning", ['"foo;"'], STATISTICS + "foo;\n"),
+                (7, "warning", ['"foo;1k"', "no number"], STATISTICS + "foo;1k\n"),
                 (1, "error", ["carriage return", "6 in all"], STATISTICS.replace("\n", "\r\n")),
                 (2, "error", ["carriage return", "1 in all"], STATISTICS.replace("12", "12\r"))]:
             self.problem("zirkdlstat.txt:%d" % line, severity, *words, statistics=content)
@@ -336,11 +289,49 @@ class StatisticsTest(CheckTest):
             self.problem("zirkdlstat.txt", "warning", "opens empty", statistics=content)
         os.remove(os.path.join(self.directory, "zirkdlstat.txt"))
         self.problem("zirkdlstat.txt", "error", "missing", "yellow", statistics=None)
-        self.assertNotIn("Top 20,", self.output)
+        self.assertEqual(json.loads(self.output)["top20"], [])
 
     def test_empty_lines_and_further_fields_do_not_matter(self):
         self.none(statistics="\n%s\nfoo;1;2;3" % STATISTICS)
-        self.assertIn("  Foo   (1) - Install\n", self.output)
+        self.assertIn("Foo   (1) - Install", self.shown)
+
+
+class ConfigurationTest(CheckTest):
+
+    LINE = "src/gz Zirk-all http://feed.example/zirk/all"
+
+    def test_a_line_from_which_the_news_are_not_found(self):
+        for line, words in [
+                (self.LINE, ['makes "http://feed.example"', "end the line with a line feed"]),
+                (self.LINE + "/\n", ["zirk/zirknews.xml/", "without a slash"]),
+                (self.LINE.replace("feed", "small") + "\n",
+                 ["http://smzirknews.xml.example/zirk/zirknews.xml", "out of the names"]),
+                (self.LINE.replace("Zirk-all", "Zirk-extra") + "\n",
+                 ['"extra http://', "name the feed Zirk-all"]),
+                (self.LINE + "/mips\n", ["zirk/zirknews.xml/mips", "end in /all"]),
+                ("# A comment\n%s\n" % self.LINE, ["no feed"]), ("", ["no feed"]),
+                (self.LINE + "\r\n", ["opkg ignores", "carriage return"])]:
+            self.problem("all-feed.conf:1", "error", *words, configuration=line)
+        self.none(configuration=self.LINE + "\nsrc/gz Zirk-small http://small.example/all")
+
+
+class SizeTest(CheckTest):
+
+    ENTITIES = "<!DOCTYPE n [<!ENTITY a '%s'>%s]>" % ("x" * 1000, "".join(
+        "<!ENTITY %s '%s'>" % (name, ("&%s;" % inner) * 30)
+        for inner, name in zip("abcde", "bcdef")))
+
+    def test_entities_that_grow_beyond_the_memory(self):
+        for body in ("<title>&f;</title>", "<title a='&f;'>a</title>", "<title>&d;</title>"):
+            self.problem("zirknews.xml", "error", "memory", "the entities", shown="MemoryError",
+                         news="%s<n><update>%s</update></n>" % (self.ENTITIES, body))
+
+    def test_a_document_that_takes_a_receiver_more_than_a_second(self):
+        body = "<n>%s</n>" % ("<update><title>%s</title></update>" % ("x" * 490) * 900)
+        self.problem("zirknews.xml", "warning", "%d characters" % len(body), "second", news=body)
+        self.problem("zirknews.xml", "warning", "more than a second", news=(
+            self.ENTITIES + "<n><update><title>&c;</title></update></n>"))
+        self.none(news=self.ENTITIES + "<n><update><title>&b;</title></update></n>")
 
 
 class RefusalTest(CheckTest):
@@ -351,20 +342,10 @@ class RefusalTest(CheckTest):
         self.assertRegexpMatches(self.words, r"\Acheck: .*%s.*[;:] .*\.\n\Z" % words)
 
     def test_what_can_not_be_checked_gets_one_sentence_and_status_2(self):
-        news = os.path.join(self.directory, "zirknews.xml")
         self.refused("no model 'abacus'", "--model", "abacus")
-        self.refused("--tour", "--tour")
-        self.refused("arguments", "another")
-        self.refused("neither zirknews.xml nor zirkdlstat.txt")
-        os.symlink("../elsewhere.xml", news)
-        self.refused("zirknews.xml is a link")
-        os.remove(news)
-        os.mkdir(news)
-        self.refused("zirknews.xml can't be read")
-        os.rmdir(news)
         os.rmdir(self.directory)
+        self.addCleanup(os.mkdir, self.directory)
         self.refused("no feed folder '%s'" % self.directory)
-        os.mkdir(self.directory)
 
 
 if __name__ == "__main__":

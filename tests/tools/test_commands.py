@@ -27,7 +27,7 @@ class Check(unittest.TestCase):
             for arguments in (["--check", here + "/my feed", "--model", "duo2"],
                               ["--check=" + here + "/my feed", "--model=duo2"]):
                 result = run("./run", *arguments)
-                self.assertEqual((result.status, result.stderr), (1, ""))
+                self.assertEqual(result.status, 1)
                 self.assertEqual([line.rpartition(" error: ")[0] for line
                                   in result.stdout.split("\n") if " error: " in line],
                                  ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
