@@ -277,6 +277,9 @@ class Text(str):
         note("__radd__", other)
         return noted(other + str.__str__(self))
 
+    def __reduce__(self):
+        return str, (str.__str__(self),)
+
 
 class Callbacks(list):
     """A host's list of callbacks."""
