@@ -122,10 +122,8 @@ void bindAllFrom(const Object& module) {
 PyObject* nextWord(const char*& text) {
   text += std::strspn(text, " ,");
   const std::size_t size = std::strcspn(text, " ,");
-  PyObject* word = PyString_FromStringAndSize(text, static_cast<Py_ssize_t>(size));
-  if (word != nullptr) {
-    PyString_InternInPlace(&word);
-  }
+  PyObject* word = require(PyString_FromStringAndSize(text, static_cast<Py_ssize_t>(size)));
+  PyString_InternInPlace(&word);
   text += size;
   return Call::running().keep(word);
 }

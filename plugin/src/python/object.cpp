@@ -64,7 +64,7 @@ PyObject* callNative(const PyMethodDef& method, PyObject* self, PyObject* const*
 // Calls as the interpreter itself does, which makes no tuple of arguments for functions written in
 // Python, their bound methods, and C functions that take one argument or none.
 PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count) {
-  PyObject* withSelf[kMostArguments + 1];
+  PyObject* withSelf[kMostArguments];
   if (PyMethod_Check(callee) && PyMethod_GET_SELF(callee) != nullptr && count < kMostArguments) {
     withSelf[0] = PyMethod_GET_SELF(callee);
     std::copy_n(arguments, count++, withSelf + 1);
