@@ -4,8 +4,10 @@ Colours are "#aarrggbb", where AA is transparency. What keeps the GUI from start
 or any other exception of load(); what only costs a part of the skin leaves a line in `log`.
 """
 
+import collections
+import contextlib
 import os
-from xml.etree import cElementTree
+from xml.etree import ElementTree
 
 import enigma
 from painting.pictures import picture
@@ -41,12 +43,43 @@ margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are 
 log = []  # lines of the host about its files, oldest first
 said = []  # all its lines, each once
 files = {}  # path of each that was read: what tells that it has changed
+faults = None  # a list: what is wrong is noted there, and passed over to find what else is
+
+#: kind: what it costs, as simulator/check_skin.py has it; place: path and line; element: of the
+#: XML; attribute: its name, or None; words: the host's, or the exception.
+Fault = collections.namedtuple("Fault", "kind place element attribute words")
 
 
 class SkinError(Exception):
 
     def __str__(self):
         return "{%s}: %s" % (primary, self.args[0])
+
+
+# Faults.
+
+def note(kind, element, words="", attribute=None):
+    """Where faults are noted, add this one of an element."""
+    if faults is not None:
+        # Of what cannot be parsed the exception knows the place.
+        place = getattr(words, "place", None) or getattr(element, "place", (None, None))
+        faults.append(Fault(kind, place, element, attribute, words))
+
+
+@contextlib.contextmanager
+def blame(kind, element, attribute=None, go_on=False):
+    """What fails in here is a fault of this element, unless one inside has been blamed.
+
+    go_on: where faults are noted, this one is, and what follows is done nevertheless.
+    """
+    try:
+        yield
+    except Exception as e:
+        if not hasattr(e, "blamed"):
+            e.blamed = kind, element
+        if faults is None or not go_on:
+            raise
+        note(*e.blamed, words=e, attribute=attribute)
 
 
 # Files.
@@ -98,6 +131,7 @@ def load(name):
         _parse(path)
     except (IOError, SyntaxError) as e:  # the reader's errors are among the latter
         say("[Skin] Error: %s cannot be read: %s" % (name, e))
+        note("unread", None, e)
     else:
         loadSkin(path)
     user = "skin_user_%s.xml" % _skin()
@@ -113,37 +147,54 @@ def loadSkin(name, scope=None):
     root = _parse(find(name))
     screens = {}
     for include in root.findall("include"):
-        path = find(include.get("filename"))
-        if os.path.isfile(path):
-            for screen in _parse(path).findall("screen"):
-                screens.setdefault(screen.get("name"), screen)
+        with blame("start", include, go_on=True):
+            path = find(include.get("filename"))
+            if os.path.isfile(path):
+                for screen in _parse(path).findall("screen"):
+                    screens.setdefault(screen.get("name"), screen)
     for screen_name in set(screens) & set(dom_screens):
-        del screens[screen_name]
+        note("included", screens.pop(screen_name))
     for screen in root.findall("screen"):
         screens[screen.get("name")] = screen
-    _read_output(root)
-    for colour in root.findall("colors/color"):
-        colors[colour.get("name")] = parse_colour(colour.get("value"))
-    for font in root.findall("fonts/font"):
-        _read_font(font)
-    for alias in root.findall("fonts/alias"):
-        _read_alias(alias)
-    for parameter in root.findall("parameters/parameter"):
-        _read_parameter(parameter)
-    for pixmap in root.findall("switchpixmap/pixmap"):
-        _picture(pixmap)
-    for style in root.findall("windowstyle"):
-        if int(style.get("id", 0)) == 0:
-            _read_windowstyle(style)
-    for margin in root.findall("margin"):
-        _read_margin(margin)
-    dom_screens.update((screen_name, screen) for screen_name, screen in screens.items()
-                       if screen.get("id") is None)
+    for path, read in (
+            ("output", _read_output), ("colors/color", _read_colour), ("fonts/font", _read_font),
+            ("fonts/alias", _read_alias), ("parameters/parameter", _read_parameter),
+            ("switchpixmap/pixmap", _picture), ("windowstyle", _read_windowstyle),
+            ("margin", _read_margin)):
+        for element in root.findall(path):
+            with blame("start", element, go_on=True):
+                read(element)
+    for screen_name, screen in screens.items():
+        if screen.get("id") is None:
+            dom_screens[screen_name] = screen
+        else:
+            note("id", screen)
 
 
 def _parse(path):
     files[path] = _stamp(path)
-    return cElementTree.parse(path).getroot()
+    with open(path) as stream:
+        return parse(stream, path)
+
+
+class _Builder(ElementTree.TreeBuilder):
+    """Builds elements with a `place`, path and line."""
+
+    def start(self, tag, attributes):
+        element = ElementTree.TreeBuilder.start(self, tag, attributes)
+        element.place = self.path, self.parser.parser.CurrentLineNumber
+        return element
+
+
+def parse(stream, path=None):
+    """The root element of a skin file; all elements have their `place`."""
+    builder = _Builder()
+    builder.path, builder.parser = path, ElementTree.XMLParser(target=builder)
+    try:
+        return ElementTree.parse(stream, builder.parser).getroot()
+    except ElementTree.ParseError as e:
+        e.place = path, e.position[0]
+        raise
 
 
 def edited():
@@ -166,19 +217,22 @@ def say(line, where=None):
         said.append(line)
 
 
-def _read_output(root):
-    for output in root.findall("output"):
-        resolution = output.find("resolution")
-        if int(output.get("id", 0)) == 0 and resolution is not None:
-            enigma.getDesktop(0).resize(int(resolution.get("xres", 720)),
-                                        int(resolution.get("yres", 576)))
-            _set_larger_parameters()
+def _read_output(output):
+    resolution = output.find("resolution")
+    if int(output.get("id", 0)) == 0 and resolution is not None:
+        enigma.getDesktop(0).resize(int(resolution.get("xres", 720)),
+                                    int(resolution.get("yres", 576)))
+        _set_larger_parameters()
 
 
 def _set_larger_parameters():
     """The host's own for large pictures; a skin's come later."""
     if enigma.getDesktop(0).size().height() >= 1080:
         parameters.update(ChoicelistName=[68, 3, 1000, 30], ChoicelistIcon=[7, 0, 52, 38])
+
+
+def _read_colour(colour):
+    colors[colour.get("name")] = parse_colour(colour.get("value"))
 
 
 def _read_font(font):
@@ -201,6 +255,7 @@ def _read_alias(alias):
                                       int(alias.get("width", size)))
     except (TypeError, ValueError) as e:
         say("[Skin] Bad font alias %s: %s" % (alias.get("name"), e))
+        note("definition", alias, e)
 
 
 def _read_parameter(parameter):
@@ -209,6 +264,7 @@ def _read_parameter(parameter):
         parameters[parameter.get("name")] = values if len(values) > 1 else values[0]
     except (AttributeError, ValueError, SkinError) as e:
         say("[Skin] Bad parameter %s: %s" % (parameter.get("name"), e))
+        note("definition", parameter, e)
 
 
 def _parameter_value(text):
@@ -219,19 +275,25 @@ def _parameter_value(text):
 
 def _read_windowstyle(style):
     global windowstyle
+    if int(style.get("id", 0)) != 0:
+        return
     title = style.find("title")
     new = {"title": {"font": ["Regular", 20], "offset": [20, 5]},
            "colors": dict.fromkeys(_STYLE_COLOURS, "#00000000"), "pictures": {}}
     if title is not None:
-        new["title"] = {"font": parse_font(title.get("font")),
-                        "offset": [int(part) for part in title.get("offset").split(",")]}
+        with blame("start", title, go_on=True):
+            new["title"] = {"font": parse_font(title.get("font")),
+                            "offset": [int(part) for part in title.get("offset").split(",")]}
     for part in style.findall("borderset"):
-        new["pictures"][part.get("name")] = dict(
-            (pixmap.get("pos"), _picture(pixmap)) for pixmap in part.findall("pixmap"))
+        pictures = new["pictures"][part.get("name")] = {}
+        for pixmap in part.findall("pixmap"):
+            with blame("start", pixmap, go_on=True):
+                pictures[pixmap.get("pos")] = _picture(pixmap)
     for colour in style.findall("color"):
-        if colour.get("name") not in _STYLE_COLOURS:
-            raise SkinError("a window style has no color '%s'" % colour.get("name"))
-        new["colors"][colour.get("name")] = parse_colour(colour.get("color"))
+        with blame("start", colour, go_on=True):
+            if colour.get("name") not in _STYLE_COLOURS:
+                raise SkinError("a window style has no color '%s'" % colour.get("name"))
+            new["colors"][colour.get("name")] = parse_colour(colour.get("color"))
     sizes = dict((position, picture(path_of(name)))
                  for position, name in new["pictures"].get("bsWindow", {}).items())
     height = [max([0] + [size.height for position, size in sizes.items()

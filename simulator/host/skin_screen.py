@@ -1,6 +1,7 @@
 """How a screen becomes its layout of the loaded skin: places, conditions, elements, attributes."""
 
-from xml.etree import cElementTree
+from StringIO import StringIO
+from xml.etree import ElementTree
 
 import enigma
 import skin
@@ -16,14 +17,16 @@ _SILENT = ("conditional", "objectTypes", "render", "source", "name", "position",
 class Element(object):
     """One element of a screen that has its layout.
 
-    kind: "source", "widget", "eLabel" or "ePixmap". name: of the source or component. widget: what
-    draws that, a renderer or the component itself, None for decoration; instance: its compiled
-    widget. look: what the skin says of it. log: lines of the host about its attributes. render,
-    converters: the renderer's name and [name, text] of each converter of a source.
+    dom: what stands in the skin. kind: "source", "widget", "eLabel" or "ePixmap". name: of the
+    source or component. widget: what draws that, a renderer or the component itself, None for
+    decoration; instance: its compiled widget. look: what the skin says of it. log: lines of the
+    host about its attributes. render, converters: the renderer's name and [name, text] of each
+    converter of a source.
     """
 
-    def __init__(self, kind, name, widget, attributes, render=None, converters=()):
-        self.kind, self.name, self.widget, self.attributes = kind, name, widget, attributes
+    def __init__(self, dom, kind, name, widget, attributes, render=None, converters=()):
+        self.dom, self.kind, self.name, self.widget = dom, kind, name, widget
+        self.attributes = attributes
         self.render, self.converters = render, list(converters)
         self.instance, self.look, self.log = None, {}, []
 
@@ -83,7 +86,10 @@ class _Reader(object):
         width, height = enigma.getDesktop(0).pair()
         area = _Area(left, top, width - left - right, height - top - bottom, stacked=True)
         self._window = width, height  # in which a size without a position is worked out
-        self.attributes = self._collect(dom, area)
+        self._within = [name]  # the screens that are being read, panels in it
+        self.attributes = {"position": (0, 0), "size": (width, height)}  # for want of right ones
+        with skin.blame("place", dom, go_on=True):
+            self.attributes = self._collect(dom, area)
         inner = _Area(0, 0, None, None)
         if "position" in dom.attrib:
             inner.width, inner.height = self.attributes["size"]
@@ -103,12 +109,16 @@ class _Reader(object):
                             type(self.screen[key]).__name__ not in classes.split(",")):
                 continue
             read = self._KINDS.get(part.tag)
-            try:
-                if read is not None:
+            if read is None:
+                skin.note("element", part)
+                continue
+            with skin.blame("rest", part, go_on=True):
+                try:
                     read(self, part, area)
-            except skin.SkinError as e:
-                skin.say("[Skin] Error in screen '%s' widget '%s': %s" % (self.name, part.tag, e),
-                         self.screen.log)
+                except skin.SkinError as e:
+                    skin.say("[Skin] Error in screen '%s' widget '%s': %s"
+                             % (self.name, part.tag, e), self.screen.log)
+                    skin.note("element", getattr(e, "blamed", (None, part))[1], e)
 
     def _widget(self, part, area):
         name, source = part.get("name"), part.get("source")
@@ -116,7 +126,11 @@ class _Reader(object):
             if name not in self.screen:
                 raise skin.SkinError("component with name '%s' was not found in skin of screen "
                                      "'%s'!" % (name, self.name))
-            self.widgets[name] = self._collect(part, area)
+            if not isinstance(self.screen[name], GUIComponent):
+                skin.note("element", part)
+            elif name in self.widgets:
+                skin.note("twice", self.widgets[name][0])
+            self.widgets[name] = part, self._collect(part, area)
         elif source:
             self._source(part, area, source)
         else:
@@ -131,8 +145,10 @@ class _Reader(object):
         for convert in part.findall("convert"):
             kind, text = convert.get("type"), (convert.text or "").strip()
             converters.append([kind, text])
-            source = _converted(source, kind, text)
-        renderer = _component("Renderer", render)()
+            with skin.blame("converter", convert):
+                source = _converted(source, kind, text)
+        with skin.blame("renderer", part):
+            renderer = _component("Renderer", render)()
         renderer.connect(source)
         getattr(source, "connected", lambda: None)()
         try:
@@ -140,7 +156,8 @@ class _Reader(object):
         except Exception:
             renderer.detach()
             raise
-        self.sources.append(Element("source", name, renderer, attributes, render, converters))
+        self.sources.append(
+            Element(part, "source", name, renderer, attributes, render, converters))
 
     def _find_source(self, name):
         screen, parts = self.screen, name.split(".")
@@ -155,18 +172,24 @@ class _Reader(object):
         return source
 
     def _decoration(self, part, area):
-        self.decoration.append(Element(part.tag, None, None, self._collect(part, area)))
+        self.decoration.append(Element(part, part.tag, None, None, self._collect(part, area)))
 
     def _panel(self, part, area):
         name = part.get("name")
         if name in skin.dom_screens:
+            if skin.faults is not None and name in self._within:
+                raise RuntimeError("maximum recursion depth exceeded")  # comes at once
+            self._within.append(name)
             self._children(skin.dom_screens[name], area)
+            self._within.pop()
         elif name:
             skin.say("[Skin] Unable to find screen '%s' referred in screen '%s'!"
                      % (name, self.name), self.screen.log)
+            skin.note("element", part)
         place = (None, None), (None, None)
         if "position" in part.attrib:
-            place = area.place(part.get("position"), part.get("size"), part.get("font"))
+            with skin.blame("place", part):
+                place = area.place(part.get("position"), part.get("size"), part.get("font"))
         self._children(part, _Area(*(place[0] + place[1]), stacked=part.get("layout") == "stack"))
 
     def _applet(self, part, area):
@@ -176,7 +199,7 @@ class _Reader(object):
             raise skin.SkinError("applet failed to compile: %s" % e)
         if part.get("type") != "onLayoutFinish":
             raise skin.SkinError("applet type '%s' unknown!" % part.get("type"))
-        self.screen.applets.append(code)
+        self.screen.applets.append((code, part))
 
     _KINDS = {"widget": _widget, "eLabel": _decoration, "ePixmap": _decoration, "panel": _panel,
               "applet": _applet}
@@ -193,11 +216,12 @@ class _Reader(object):
                 path, place = values[name].split(":")
                 values[name] = skin.find(path, folder), place
         size, position = values.get("size"), values.get("position")
-        if position is not None:
-            values["position"], values["size"] = area.place(position, size, values.get("font"))
-        elif size is not None:
-            values["size"] = tuple(skin.coordinate(text, extent, 0, values.get("font"))
-                                   for text, extent in zip(size.split(","), self._window))
+        with skin.blame("place", part):
+            if position is not None:
+                values["position"], values["size"] = area.place(position, size, values.get("font"))
+            elif size is not None:
+                values["size"] = tuple(skin.coordinate(text, extent, 0, values.get("font"))
+                                       for text, extent in zip(size.split(","), self._window))
         return values
 
 
@@ -256,6 +280,7 @@ def _one_of(*words, **options):
                 raise KeyError(text)
             raise _Logged(options.get("line"))
         return text
+    read.words = words
     return read
 
 
@@ -263,7 +288,7 @@ class _Logged(Exception):
     """The attribute is lost; the line, if any, replaces the usual one."""
 
 
-def _picture(path):
+def named_picture(path):
     if not path.endswith((".png", ".jpg")):
         raise RuntimeError("the picture %s has another ending than .png and .jpg" % path)
     if picture(path) is None:
@@ -283,16 +308,16 @@ _ALL = "label scroll list strings picture slider gauge television other window"
 _TEXTS, _LISTS, _BARS = "label scroll", "list strings", "list strings scroll"
 _EDGES = "label scroll list strings picture slider"
 _COLOUR = skin.parse_colour
-_ATTRIBUTES = {
+ATTRIBUTES = {
     "transparent": ("transparent", _ALL, lambda text: bool(int(text))),
     "backgroundColor": ("background", _ALL, _COLOUR),
     "foregroundColor": ("foreground", _BARS + " label", _COLOUR),
     "foregroundColorSelected": ("foregroundSelected", _LISTS, _COLOUR),
     "backgroundColorSelected": ("backgroundSelected", _LISTS, _COLOUR),
-    "sliderPixmap": ("scrollbarSliderPicture", _BARS, _picture),
-    "scrollbarbackgroundPixmap": ("scrollbarBackgroundPicture", _BARS, _picture),
+    "sliderPixmap": ("scrollbarSliderPicture", _BARS, named_picture),
+    "scrollbarbackgroundPixmap": ("scrollbarBackgroundPicture", _BARS, named_picture),
 }
-_ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
+ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
     ("zPosition", _ALL, int),
     ("font", _BARS + " label", skin.parse_font),
     ("secondfont", "strings", skin.parse_font),
@@ -309,7 +334,7 @@ _ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
     ("borderWidth", _EDGES, int),
     ("shadowColor", _TEXTS, _COLOUR),
     ("shadowOffset", _TEXTS, _integers),
-    ("pixmap", "picture slider", _picture),
+    ("pixmap", "picture slider", named_picture),
     ("pixmaps", "picture", lambda text: text.split(",")),
     ("alphatest", "picture", _one_of("on", "off", "blend", fatal=True)),
     ("scale", "picture", _given),
@@ -317,8 +342,8 @@ _ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
     ("scrollbarMode", _LISTS, _one_of("showOnDemand", "showAlways", "showNever", "showLeft")),
     ("scrollbarWidth scrollbarSliderBorderWidth", _BARS, int),
     ("scrollbarSliderForegroundColor scrollbarSliderBorderColor", _BARS, _COLOUR),
-    ("scrollbarSliderPicture scrollbarBackgroundPicture", _BARS, _picture),
-    ("selectionPixmap backgroundPixmap", _LISTS, _picture),
+    ("scrollbarSliderPicture scrollbarBackgroundPicture", _BARS, named_picture),
+    ("selectionPixmap backgroundPixmap", _LISTS, named_picture),
     ("enableWrapAround selectionDisabled", _LISTS, _given),
     ("orientation", "slider", _one_of(
         "orVertical", "orTopToBottom", "orBottomToTop", "orHorizontal", "orLeftToRight",
@@ -329,26 +354,29 @@ _ATTRIBUTES.update((name, (name, kinds, read)) for names, kinds, read in [
 ] for name in names.split())
 
 
-def _apply(instance, attributes, look, log):
+def _apply(instance, dom, attributes, look, log):
     """Give a compiled widget its attributes; the place is the last of them."""
     for name, text in attributes.items():
         if name in _SILENT:
             continue
-        key, kinds, read = _ATTRIBUTES.get(name, (None, "", None))
-        try:
-            if instance.kind not in kinds.split():
-                raise _Logged(None)
-            look[key] = read(text.encode("utf-8") if isinstance(text, unicode)  # noqa: F821
-                             else text)
-        except _Logged as e:
-            skin.say(e.args[0] or "[Skin] Attribute not implemented: %s value: %s" % (name, text),
-                     log)
-        except skin.SkinError as e:
-            skin.say("[Skin] Error: %s" % e, log)
-    if attributes.get("position") is not None:
-        instance.move(enigma.ePoint(*attributes["position"]))
-    if attributes.get("size") is not None:
-        instance.resize(enigma.eSize(*attributes["size"]))
+        key, kinds, read = ATTRIBUTES.get(name, (None, "", None))
+        known = instance.kind in kinds.split()
+        with skin.blame("screen", dom, name, go_on=True):
+            try:
+                if not known:
+                    raise _Logged(None)
+                look[key] = read(text.encode("utf-8") if isinstance(text, unicode)  # noqa: F821
+                                 else text)
+            except (_Logged, skin.SkinError) as e:
+                line = ("[Skin] Error: %s" % e if isinstance(e, skin.SkinError) else e.args[0] or
+                        "[Skin] Attribute not implemented: %s value: %s" % (name, text))
+                skin.say(line, log)
+                skin.note("attribute" if known else "unknown", dom, line, name)
+    with skin.blame("screen", dom, "size", go_on=True):
+        if attributes.get("position") is not None:
+            instance.move(enigma.ePoint(*attributes["position"]))
+        if attributes.get("size") is not None:
+            instance.resize(enigma.eSize(*attributes["size"]))
     look["rect"] = instance.rect()
     instance.skinned(look)
 
@@ -365,18 +393,19 @@ def applySkin(screen):
     screen.elements, screen.look, screen.log, screen.applets = [], {}, [], []
     dom = skin.dom_screens.get(screen.layout)
     if dom is None and getattr(screen, "skin", None):
-        dom = cElementTree.fromstring(screen.skin)
+        dom = skin.parse(StringIO(screen.skin))
         screen.layout = names[0]
     if dom is None:
         skin.say("[Skin] No skin to read or screen to display.", screen.log)
-        dom = cElementTree.Element("screen")
+        dom = ElementTree.Element("screen")
     reader = _Reader(screen, screen.layout, dom)
     screen.instance = enigma.eWindow()
-    _apply(screen.instance, reader.attributes, screen.look, screen.log)
+    _apply(screen.instance, dom, reader.attributes, screen.look, screen.log)
     flags = screen.look.setdefault("flags", [])
     for flag in [flag for flag in flags if flag != "wfNoBorder"]:
         flags.remove(flag)
         skin.say("illegal flag %s!" % flag, screen.log)
+        skin.note("unknown", dom, screen.log[-1], "flags")
     if skin.windowstyle is not None and not flags:
         screen.instance.border = skin.windowstyle["border"]
     if screen.look.get("title") and not screen.getTitle():
@@ -389,7 +418,7 @@ def _create(screen, reader):
         screen.elements.append(element)
         element.widget.GUIcreate()
         element.instance = element.widget.instance
-        _apply(element.instance, element.attributes, element.look, element.log)
+        _apply(element.instance, element.dom, element.attributes, element.look, element.log)
     screen.missing = []
     for name, component in screen.items():
         if not isinstance(component, GUIComponent):
@@ -399,15 +428,16 @@ def _create(screen, reader):
             screen.missing.append(name)
             skin.say("warning, skin is missing element %s in %r" % (name, screen), screen.log)
             continue
-        element = Element("widget", name, component, reader.widgets[name])
+        dom, attributes = reader.widgets[name]
+        element = Element(dom, "widget", name, component, attributes)
         screen.elements.append(element)
         element.instance = component.instance
-        _apply(element.instance, element.attributes, element.look, element.log)
+        _apply(element.instance, dom, attributes, element.look, element.log)
         component.skinApplied(element.look)
     for element in reader.decoration:
         element.instance = enigma.eLabel() if element.kind == "eLabel" else enigma.ePixmap()
         screen.elements.append(element)
-        _apply(element.instance, element.attributes, element.look, element.log)
+        _apply(element.instance, element.dom, element.attributes, element.look, element.log)
 
 
 def applySkinAnew(screen):

@@ -25,8 +25,9 @@ class ChoiceList(MenuList):
         """What row `number` consists of; rows of this list bring that themselves."""
         if not self.list:
             return None
+        left, top, width, height = skin.parameters.get("ChoicelistName", [45, 0, 800, 25])
         entries = [{"kind": TEXT, "font": 0, "flags": 1, "value": self.list[number][0],
-                    "rect": skin.parameters.get("ChoicelistName", [45, 0, 800, 25])}]
+                    "rect": [left, top, width, height]}]
         key = (self._keys[number:number + 1] or [""])[0]
         path = skin.find("skin_default/buttons/key_%s.png" % key)
         if picture(path):

@@ -2,6 +2,7 @@
 
 import sys
 
+import skin
 from Components.Sources.StaticText import StaticText
 
 
@@ -19,7 +20,7 @@ class Screen(dict):
         self.elements = []
         self.missing = []  # names of components that the skin does not have
         self.log = []  # lines of the host
-        self.applets = []  # compiled code of the skin, run when the layout has been made
+        self.applets = []  # the skin's own code: pairs of it, compiled, and its element
         self.instance = None
         self.execing = False  # in front, with its keys alive
         self.close_on_next_exec = None
@@ -55,8 +56,9 @@ class Screen(dict):
 
     def runApplets(self):
         """Run the skin's own code, with `self` for this screen."""
-        for code in self.applets:
-            exec(code, dict(vars(sys.modules[__name__]), self=self))
+        for code, element in self.applets:
+            with skin.blame("screen", element, go_on=True):
+                exec(code, dict(vars(sys.modules[__name__]), self=self))
 
     # For the session.
 
