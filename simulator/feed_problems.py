@@ -14,6 +14,7 @@ import xml.dom.expatbuilder
 import xml.parsers.expat
 
 from simulator.models import MODELS
+from simulator.problems import ERROR, WARNING
 
 NEWS = "zirknews.xml"
 STATISTICS = "zirkdlstat.txt"
@@ -30,8 +31,6 @@ PREFIXES = dict((section, "enigma2-plugin-%s-" % section.lower().replace("skins"
 LONGEST_NEWS = 400000
 #: The same, from which on it is not even tried: the time grows as the square of a text's length.
 UNBEARABLE_NEWS = 4000000
-
-ERROR, WARNING = "error", "warning"
 
 #: Default encodings of interpreters that the module runs in: the receiver image's, and a plain
 #: interpreter's; and what it means when one can't show a text.

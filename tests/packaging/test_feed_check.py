@@ -3,6 +3,7 @@
 import gzip
 import hashlib
 import io
+import json
 import os
 import random
 import re
@@ -214,6 +215,16 @@ class FolderTest(CheckTest):
         self.compare([("all/Packages:139", "error", "Nothing in the feed or installed fulfils"),
                       ("all/Packages:11", "warning", "The image has 1.0-r1 of")],
                      self.check(self.feed, "--installed", self.work + "/installed"))
+
+    def test_other_formats_have_the_problems_alone(self):
+        write(self.feed + "/zirknews.xml", "<n>\n<update/></n>")
+        lines = self.check(self.feed)
+        result = run("/usr/bin/python3", "-B", "-m", "tools.feed_check", self.feed,
+                     "--format", "json")
+        self.assertEqual(result.status, 1)
+        self.assertEqual([("%(file)s:%(line)d" % one if one["line"] else one["file"],
+                           one["severity"], "%(text)s: %(remedy)s." % one)
+                          for one in json.loads(result.stdout)["problems"]], lines)
 
     def test_the_documents_alone_are_shown_model_by_model(self):
         write(self.feed + "/zirkdlstat.txt", "SKINS\nclear-hd;3\n")

@@ -21,8 +21,8 @@ from simulator import ROOT
 from simulator.feed_problems import CONFIGURATION
 from simulator.models import MODELS
 from simulator.options import OneSentence
+from simulator.problems import ERROR, FORMS, Problem, Problems, add_format_option, visible
 from tools.feed_check import indexes, signatures
-from tools.feed_check.problems import ERROR, Problem, Problems
 from tools.feed_check.trees import DOCUMENTS, Folder, Site
 
 
@@ -142,20 +142,6 @@ def _instead(outcome):
     return "" if outcome["rows"] else "an empty list"
 
 
-def print_problems(problems):
-    """Print the problems, a line each."""
-    for problem in problems.in_order():
-        print(visible(str(problem)))
-    if problems:
-        print()
-
-
-def visible(text):
-    """Return a text with its line breaks and other control characters made visible."""
-    return "".join(repr(character)[1:-1] if character < " " or character == "\x7f" else character
-                   for character in text)
-
-
 def count(number, noun):
     """Return "1 error", "2 errors" and the like."""
     return "%s %s%s" % (number or "no", noun, "" if number == 1 else "s")
@@ -183,6 +169,7 @@ def main(arguments):
                         help="the public key that receivers verify the indexes with")
     parser.add_argument("--architecture", action="append", default=[], metavar="NAME",
                         help="at an address: a directory besides all/; may be repeated")
+    add_format_option(parser)
     options = parser.parse_args(arguments)
     if options.model not in MODELS + ("all",):
         parser.error("there is no model '%s'" % options.model)
@@ -216,14 +203,19 @@ def main(arguments):
     except KeyboardInterrupt:
         return 130
 
+    written = FORMS[options.form](problems.in_order(), "check")
+    if options.form != "text":
+        print(written, end="")
+        return problems.status()
     print_shown(found)
-    print_problems(problems)
+    if problems:
+        print(written)
     print_table(found)
     errors = len([problem for problem in problems if problem.severity == ERROR])
     print("%s and %s on %s." % (count(errors, "error").capitalize(),
                                 count(len(problems) - errors, "warning"),
                                 count(len(found["outcomes"]), "model")))
-    return 1 if errors else 0
+    return problems.status()
 
 
 if __name__ == "__main__":
