@@ -20,7 +20,8 @@ def main(arguments):
     """Run as `arguments` say; return the exit status: 0, 1 after a tour that failed, 2."""
     parser = OneSentence(prog="run", description="The news browser on a simulated receiver, with "
                          "a feed: as a page for the browser, and without a terminal as a tour.",
-                         epilog="./run --check DIR checks a feed; see ./run --check --help. "
+                         epilog="./run --check DIR checks a feed, ./run --check-skin DIR a skin; "
+                         "see ./run --check --help and ./run --check-skin --help. "
                          "./run --layout OUT.json writes what the skin makes of each screen; "
                          "of the options it takes those of the skin.")
     parser.add_argument("--text", action="store_true",

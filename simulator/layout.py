@@ -41,15 +41,15 @@ class AllNews(Screen):
     def __init__(self, session):
         Screen.__init__(self, session)
         self.skinName = self.NAMES
-        self.title = TITLE
-        self["title"] = StaticText(TITLE)
-        self["menu"] = List([("loading", "Please wait ...", None)])
+        self.title = _(TITLE)
+        self["title"] = StaticText(self.title)
+        self["menu"] = List([("loading", _("Please wait ..."), None)])
         self["status"] = Label()
         self["header"] = Label(HEADER)
-        self["key_red"] = StaticText("Exit")
-        self["key_green"] = StaticText("Update")
-        self["key_blue"] = StaticText("show Updates")
-        self["key_yellow"] = StaticText("Top 20")
+        self["key_red"] = StaticText(_("Exit"))
+        self["key_green"] = StaticText(_("Update"))
+        self["key_blue"] = StaticText(_("show Updates"))
+        self["key_yellow"] = StaticText(_("Top 20"))
         self["key_info"] = StaticText()
         self["shortcuts"] = ActionMap()
 
@@ -60,14 +60,14 @@ class ZirkUpdateInfo(Screen):
     def __init__(self, session):
         Screen.__init__(self, session)
         self.skinName = ["ZirkUpdateInfo"]
-        self.title = TITLE
-        self["title"] = StaticText(TITLE)
+        self.title = _(TITLE)
+        self["title"] = StaticText(self.title)
         self["update"] = ScrollLabel(ENTRY)
         self["header"] = Label(HEADER + "Driver repair")
-        self["key_red"] = StaticText("Close")
-        self["key_green"] = StaticText("Update")
-        self["key_yellow"] = StaticText(" ")
-        self["key_blue"] = StaticText("show Updates")
+        self["key_red"] = StaticText(_("Close"))
+        self["key_green"] = StaticText(_("Update"))
+        self["key_yellow"] = StaticText(_(" "))
+        self["key_blue"] = StaticText(_("show Updates"))
         self["actions"] = ActionMap()
 
 

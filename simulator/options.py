@@ -45,6 +45,11 @@ def add_skin_options(parser):
     parser.add_argument("--skin", metavar="DIR",
                         help="a folder with a skin.xml, used with the folders beside it "
                              "(default: the simulator's own)")
+    add_further_skin_options(parser)
+
+
+def add_further_skin_options(parser):
+    """Add the options that describe what goes with a skin."""
     parser.add_argument("--skin-user", metavar="FILE",
                         help="what a receiver would have as skin_user.xml")
     parser.add_argument("--size", type=_size, default=(1280, 720), metavar="WxH",

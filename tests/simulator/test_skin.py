@@ -8,7 +8,7 @@ import subprocess
 import sys
 import unittest
 
-from simulator import ROOT, layout, plugin_files, skins
+from simulator import ROOT, skins
 from simulator.receiver import Receiver
 
 import enigma
@@ -410,46 +410,6 @@ class Contents(SkinTest):
         for text, rect in [("short", [360, 212, 280, 137]), ("word " * 30, [203, 172, 594, 218])]:
             box = self.box.session.open(MessageBox, text)
             self.assertEqual(skin_layout.layout(box)["rect"], rect)
-
-
-class OwnScreens(SkinTest):
-
-    def test_every_text_is_seen_whole_and_nothing_is_covered(self):
-        for width, height in sorted(enigma.PICTURES.items()):
-            skins.use(size=(width, height))
-            plugin_files.lend_screens()
-            for screen in list(layout.screens())[:2]:
-                self.assertEqual((screen["layout"], screen["rect"], screen["missing"]),
-                                 (screen["screen"], [0, 0, width, height], []))
-                self.assertFaultless(screen)
-
-    def test_the_documents_examples_have_no_fault(self):
-        with open(os.path.join(ROOT, "docs", "skins.md")) as document:
-            examples = [part.split("```")[0] for part in document.read().split("```xml\n")[1:]]
-        self.assertEqual(len(examples), 2)
-        for example in examples:
-            with open(os.path.join(FOLDER, "skin.xml"), "w") as stream:
-                stream.write(example)
-            skins.use(FOLDER)
-            self.assertEqual(skin.log, [])
-            for screen in list(layout.screens())[:2]:
-                self.assertEqual(screen["layout"], screen["screen"])
-                self.assertFaultless(screen)
-
-    def assertFaultless(self, screen):
-        lines = [line for line in screen["log"] if "missing element" not in line]
-        self.assertEqual(lines, [])
-        self.assertTrue(screen["elements"])
-        for one in screen["elements"]:
-            left, top, across, down = one["final"]
-            self.assertFalse(one["covered"] or one["log"], one)
-            self.assertTrue(one["visible"], one)
-            self.assertLessEqual(left + across, screen["rect"][2], one)
-            self.assertLessEqual(top + down, screen["rect"][3], one)
-            if one["draws"] == "label" and one["text"]:
-                lines = one["text"].strip("\n").split("\n")
-                self.assertLessEqual(one["pixels"] * 5 // 4 * len(lines), down, one)
-                self.assertLess(max(map(len, lines)) * one["pixels"] // 2, across, one)
 
 
 if __name__ == "__main__":

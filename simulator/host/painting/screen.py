@@ -35,7 +35,7 @@ def paint(screen, skin):
     for element in sorted(screen["elements"], key=lambda element: element["paint"]):
         left, top, width, height = element["final"]
         place = [content[0] + left, content[1] + top, width, height]
-        painter.clip = _common(_common(painter.picture_area, content), place)
+        painter.clip = common(common(painter.picture_area, content), place)
         if element["visible"] and not element["covered"] and _area(painter.clip):
             _ELEMENTS[element["draws"]](painter, element, place)
     return painter.operations
@@ -57,7 +57,7 @@ class Painter(object):
 
     def fill(self, place, colour):
         self._last = colour
-        place = _common(place, self.clip)
+        place = common(place, self.clip)
         if _area(place):
             self.operations.append({"do": "fill", "rect": place, "colour": colour})
 
@@ -66,11 +66,11 @@ class Painter(object):
         left, top, wide, high = place
         for part in ([left, top, wide, width], [left, top + high - width, wide, width],
                      [left, top, width, high], [left + wide - width, top, width, high]):
-            self.fill(_common(part, place), colour)
+            self.fill(common(part, place), colour)
 
     def picture(self, found, rect, clip, mode="all"):
         """A Picture made as large as `rect`, cut at `clip`."""
-        self._tiles(found, rect, _common(rect, clip), mode)
+        self._tiles(found, rect, common(rect, clip), mode)
 
     def natural(self, found, place, mode="all"):
         """A Picture in its own size in the corner of `place`, cut there."""
@@ -83,7 +83,7 @@ class Painter(object):
             self._tiles(found, place[:2] + [found.width, found.height], place, "all")
 
     def _tiles(self, found, rect, clip, mode):
-        clip = _common(clip, self.clip)
+        clip = common(clip, self.clip)
         if found is not None and _area(clip):
             self.operations.append({"do": "picture", "file": found.path, "rect": rect,
                                     "clip": clip, "mode": mode})
@@ -99,7 +99,7 @@ class Painter(object):
 
     def text(self, font, words, place, colour, ground, outline=None, **how):
         """Typeset text; outline: its width and colour."""
-        runs, clip = [], _common(place, self.clip)
+        runs, clip = [], common(place, self.clip)
         if not (font and words and _area(clip)):
             return
         step = outline[0] if outline else 0
@@ -120,7 +120,7 @@ class Painter(object):
                 self.operations.append(run)
 
 
-def _common(one, other):
+def common(one, other):
     """The part that two rectangles have in common."""
     left, top = max(one[0], other[0]), max(one[1], other[1])
     return [left, top, max(0, min(one[0] + one[2], other[0] + other[2]) - left),
@@ -204,7 +204,7 @@ def _scrolling_text(painter, element, place):
     font = element["font"] or ["Regular", 20]
     found = faces(painter.skin, *font)
     page = height // found[0].line_height * found[0].line_height if found else 0
-    painter.clip = _common(painter.clip, [left, top, width, page])
+    painter.clip = common(painter.clip, [left, top, width, page])
     painter.text(font, element["text"].rstrip(),
                  [left, top - element["top"], width - 30, element["total"]],
                  element["foreground"] or painter.style("LabelForeground"),
@@ -225,8 +225,8 @@ def _scrollbar(painter, element, place, start, length, ground):
         painter.fill(place, ground)
     painter.natural(painter.load(look.get("background")), place)
     if length:
-        thumb = _common([left, top + _percent(start, height), width, _percent(length, height)],
-                        place)
+        thumb = common([left, top + _percent(start, height), width, _percent(length, height)],
+                       place)
         found = painter.load(look.get("picture"))
         if found:
             painter.picture(found, [left, top, found.width, found.height], thumb)
@@ -309,7 +309,7 @@ def _list(painter, element, place):
         place = [left + (0 if shift else width + 5), top, bar, height]
         _list_bar(painter, element, place, len(rows), first, page)
     whole = painter.clip
-    painter.clip = _common(whole, [left + shift, top, width, height])
+    painter.clip = common(whole, [left + shift, top, width, height])
     for number in range(-(-height // high)):
         row = first + number
         _row(painter, element, [left + shift, top + number * high, width, high],
@@ -398,7 +398,7 @@ def _entry(painter, element, entry, row, place, colour, ground, kind, selection)
     """Paint an entry of a row; return whether those after it are painted, too."""
     left, top, width, height = entry["rect"]
     inside = [place[0] + left, place[1] + top, width, height]
-    whole, painter.clip = painter.clip, _common(_common(painter.clip, place), inside)
+    whole, painter.clip = painter.clip, common(common(painter.clip, place), inside)
     back = _colour(entry.get("background" + kind), row)
     value = value_of(entry, row)
     going_on = True
