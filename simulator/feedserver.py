@@ -5,7 +5,7 @@ A feed is a directory:
 
     zirknews.xml        the news document
     zirkdlstat.txt      the download statistics
-    all/Packages        the package index, and beside it the packages
+    all/Packages.gz     the package index, and beside it the packages
 
 It is served below the path /feed. The base address that the package manager knows ends in
 "/all"; whoever wants another file of the feed replaces "all" in that address by the file's
@@ -32,7 +32,6 @@ import struct
 import sys
 import threading
 import urllib
-import zlib
 
 ROOT = "/feed"
 SOURCE_NAME = "Zirk-all"
@@ -207,20 +206,11 @@ class FeedServer(object):
             return fault
 
     def _read_file(self, path):
-        """Return the content of the file that a request path names, None when there is none.
-
-        A file NAME.gz that is missing is made of NAME.
-        """
+        """Return the content of the file that a request path names, None when there is none."""
         path = urllib.unquote(path.split("?")[0])
         if posixpath.normpath(path) != path or not path.startswith(ROOT + "/"):
             return None
-        name = os.path.join(self.directory, path[len(ROOT) + 1:])
-        content = _read(name)
-        if content is None and name.endswith(".gz"):
-            content = _read(name[:-3])
-            if content is not None:
-                content = _gzip(content)
-        return content
+        return _read(os.path.join(self.directory, path[len(ROOT) + 1:]))
 
 
 class _Listener(SocketServer.ThreadingMixIn, BaseHTTPServer.HTTPServer):
@@ -398,8 +388,3 @@ def _read(name):
         if e.errno in (errno.ENOENT, errno.EISDIR, errno.ENOTDIR):
             return None
         raise
-
-
-def _gzip(content):
-    packer = zlib.compressobj(9, zlib.DEFLATED, 16 + zlib.MAX_WBITS)  # 16: a gzip header
-    return packer.compress(content) + packer.flush()

@@ -5,19 +5,19 @@
     install_initial_state([Package("enigma2-skin-blue", "3.4-r5")])
     installed_packages()                # {"enigma2-skin-blue": "3.4-r5"}
 
-The sample feed of the project lies in SAMPLE_FEED. Its package files are written by hand; the
-index all/Packages is made of them by
+The sample feed of the project lies in SAMPLE_FEED. Its packages and their index, the directory
+all/, are made of packages.txt by
 
     python2.7 -m simulator.packages
 
-A package file here is a stand-in: the package's control paragraph as plain text.
+A package here is a real one, but for the files it would install: it has none.
 """
+import hashlib
 import os
 import shutil
-import sys
 
 from simulator import SAMPLE_FEED
-from simulator.opkg import database
+from simulator.opkg import archive, database
 
 
 class Package(object):
@@ -28,17 +28,19 @@ class Package(object):
     architecture: "all", or another one, which a receiver passes over unless it is configured.
     postinst, prerm: shell commands that run when the package has come, and when it goes.
     automatic: as an installed package, there only because others depend on it.
+    description: its summary.
     """
 
     def __init__(self, name, version, depends=(), architecture="all", postinst=None,
-                 prerm=None, automatic=False):
+                 prerm=None, automatic=False, description=None):
         self.name = name
         self.version = version
         self.depends = tuple(depends)
         self.architecture = architecture
-        self.postinst = postinst
-        self.prerm = prerm
+        self.scripts = dict((name, "#!/bin/sh\n%s\n" % commands) for name, commands
+                            in (("postinst", postinst), ("prerm", prerm)) if commands)
         self.automatic = automatic
+        self.description = description
 
     @property
     def file_name(self):
@@ -46,14 +48,18 @@ class Package(object):
         return "%s_%s_%s.ipk" % (self.name, self.version.split(":")[-1], self.architecture)
 
     def fields(self):
-        """Return its control fields, name to value, as its file holds them."""
+        """Return its control fields, name to value."""
         fields = {"Package": self.name, "Version": self.version,
                   "Architecture": self.architecture}
         for name, value in (("Depends", ", ".join(self.depends)),
-                            ("Postinst", self.postinst), ("Prerm", self.prerm)):
+                            ("Description", self.description)):
             if value:
                 fields[name] = value
         return fields
+
+    def content(self):
+        """Return its file, a byte string."""
+        return archive.pack(database.paragraph(self.fields()), self.scripts)
 
 
 def build_feed(directory, packages, news=None, statistics=None):
@@ -66,22 +72,23 @@ def build_feed(directory, packages, news=None, statistics=None):
     Returns the directory.
     """
     place = database.make_directory(os.path.join(directory, "all"))
-    for name in _package_files(place):
-        os.unlink(os.path.join(place, name))
+    files, index = {}, ""
     for package in packages:
-        database.write(os.path.join(place, package.file_name),
-                       database.paragraph(package.fields()))
-    _write_index(place, [package.file_name for package in packages])
+        content = files[package.file_name] = package.content()
+        index += database.paragraph(dict(
+            package.fields(), Filename=package.file_name, Size=str(len(content)),
+            MD5Sum=hashlib.md5(content).hexdigest(),
+            SHA256sum=hashlib.sha256(content).hexdigest()))
+    files.update({"Packages": index, "Packages.gz": archive.compress(index)})
+    for name, content in files.items():
+        database.write(os.path.join(place, name), content)
+    for name in os.listdir(place):
+        if name.endswith(".ipk") and name not in files:
+            os.unlink(os.path.join(place, name))
     for name, content in (("zirknews.xml", news), ("zirkdlstat.txt", statistics)):
         if content is not None:
             database.write(os.path.join(directory, name), content)
     return directory
-
-
-def index_feed(directory):
-    """Make the index all/Packages of the package files beside it, by file name."""
-    place = os.path.join(directory, "all")
-    _write_index(place, _package_files(place))
 
 
 def install_initial_state(packages=None):
@@ -93,10 +100,8 @@ def install_initial_state(packages=None):
     paragraphs = []
     for package in sample_installed() if packages is None else packages:
         fields = package.fields()
-        fields.pop("Postinst", None)
-        prerm = fields.pop("Prerm", None)
-        if prerm:
-            database.write(database.script_file(package.name, "prerm"), prerm + "\n")
+        if "prerm" in package.scripts:
+            database.write(database.script_file(package.name, "prerm"), package.scripts["prerm"])
         fields["Status"] = "install %s installed" % ("ok" if package.automatic else "user")
         if package.automatic:
             fields["Auto-Installed"] = "yes"
@@ -110,6 +115,15 @@ def installed_packages():
                 for fields in database.parse(database.read(database.STATUS) or ""))
 
 
+def sample_packages():
+    """Return the Packages that the sample feed offers, in the order of packages.txt."""
+    text = database.read(os.path.join(SAMPLE_FEED, "packages.txt"))
+    return [Package(fields["Package"], fields["Version"],
+                    filter(None, fields.get("Depends", "").split(", ")),
+                    fields["Architecture"], description=fields["Description"])
+            for fields in database.parse(text)]
+
+
 def sample_installed():
     """Return the Packages installed at first on a receiver of the sample feed.
 
@@ -117,40 +131,12 @@ def sample_installed():
     brought the package; "#" begins a comment. The dependencies are those of the package in the
     feed.
     """
-    index = database.read(os.path.join(SAMPLE_FEED, "all", "Packages")) or ""
-    offered = dict((fields["Package"], fields) for fields in database.parse(index))
-    packages = []
-    for line in database.read(os.path.join(SAMPLE_FEED, "installed.txt")).split("\n"):
-        words = line.partition("#")[0].split()
-        if words:
-            depends = ["|".join(alternatives) for alternatives
-                       in database.dependencies(offered.get(words[0], {}))]
-            packages.append(Package(words[0], words[1], depends, automatic="auto" in words[2:]))
-    return packages
-
-
-def _package_files(place):
-    return sorted(name for name in os.listdir(place) if name.endswith(".ipk"))
-
-
-def _write_index(place, names):
-    paragraphs = []
-    for name in names:
-        content = database.read(os.path.join(place, name))
-        fields, = database.parse(content)
-        fields = dict((field, value) for field, value in fields.items()
-                      if field not in ("Postinst", "Prerm"))
-        fields["Filename"] = name
-        fields["Size"] = str(len(content))
-        paragraphs.append(database.paragraph(fields))
-    database.write(os.path.join(place, "Packages"), "".join(paragraphs))
-
-
-def main(arguments):
-    """Make the index of the sample feed, or of the feed directories named."""
-    for directory in arguments or [SAMPLE_FEED]:
-        index_feed(directory)
+    depends = dict((package.name, package.depends) for package in sample_packages())
+    lines = database.read(os.path.join(SAMPLE_FEED, "installed.txt")).split("\n")
+    words = [line.partition("#")[0].split() for line in lines]
+    return [Package(each[0], each[1], depends.get(each[0], ()), automatic="auto" in each[2:])
+            for each in words if each]
 
 
 if __name__ == "__main__":
-    main(sys.argv[1:])
+    build_feed(SAMPLE_FEED, sample_packages())

@@ -64,8 +64,9 @@ build_preset() {
 # build_module PROJECT [PACKAGE...]
 #
 # Installs the PACKAGEs with what the build needs; builds PROJECT/build/native/Kelvaro.so, and the
-# catalogues of plugin/po/ into PROJECT/build/locale/. Sets and exports KELVARO_PYTHON, the path of the
-# interpreter. Says on standard error what takes long. Exits as build_preset does.
+# catalogues of plugin/po/ into PROJECT/build/locale/, and the packages of the sample feed. Sets and
+# exports KELVARO_PYTHON, the path of the interpreter. Says on standard error what takes long. Exits as
+# build_preset does.
 build_module() {
   local project=$1 catalogue compiled
   shift
@@ -84,6 +85,7 @@ build_module() {
     msgfmt --output-file="$compiled.$$" "$catalogue"
     mv "$compiled.$$" "$compiled" # in one step, since others may read it
   done
+  (cd "$project" && "$KELVARO_PYTHON" -B -m simulator.packages)
 }
 
 if [[ ${BASH_SOURCE[0]} == "$0" ]]; then

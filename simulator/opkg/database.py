@@ -4,7 +4,7 @@
     /var/lib/opkg/lists/NAME    the index of the source NAME, as of the last update
     /var/lib/opkg/status        the installed packages
     /var/lib/opkg/info/NAME.postinst, NAME.prerm
-                                the commands that a package runs when it has come, when it goes
+                                the scripts that a package runs when it has come, when it goes
 
 Index and status are control files: paragraphs of "Field: value" lines, a blank line after
 each. A package is a dictionary of its paragraph's fields.
@@ -28,7 +28,7 @@ STATUS = os.path.join(STATE, "status")
 LOCK = "/var/run/opkg.lock"
 
 _FIELD_ORDER = ("Package", "Version", "Depends", "Status", "Section", "Architecture",
-                "Maintainer", "Filename", "Size", "Description", "Postinst", "Prerm",
+                "Maintainer", "Filename", "Size", "MD5Sum", "SHA256sum", "Description",
                 "Auto-Installed")
 
 

@@ -1,12 +1,13 @@
 """Installing, upgrading and removing packages.
 
-A package file of the feed is a stand-in as well: the package's paragraph and nothing else, so
-nothing is unpacked. It may hold a shell command for when the package has come (Postinst) and
-one for when it goes (Prerm).
+A package file is opened and read as a whole, but no file of it is laid out. Of its scripts two
+are kept and run: postinst, when the package has come, and prerm, when it goes.
 """
+import hashlib
 import os
 import zlib
 
+import archive
 import database
 import download
 import versions
@@ -146,18 +147,32 @@ class Transaction(object):
                              % (name, installed["Version"], package["Version"]))
         self._output.say("%s %s (%s) on root."
                          % (verb, name, versions.upstream(package["Version"])))
-        found = database.parse(_download(package["URL"], self._output) or "")
-        if [(each["Package"], each["Version"]) for each in found] != [(name, package["Version"])]:
+        content = _download(package["URL"], self._output)
+        kept = "/var/cache/opkg/%s_%s" % (hashlib.md5(package["URL"]).hexdigest(),
+                                          os.path.basename(package["URL"]))
+        if content is not None and not _is_as_listed(content, package):
+            self._output.say("Removing corrupt package file %s." % kept)
+            content = None
+        if content is None:
             self._output.error("opkg_install_pkg", "Failed to download %s. Perhaps you need to "
                                "run 'opkg update'?" % name)
+            return False
+        try:
+            files = archive.unpack(content)
+            found, = database.parse(files.get("control", ""))
+            if (found["Package"], found["Version"]) != (name, package["Version"]):
+                raise ValueError("another package")
+        except ValueError:
+            self._output.error("opkg_install_pkg",
+                               "Failed to unpack control files from %s." % kept)
             return False
         if installed:
             self._run_script(name, "prerm")
             automatic = "Auto-Installed" in installed
         for script in SCRIPTS:
-            if script.title() in found[0]:
-                database.write(database.script_file(name, script), found[0][script.title()] + "\n")
-        fields = dict((field, value) for field, value in found[0].items()
+            if script in files:
+                database.write(database.script_file(name, script), files[script])
+        fields = dict((field, value) for field, value in found.items()
                       if field in ("Package", "Version", "Depends", "Architecture"))
         if automatic:
             fields["Auto-Installed"] = "yes"
@@ -270,6 +285,13 @@ class Transaction(object):
 def _named(alternatives):
     return [(versions.split_dependency(dependency)[0], dependency)
             for dependency in alternatives]
+
+
+def _is_as_listed(content, package):
+    """Say whether a package file has the size and the sums that the index gives, if it does."""
+    found = {"Size": str(len(content)), "MD5Sum": hashlib.md5(content).hexdigest(),
+             "SHA256sum": hashlib.sha256(content).hexdigest()}
+    return all(package.get(field, value) == value for field, value in found.items())
 
 
 def _download(url, output):

@@ -226,6 +226,13 @@ class FolderTest(CheckTest):
                            one["severity"], "%(text)s: %(remedy)s." % one)
                           for one in json.loads(result.stdout)["problems"]], lines)
 
+    def test_the_sample_feed_has_its_traps_and_texts_that_are_not_ascii_and_no_other_problem(self):
+        self.compare([("zirknews.xml:89", "warning", "reads \"* None\""),
+                      ("zirknews.xml:117", "error", "\"Urgent\" of update 8 is unknown"),
+                      ("zirknews.xml:124", "error", "\"event\" of update 9 is unknown")],
+                     [each for each in self.check("simulator/sample-feed", "--model", "duo2")
+                      if "default encoding is ASCII" not in each[2]])
+
     def test_the_documents_alone_are_shown_model_by_model(self):
         write(self.feed + "/zirkdlstat.txt", "SKINS\nclear-hd;3\n")
         write(self.feed + "/zirknews.xml",

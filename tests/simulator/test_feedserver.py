@@ -10,7 +10,6 @@ import tempfile
 import time
 import unittest
 import urllib2
-import zlib
 
 from simulator.feedserver import FeedServer
 
@@ -83,17 +82,11 @@ class FilesTest(FeedServerTest):
         self.assertEqual(["/feed/zirknews.xml", "/feed/all/Packages", "/feed/zirknews.xml",
                           "/elsewhere?x=1"], self.server.requests)
 
-    def test_a_missing_packed_file_is_made_of_the_plain_one(self):
-        self.assertEqual("Package: one\n",
-                         zlib.decompress(self.get("all/Packages.gz"), 16 + zlib.MAX_WBITS))
-        self.put("all/Packages.gz", "as it is")
-        self.assertEqual("as it is", self.get("all/Packages.gz"))
-
     def test_what_is_no_file_of_the_feed_is_not_found(self):
         outside = os.path.basename(self.directory) + "-secret"
         self.put("../" + outside, "secret")
         self.addCleanup(os.unlink, self.directory + "-secret")
-        for name in ("missing.xml", "missing.gz", "all", "all/", "", "zirknews.xml/",
+        for name in ("missing.xml", "all/Packages.gz", "all", "all/", "", "zirknews.xml/",
                      "../" + outside, "%2e%2e/" + outside, "all/../../" + outside):
             self.assertEqual(404, self.get(name), name)
 

@@ -34,7 +34,7 @@ class TourTest(unittest.TestCase):
         shutil.copytree(SAMPLE_FEED, feed)
         for name, content in files.items():
             name = {"news": "zirknews.xml", "statistics": "zirkdlstat.txt",
-                    "index": "all/Packages"}[name]
+                    "index": "all/Packages.gz"}[name]
             os.remove(os.path.join(feed, name))
             if content is not None:
                 with open(os.path.join(feed, name), "w") as stream:

@@ -30,7 +30,8 @@ def runs(release):
 def packages(state):
     """Return what the feed offered in its state "v1" or "v2": a dictionary for each package.
 
-    What a package lacks is an empty string.
+    All values are byte strings; what a package lacks is an empty one.
     """
     with open(os.path.join(RECORDED, "packages.json")) as stream:
-        return [collections.defaultdict(str, each) for each in json.load(stream)[state]]
+        return [collections.defaultdict(str, [(name, str(value)) for name, value in each.items()])
+                for each in json.load(stream)[state]]
