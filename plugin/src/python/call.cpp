@@ -134,7 +134,7 @@ PyObject** Call::place() {
 }
 
 PyObject* Call::ownResult(PyObject* result) {
-  if (results_ != kept_ + kMostKept && *results_ == result) {
+  if (*results_ == result) {
     ++results_;
   } else {
     Py_INCREF(result);
@@ -153,7 +153,7 @@ PythonError Call::failed(PythonError thrown) {
 
 void Call::report() noexcept {
   // Without a line the body has not begun: wrong arguments are the caller's error.
-  if (number() == 0 || std::exchange(reported_, true)) {
+  if (number() == 0 || reported_) {
     return;
   }
   PythonError pending = PythonError::fetch();

@@ -83,6 +83,7 @@ class Call {
   PyObject** place();
   /// A local variable that takes the reference over, which may be the statement's last result's.
   PyObject* own(PyObject* object) { return *place() = object; }
+  /// The same for a result of the running statement; the last one's reference moves.
   PyObject* ownResult(PyObject* result);
 
 #ifndef NDEBUG
