@@ -131,38 +131,33 @@ def _check_integer(number):
         raise TypeError("an integer is required, not %s" % type(number).__name__)
 
 
-class ePoint(object):
+class _Pair(object):
 
-    def __init__(self, x=0, y=0):
-        _check_integer(x)
-        _check_integer(y)
-        self._x, self._y = x, y
+    def __init__(self, first=0, second=0):
+        _check_integer(first)
+        _check_integer(second)
+        self._numbers = [first, second]
+
+    def pair(self):
+        return self._numbers[:]
+
+
+class ePoint(_Pair):
 
     def x(self):
-        return self._x
+        return self._numbers[0]
 
     def y(self):
-        return self._y
-
-    def pair(self):
-        return [self._x, self._y]
+        return self._numbers[1]
 
 
-class eSize(object):
-
-    def __init__(self, width=0, height=0):
-        _check_integer(width)
-        _check_integer(height)
-        self._width, self._height = width, height
+class eSize(_Pair):
 
     def width(self):
-        return self._width
+        return self._numbers[0]
 
     def height(self):
-        return self._height
-
-    def pair(self):
-        return [self._width, self._height]
+        return self._numbers[1]
 
 
 class eWidget(object):

@@ -227,31 +227,20 @@ class _Reader(object):
 
 # What shows sources.
 
-#: Renderers and converters of the host that have no file of their own here; most show nothing, for
-#: want of anything to show.
-_OTHERS = {
-    "Renderer": """Canvas FixedLabel FrontpanelLed NextEpgInfo Picon Pig Pixmap PositionGauge
-        Progress""".split(),
-    "Converter": """ClientsStreaming ClockToText ConditionalShowHide ConfigEntryTest CryptoInfo
-        EventName EventTime FrontendInfo HddState MenuEntryCompare MovieInfo Poll RdsInfo
-        RemainingToText RotorPosition SensorToText ServiceInfo ServiceName ServiceOrbitalPosition
-        ServicePosition ServiceTime SignalToText StaticMultiList StringList StringListSelection
-        TunerInfo ValueBitTest ValueRange ValueToPixmap VAudioInfo""".split()}
-
-
 def _component(package, name):
     """The class of a renderer or converter, as the host imports it."""
     name = str(name)
     try:
         return getattr(_module(package, name), name)
     except ImportError:
-        base, common = _module(package, package), "Empty"
-        if name not in _OTHERS[package]:
+        base = _module(package, package)
+        kind = base.OTHERS.get(name)
+        if kind is None:
             if skin.stand_ins is None:
                 raise ImportError("No module named %s" % name)
             skin.stand_ins.add("%s %s" % (package, name))
-            common = "StandIn"
-        return type(name, (getattr(base, name, getattr(base, common)),), {})
+            kind = base.StandIn
+        return type(name, (kind,), {})
 
 
 def _module(package, name):

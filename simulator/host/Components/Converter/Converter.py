@@ -70,3 +70,14 @@ class StandIn(Converter):
     """Gives its own name in place of what no image has, or what its source is."""
     text = property(lambda self: type(self).__name__)
     boolean = True
+
+
+#: The host's converters without a file of their own here. Most tell nothing, for want of anything
+#: to tell.
+OTHERS = dict.fromkeys("""ClientsStreaming ConfigEntryTest CryptoInfo EventName EventTime
+    FrontendInfo HddState MenuEntryCompare MovieInfo Poll RdsInfo RemainingToText RotorPosition
+    SensorToText ServiceInfo ServiceName ServiceOrbitalPosition ServicePosition ServiceTime
+    SignalToText StaticMultiList StringList TunerInfo ValueBitTest ValueRange ValueToPixmap
+    VAudioInfo""".split(), Empty)
+OTHERS.update((kind.__name__, kind)
+              for kind in (ConditionalShowHide, ClockToText, StringListSelection))

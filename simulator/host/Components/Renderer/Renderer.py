@@ -49,37 +49,6 @@ class Renderer(object):
         pass
 
 
-class Empty(Renderer):
-    """One that has nothing to show here."""
-    GUI_WIDGET = enigma.eWidget
-
-
-class FixedLabel(Renderer):
-    """Shows a text of its own; the source decides whether it is seen."""
-    GUI_WIDGET = enigma.eLabel
-
-
-class Pixmap(Renderer):
-    """Shows a picture of its own; likewise."""
-    GUI_WIDGET = enigma.ePixmap
-
-
-class Pig(Renderer):
-    GUI_WIDGET = enigma.eVideoWidget
-
-
-class Picon(Pixmap):
-    """The picture of a channel: there is none."""
-
-
-class Progress(Renderer):
-    GUI_WIDGET = enigma.eSlider
-
-
-class PositionGauge(Renderer):
-    GUI_WIDGET = enigma.ePositionGauge
-
-
 class StandIn(Renderer):
     """Shows its own name in place of what no image has."""
 
@@ -88,3 +57,13 @@ class StandIn(Renderer):
     def changed(self):
         if self.instance is not None:
             self.instance.setText(type(self).__name__)
+
+
+#: What the host's renderers without a file of their own here draw with. Most show nothing, for want
+#: of anything to show.
+_WIDGETS = {
+    "Canvas": enigma.eWidget, "FixedLabel": enigma.eLabel, "FrontpanelLed": enigma.eWidget,
+    "NextEpgInfo": enigma.eWidget, "Picon": enigma.ePixmap, "Pig": enigma.eVideoWidget,
+    "Pixmap": enigma.ePixmap, "PositionGauge": enigma.ePositionGauge, "Progress": enigma.eSlider}
+OTHERS = dict((name, type(name, (Renderer,), {"GUI_WIDGET": widget}))
+              for name, widget in _WIDGETS.items())
