@@ -2,6 +2,7 @@
 """The check of a skin: a sound one is silent, and each fault is found at its line."""
 
 import __builtin__
+import imp
 import json
 import os
 import re
@@ -219,9 +220,17 @@ class CheckSkinTest(unittest.TestCase):
             "\nYour System is up to date"])
 
     def test_the_screens_of_the_package_and_of_the_simulator_fit_every_language(self):
+        further = imp.load_source("Upgrade", os.path.join(ROOT, "simulator/plugin/UpgradeZirk.py"))
+        opened = check_skin.opened
+        self.addCleanup(setattr, check_skin, "opened", opened)
+        check_skin.WANTED["UpdatePlugin"] = ["status", "output"]
+        self.addCleanup(check_skin.WANTED.pop, "UpdatePlugin")
         for width, height in enigma.PICTURES.items():
-            for text in (plugin_files.skin_for(width),
-                         skins.scaled(os.path.join(HOST, "skin.xml.in"), width)):
+            for text, screens in [
+                    (plugin_files.skin_for(width), []),
+                    (skins.scaled(os.path.join(HOST, "skin.xml.in"), width),
+                     [(further.UpdatePlugin, (), {})])]:
+                check_skin.opened = lambda: list(opened()) + screens
                 self.assertEqual(self.check(text, MORE, "--size", "%dx%d" % (width, height)), [])
 
 
