@@ -14,7 +14,7 @@ import xml.dom.expatbuilder
 import xml.parsers.expat
 
 from simulator.models import MODELS
-from simulator.problems import ERROR, WARNING
+from simulator.problems import ERROR, WARNING, Problem, Problems
 
 NEWS = "zirknews.xml"
 STATISTICS = "zirkdlstat.txt"
@@ -47,31 +47,28 @@ ELEMENTS = {
 ATTRIBUTES = ("type", "require")
 
 
-class Problem(collections.namedtuple("Problem", "file line severity text restarts")):
-    """One thing that is wrong.
+class _Problems(Problems):
+    """The problems of one document.
 
-    file: NEWS, STATISTICS or CONFIGURATION. line: its number from 1, None for the whole file.
-    severity: ERROR or WARNING. text: one Unicode sentence that ends in the remedy.
-    restarts: whether receivers restart their menus at it.
+    restarts: whether receivers restart their menus at one of them.
     """
 
-    def __unicode__(self):
-        place = self.file if self.line is None else u"%s:%d" % (self.file, self.line)
-        return u"%s: %s: %s" % (place, self.severity, self.text)
-
-
-class _Problems(list):
-    """The problems of one document, in the order in which they were found."""
+    restarts = False
 
     def __init__(self, name):
-        list.__init__(self)
+        Problems.__init__(self)
         self._name = name
 
-    def error(self, line, text, restarts=False):
-        self.append(Problem(self._name, line, ERROR, text, restarts))
+    def error(self, line, text, remedy, restarts=False):
+        Problems.error(self, self._name, line, text, remedy)
+        self.restarts = self.restarts or restarts
 
-    def warning(self, line, text):
-        self.append(Problem(self._name, line, WARNING, text, False))
+    def warning(self, line, text, remedy):
+        Problems.warning(self, self._name, line, text, remedy)
+
+    def by_line(self):
+        self.sort(key=lambda problem: problem.line)
+        return self
 
 
 def missing(name):
@@ -80,8 +77,8 @@ def missing(name):
         NEWS: u"the news browser reports a bad Internet connection and shows nothing",
         STATISTICS: u"the yellow key, \"Top 20\", does nothing",
     }[name]
-    return Problem(name, None, ERROR,
-                   u"The file is missing, and so %s: put it into the folder." % effect, False)
+    return Problem(name, None, ERROR, u"The file is missing, and so %s" % effect,
+                   u"put it into the folder")
 
 
 # The news.
@@ -95,28 +92,28 @@ def news_problems(content):
     problems = _Problems(NEWS)
     if is_unbearable(content):
         problems.error(None, u"With its entities expanded, the document is so long that receivers' "
-                             u"menus stand still for minutes, or restart when memory is exhausted: "
-                             u"leave out what is long, and the entities.", restarts=True)
+                       u"menus stand still for minutes, or restart when memory is exhausted",
+                       u"leave out what is long, and the entities", restarts=True)
         return problems
     try:
         elements, length = _read(content)
     except xml.parsers.expat.ExpatError as e:
         problems.error(e.lineno, u"The document is not well-formed (%s), and receivers say that it "
-                       u"can not be analyzed: correct it at or before column %d of this line."
-                       % (xml.parsers.expat.ErrorString(e.code), e.offset + 1))
+                       u"can not be analyzed" % xml.parsers.expat.ErrorString(e.code),
+                       u"correct it at or before column %d of this line" % (e.offset + 1))
         return problems
     except Exception:  # codecs and the builder raise all kinds; so they do on receivers
         return problems
     if length > LONGEST_NEWS:
         problems.warning(None, u"The document comes to %d characters with its entities expanded, "
-                               u"and the menus of slow receivers stand still for more than a "
-                               u"second: take old entries out." % length)
+                         u"and the menus of slow receivers stand still for more than a "
+                         u"second" % length, u"take old entries out")
     if not any(element.name == "update" for element in elements):
-        problems.warning(None, u"There is no <update>, and the news browser shows an empty list: "
-                               u"write one for each entry.")
+        problems.warning(None, u"There is no <update>, and the news browser shows an empty list",
+                         u"write one for each entry")
     for element in elements:
         element.check(problems)
-    return sorted(problems, key=lambda problem: problem.line)
+    return problems.by_line()
 
 
 class _Unbearable(Exception):
@@ -208,24 +205,24 @@ class _Element(object):
     def check(self, problems):
         """Add what is wrong with this element itself."""
         if self.name not in ELEMENTS:
-            problems.error(self.line, u"%s is passed over, since names are case-sensitive: write "
-                                      u"<%s>." % (self, self.name.lower()))
+            problems.error(self.line, u"%s is passed over, since names are case-sensitive" % self,
+                           u"write <%s>" % self.name.lower())
             return
         if self._parent_name is not None and self.parent is None:
-            problems.error(self.line, u"%s stands outside <%s> and is shown nowhere: move it into "
-                                      u"one." % (self, self._parent_name))
+            problems.error(self.line, u"%s stands outside <%s> and is shown "
+                           u"nowhere" % (self, self._parent_name), u"move it into one")
             return
         if self._like_this is not None:
-            problems.warning(self.line, u"%s stands in %s, which shows its content as well: put it "
-                                        u"after that one." % (self, self._like_this))
+            problems.warning(self.line, u"%s stands in %s, which shows its content as "
+                             u"well" % (self, self._like_this), u"put it after that one")
         self._check_attributes(problems)
         if self.name == "update":
             self._check_update(problems)
         elif self.name == "item":
             self._check_item(problems)
         elif self.name == "title" and not self._is_first_title():
-            problems.warning(self.line, u"%s is not shown, since the first one counts: leave it "
-                                        u"out." % self)
+            problems.warning(self.line, u"%s is not shown, since the first one counts" % self,
+                             u"leave it out")
         else:
             self._check_text(problems)
 
@@ -239,52 +236,52 @@ class _Element(object):
                 continue
             if name.lower() in self._attributes:
                 problems.error(self.line, u"The attribute %s of %s is passed over, since names are "
-                                          u"case-sensitive: write %s." % (name, self, name.lower()))
+                               u"case-sensitive" % (name, self), u"write %s" % name.lower())
             elif name.lower() in ATTRIBUTES:
                 holder = u"update" if name.lower() == "type" else self._parent_name
-                problems.error(self.line, u"The attribute %s has no effect on %s: move it to the "
-                                          u"<%s>." % (name, self, holder))
+                problems.error(self.line, u"The attribute %s has no effect on %s" % (name, self),
+                               u"move it to the <%s>" % holder)
         if "type" in self._attributes and self.node.hasAttribute("type"):
             kind = self.node.getAttribute("type")
             if kind not in KINDS:
                 problems.error(self.line, u"The type \"%s\" of %s is unknown and gets the normal "
-                                          u"icon: write %s, %s or %s." % ((kind, self) + KINDS))
+                               u"icon" % (kind, self), u"write %s, %s or %s" % KINDS)
         if "require" in self._attributes and self.node.hasAttribute("require"):
             self._check_require(problems, self.node.getAttribute("require"))
 
     def _check_require(self, problems, require):
         if not require:
-            problems.error(self.line, u"The empty require hides %s from every receiver: leave the "
-                                      u"attribute out to show it to all." % self)
+            problems.error(self.line, u"The empty require hides %s from every receiver" % self,
+                           u"leave the attribute out to show it to all")
             return
         for key in require.split(u","):
             known = key.strip().lower()
             if key in MODELS:
                 continue
             if known not in MODELS:
-                problems.error(self.line, u"%s requires \"%s\", a model that does not exist: write "
-                                          u"one of %s." % (self, key, u" ".join(MODELS)))
+                problems.error(self.line, u"%s requires \"%s\", a model that does not "
+                               u"exist" % (self, key), u"write one of %s" % u" ".join(MODELS))
             else:
                 fault = u"capitals" if key.strip() == key else u"blanks"
                 problems.error(self.line, u"%s requires \"%s\", whose %s count, so that no "
-                                          u"receiver shows it for that: write \"%s\" between bare "
-                                          u"commas." % (self, key, fault, known))
+                               u"receiver shows it for that" % (self, key, fault),
+                               u"write \"%s\" between bare commas" % known)
 
     def _check_update(self, problems):
         if not self.below("title"):
             problems.error(self.line, u"%s has no <title>, and its receivers restart their menus "
-                                      u"when the browser opens: give it one with a text." % self,
-                           restarts=True)
+                           u"when the browser opens" % self,
+                           u"give it one with a text", restarts=True)
 
     def _check_item(self, problems):
         texts = [element for element in self.below("itemtext") if element.node.firstChild]
         if not texts:
-            problems.warning(self.line, u"%s has no text and reads \"* None\": give it an "
-                                        u"<itemtext>." % self)
+            problems.warning(self.line, u"%s has no text and reads \"* None\"" % self,
+                             u"give it an <itemtext>")
         for element in texts[:-1]:
             if element.parent is self:
-                problems.warning(element.line, u"%s is not shown, since the last one counts: leave "
-                                               u"it out, or make an <item> of it." % element)
+                problems.warning(element.line, u"%s is not shown, since the last one "
+                                 u"counts" % element, u"leave it out, or make an <item> of it")
 
     def _check_text(self, problems):
         """Check the text of a title, itemtext or description: the data of its first child."""
@@ -293,22 +290,20 @@ class _Element(object):
         if first is None:
             if self.name == "title":
                 problems.error(self.line, u"%s is empty, and its receivers restart their menus "
-                                          u"when the browser opens: write a text." % self,
-                               restarts=True)
+                               u"when the browser opens" % self, u"write a text", restarts=True)
             return
         if first.nodeType == first.ELEMENT_NODE:
             problems.error(self.line, u"%s begins with <%s>, and its receivers restart their menus "
-                                      u"when the browser opens: write plain text."
-                           % (self, first.tagName), restarts=True)
+                           u"when the browser opens" % (self, first.tagName),
+                           u"write plain text", restarts=True)
             return
         if first.nodeType not in (first.TEXT_NODE, first.CDATA_SECTION_NODE):
             problems.error(self.line, u"%s begins with a comment or a processing instruction, "
-                                      u"which is shown as its text: move that before the "
-                                      u"element." % self)
+                           u"which is shown as its text" % self, u"move that before the element")
         elif _have_text(self.node.childNodes[1:]):
             problems.error(self.line, u"%s is shown only up to the first element, comment or CDATA "
-                                      u"section in it: write plain text, or make the whole of it "
-                                      u"one CDATA section." % self)
+                           u"section in it" % self,
+                           u"write plain text, or make the whole of it one CDATA section")
         else:
             self._check_white_space(problems, first.data)
         for encoding, severity in ENCODINGS:
@@ -316,22 +311,21 @@ class _Element(object):
                 first.data.encode(encoding)
             except UnicodeEncodeError as e:
                 text = (u"%s has \"%s\", at which receivers whose default encoding is %s restart "
-                        u"their menus %s: replace it" % (self, e.object[e.start:e.end],
-                                                         encoding.upper(), when))
+                        u"their menus %s" % (self, e.object[e.start:e.end], encoding.upper(), when))
                 if severity == ERROR:
-                    problems.error(self.line, text + u".", restarts=True)
+                    problems.error(self.line, text, u"replace it", restarts=True)
                 else:
-                    problems.warning(self.line, text + u" if the feed serves such receivers.")
+                    problems.warning(self.line, text,
+                                     u"replace it if the feed serves such receivers")
                 break
 
     def _check_white_space(self, problems, text):
         if not text.strip():
             add = problems.error if self.name == "title" else problems.warning
-            add(self.line, u"%s holds nothing but white space: write a text." % self)
+            add(self.line, u"%s holds nothing but white space" % self, u"write a text")
         elif text != text.strip(u" \t\r\n") or u"\n" in text:
             problems.warning(self.line, u"%s has white space at an end or a line break, which is "
-                                        u"shown: write its text on one line, right between the "
-                                        u"tags." % self)
+                             u"shown" % self, u"write its text on one line, right between the tags")
 
 
 def _innermost(elements, name):
@@ -361,8 +355,8 @@ def statistics_problems(content):
     returns = [number for number, line in enumerate(lines, 1) if line.endswith("\r")]
     if returns:
         problems.error(returns[0], u"This line ends with a carriage return, like %d in all, which "
-                                   u"makes it no section or stands in the count: end lines with a "
-                                   u"line feed alone." % len(returns))
+                       u"makes it no section or stands in the count" % len(returns),
+                       u"end lines with a line feed alone")
     for number, line in enumerate(lines, 1):
         line = line.rstrip("\r")
         fields = line.split(";")
@@ -372,40 +366,39 @@ def statistics_problems(content):
             in_section = True
         elif meant in SECTIONS:
             problems.error(number, u"\"%s\" does not begin a section, since it is not written "
-                                   u"exactly so: write %s." % (shown, meant))
+                           u"exactly so" % shown, u"write %s" % meant)
             in_section = True  # as it was meant: one fault is reported once
         elif not line.strip():
             continue
         elif len(fields) < 2:
             problems.error(number, u"\"%s\" is passed over, since it is no section and a record "
-                                   u"has the fields NAME;COUNT: add the count." % shown)
+                           u"has the fields NAME;COUNT" % shown, u"add the count")
         elif not in_section:
             problems.error(number, u"The record \"%s\" stands before the first section and is "
-                                   u"shown nowhere: move it below %s, %s or %s."
-                           % ((shown,) + SECTIONS))
+                           u"shown nowhere" % shown, u"move it below %s, %s or %s" % SECTIONS)
         else:
             records += 1
             _check_record(problems, number, shown, *fields[:2])
     if not records:
-        problems.warning(None, u"There is no record in a section, and \"Top 20\" opens empty: "
-                               u"add sections with records.")
-    return sorted(problems, key=lambda problem: problem.line)
+        problems.warning(None, u"There is no record in a section, and \"Top 20\" opens empty",
+                         u"add sections with records")
+    return problems.by_line()
 
 
 def _check_record(problems, number, shown, name, count):
     if not re.match(r"[\w+.-]+\Z", name):
         problems.error(number, u"The name in \"%s\" is empty or has characters that no package's "
-                               u"has: write that of the package, without the prefix." % shown)
+                       u"has" % shown, u"write that of the package, without the prefix")
     if "_install" in name:
         problems.error(number, u"The name in \"%s\" contains \"_install\", which receivers remove "
-                               u"from it, so that they ask for another package: rename the package."
-                       % shown)
+                       u"from it, so that they ask for another package" % shown,
+                       u"rename the package")
     if count.strip() and not count.strip().isdigit():
-        problems.warning(number, u"The count in \"%s\" is no number, and is shown as it stands: "
-                                 u"write a number." % shown)
+        problems.warning(number, u"The count in \"%s\" is no number, and is shown as it "
+                         u"stands" % shown, u"write a number")
     elif not count.strip():
-        problems.warning(number, u"The count in \"%s\" is empty, and the row reads \"()\": write "
-                                 u"a number." % shown)
+        problems.warning(number, u"The count in \"%s\" is empty, and the row reads \"()\"" % shown,
+                         u"write a number")
 
 
 def records(content):
@@ -432,11 +425,11 @@ def configuration_problems(content, made):
     words = line.split()
     if len(words) != 3 or words[0] != "src/gz":
         problems.error(1, u"The first line is no feed, but receivers take it for the one whose "
-                          u"news they show: begin with \"src/gz Zirk-all ADDRESS/all\".")
+                       u"news they show", u"begin with \"src/gz Zirk-all ADDRESS/all\"")
         return problems
     if line.endswith("\r"):
-        problems.error(1, u"The line ends with a carriage return, and opkg ignores the feed: end "
-                          u"it with a line feed alone.")
+        problems.error(1, u"The line ends with a carriage return, and opkg ignores the feed",
+                       u"end it with a line feed alone")
     meant = re.sub("/all/*$", "/", words[2]) + NEWS
     if made != meant:
         stripped = (line + end).strip("src/gz Zirk-all ")
@@ -446,8 +439,8 @@ def configuration_problems(content, made):
                   if not words[2].endswith("/all") else
                   u"keep \"all\" out of the names of hosts and folders")
         problems.error(1, u"The news are looked for in the wrong place; stripping the line leaves "
-                          u"\"%s\", replacing each \"all\" makes \"%s\" of it, and \"%s\" is "
-                          u"meant: %s." % (_shown(stripped), _shown(made), _shown(meant), remedy))
+                       u"\"%s\", replacing each \"all\" makes \"%s\" of it, and \"%s\" is "
+                       u"meant" % (_shown(stripped), _shown(made), _shown(meant)), remedy)
     return problems
 
 

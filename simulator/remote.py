@@ -265,7 +265,7 @@ class Remote(object):
                     "text": text})
 
     def _send(self, message):
-        self._events.write(json.dumps(_readable(message)) + "\n")
+        self._events.write(json.dumps(view.readable(message)) + "\n")
         self._events.flush()
 
 
@@ -283,17 +283,6 @@ def _one_of(known, value, what):
     if value not in list(known):  # which a value of any type can be looked up in
         raise Wrong("There is no %s." % (what % (value,)))
     return str(value)
-
-
-def _readable(value):
-    """The same plain data, with its byte strings as text: what is not UTF-8 is replaced."""
-    if isinstance(value, str):
-        return value.decode("utf-8", "replace")
-    if isinstance(value, dict):
-        return dict((name, _readable(part)) for name, part in value.items())
-    if isinstance(value, (list, tuple)):
-        return [_readable(part) for part in value]
-    return value
 
 
 def _private_streams():

@@ -77,6 +77,17 @@ def _element(look, element):
     return described
 
 
+def readable(value):
+    """The same plain data, with its byte strings as text: what is not UTF-8 is replaced."""
+    if isinstance(value, str):
+        return value.decode("utf-8", "replace")
+    if isinstance(value, dict):
+        return dict((name, readable(part)) for name, part in value.items())
+    if isinstance(value, (list, tuple)):
+        return [readable(part) for part in value]
+    return value
+
+
 def operations(screen):
     """What paints the screen: see painting/screen.py. Nothing paints the television picture."""
     return [] if screen is None else paint(skin_layout.layout(screen), skin.described())

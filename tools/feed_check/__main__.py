@@ -47,7 +47,7 @@ def check_documents(tree, model, configuration, problems):
         progress("showing the documents on %s" % ("every model" if model == "all" else model))
         result = subprocess.run(
             [os.path.join(ROOT, "tools", "sandbox"), "--readable", folder, "python2.7", "-O", "-m",
-             "simulator.check", folder, "--model", model], stdout=subprocess.PIPE, check=False)
+             "simulator.check", folder, model], stdout=subprocess.PIPE, check=False)
     if result.returncode != 0:
         raise OSError("the simulated receiver ended with status %d; see what it says"
                       % result.returncode)
@@ -55,8 +55,7 @@ def check_documents(tree, model, configuration, problems):
     for each in found["problems"]:
         # What is missing has been told of already where the reason is known.
         if contents[each["file"]] is not None or not tree.has_told(each["file"]):
-            text, _, remedy = each["text"].rstrip(".").rpartition(": ")
-            problems.append(Problem(each["file"], each["line"], each["severity"], text, remedy))
+            problems.append(Problem(**each))
     return found
 
 
