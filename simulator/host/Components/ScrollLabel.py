@@ -41,20 +41,11 @@ class ScrollLabel(Label):
         Label.setText(self, text)
         self._measure(self.BAR)
 
-    def appendText(self, text):
-        self.setText(self.getText() + text)
-
     def pageUp(self):
         self._top = max(0, self._top - self.page)
 
     def pageDown(self):
         self._top = max(0, min(self._top + self.page, self.total - self.page))
-
-    def lastPage(self):
-        self._top = max(0, self.total - self.page)
-
-    def isAtLastPage(self):
-        return self._top + self.page >= self.total
 
     def scrolled(self):
         """How many pixels of the text lie above the page."""

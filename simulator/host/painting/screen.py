@@ -68,6 +68,12 @@ class Painter(object):
                      [left, top, width, high], [left + wide - width, top, width, high]):
             self.fill(common(part, place), colour)
 
+    def edge(self, element, place):
+        """The frame that an element itself asks for, if it does."""
+        if element.get("border"):
+            width, colour = element["border"]
+            self.frame(place, width, colour or BLACK)
+
     def picture(self, found, rect, clip, mode="all"):
         """A Picture made as large as `rect`, cut at `clip`."""
         self._tiles(found, rect, common(rect, clip), mode)
@@ -235,8 +241,7 @@ def _scrollbar(painter, element, place, start, length, ground):
     edge = look.get("border")
     if edge is None:
         edge = element["border"][0] if element.get("border") else 1
-    painter.frame(place, edge,
-                  look.get("borderColor") or painter.style("LabelForeground"))
+    painter.frame(place, edge, look.get("borderColor") or painter.style("LabelForeground"))
 
 
 def _percent(number, whole):
@@ -252,9 +257,7 @@ def _picture(painter, element, place):
             painter.picture(found, place, place, mode)
         else:
             painter.natural(found, place, mode)
-    if element.get("border"):
-        width, colour = element["border"]
-        painter.frame(place, width, colour or BLACK)
+    painter.edge(element, place)
 
 
 def _bar(painter, element, place):
@@ -276,9 +279,7 @@ def _bar(painter, element, place):
         painter.picture(found, place[:2] + [found.width, found.height], part)
     else:
         painter.fill(part, element["foreground"] or painter.style("LabelForeground"))
-    if element.get("border"):
-        width, colour = element["border"]
-        painter.frame(place, width, colour or BLACK)
+    painter.edge(element, place)
 
 
 def _television(painter, element, place):
