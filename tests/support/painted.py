@@ -9,15 +9,10 @@ import sys
 
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
 
-from simulator import SAMPLE_FEED, packages, view  # noqa: E402
+from simulator import SAMPLE_FEED, layout, packages, view  # noqa: E402
 from simulator.feedserver import FeedServer  # noqa: E402
 from simulator.receiver import Receiver  # noqa: E402
 
-from Components.Label import Label  # noqa: E402
-from Components.ScrollLabel import ScrollLabel  # noqa: E402
-from Components.Sources.List import List  # noqa: E402
-from Components.Sources.StaticText import StaticText  # noqa: E402
-from Screens.Screen import Screen  # noqa: E402
 from Tools.LoadPixmap import LoadPixmap  # noqa: E402
 from painting.files import Files  # noqa: E402
 
@@ -30,22 +25,15 @@ has room for
     - Its second line is short
 
 """
-NARROW = """* Tuner drivers
-    - A longer description of what has changed, which takes more than one line of a narrow screen.
-
-* Kernel"""
 
 
-class Probe(Screen):
+class Probe(layout.Probe):
     """A screen that shows what its layout is made to try."""
 
-    def __init__(self, session, layout, rows):
-        Screen.__init__(self, session)
-        self.skinName = layout
-        self.title = "News about ZIRK"
-        self["header"], self["status"] = Label(HEADER), Label("12 news")
-        self["update"], self["title"] = ScrollLabel(NARROW), StaticText(self.title)
-        self["menu"] = List(rows)
+    def __init__(self, session, name, rows):
+        layout.Probe.__init__(self, session, name)
+        self["header"].text, self["status"].text = HEADER, "12 news"
+        self["menu"].list = rows
 
 
 def screens(box):
@@ -74,13 +62,13 @@ def screens(box):
     menu.list = [("key", ROW % number, icons[number % 3]) for number in range(20)]
     menu.setIndex(12)
     yield "AllNews_rows_12"
-    for layout, numbers in (("ProbeText", [None]), ("ProbePictures", [None]),
-                            ("ProbeList", [3, 11])):
-        box.loop.call(box.session.open, Probe, layout, sample)
+    for name, numbers in (("ProbeText", [None]), ("ProbePictures", [None]),
+                          ("ProbeList", [3, 11])):
+        box.loop.call(box.session.open, Probe, name, sample)
         for number in numbers:
             if number is not None:
                 box.screen["menu"].setIndex(number)
-            yield layout if number is None else "%s_sample_%d" % (layout, number)
+            yield name if number is None else "%s_sample_%d" % (name, number)
         box.session.close(box.screen)
         box.loop.run_due()
 
