@@ -50,6 +50,15 @@ def package(name, version="1.0-r0", architecture="all", member="./control", oute
     return archive_of(dict(("./" + name, content) for name, content in members))
 
 
+def key_of(test, home, name):
+    """Make a key in a directory of gpg's own, for a test; return the command of gpg that has it."""
+    os.mkdir(home, 0o700)
+    test.addCleanup(run, "gpgconf", "--homedir", home, "--kill", "all")
+    gpg = ["gpg", "--homedir", home, "--batch", "--yes", "--passphrase", ""]
+    test.assertEqual(0, run(*gpg + ["--quick-gen-key", name, "ed25519"]).status)
+    return gpg
+
+
 class FeedTest(unittest.TestCase):
 
     def setUp(self):
@@ -135,10 +144,7 @@ class FeedTest(unittest.TestCase):
         self.assertEqual("<news/>", self.get("zirknews.xml"))
 
     def test_each_index_is_signed_by_the_key_and_a_changed_byte_is_noticed(self):
-        os.mkdir(self.work + "/gpg", 0o700)
-        self.addCleanup(run, "gpgconf", "--homedir", self.work + "/gpg", "--kill", "all")
-        gpg = ["gpg", "--homedir", self.work + "/gpg", "--batch", "--passphrase", ""]
-        run(*gpg + ["--quick-gen-key", "The feed", "ed25519"])
+        gpg = key_of(self, self.work + "/gpg", "The feed")
         self.assertIn("no secret key 'Nobody'", self.publish(2, sign="Nobody", a=package("a")))
         self.publish(sign="The feed", m=package("m", architecture="mips32el"))
         for place in ("all", "mips32el"):

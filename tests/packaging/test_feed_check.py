@@ -11,7 +11,7 @@ import time
 import unittest
 
 from simulator.feedserver import FeedServer
-from tests.packaging.test_feed import ar_of, archive_of
+from tests.packaging.test_feed import ar_of, archive_of, key_of
 from tests.support.machine import directory, run, write
 
 NEWS = "<news><update type='urgent'><title>Update</title></update></news>\n"
@@ -181,11 +181,7 @@ class FolderTest(CheckTest):
 
     def key(self):
         """Make a key; return a function that signs the index of a directory with it."""
-        home = self.work + "/gpg"
-        os.mkdir(home, 0o700)
-        self.addCleanup(run, "gpgconf", "--homedir", home, "--kill", "all")
-        gpg = ["gpg", "--homedir", home, "--batch", "--yes", "--passphrase", ""]
-        self.assertEqual(0, run(*gpg + ["--quick-gen-key", "feed", "ed25519"]).status)
+        gpg = key_of(self, self.work + "/gpg", "feed")
         write(self.work + "/key.asc", run(*gpg + ["--armor", "--export"]).stdout)
 
         def sign(place):
