@@ -48,7 +48,7 @@ class _Tree:
         self._told = set()
 
     def has_told(self, name):
-        """Whether the reason why a file is not to be had is among the problems."""
+        """Whether the problems say why a file could not be read."""
         return name in self._told
 
     def _tell(self, name, text, remedy):
