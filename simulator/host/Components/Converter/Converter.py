@@ -2,25 +2,19 @@
 
 import time
 
-from Components.Renderer.Renderer import Renderer
+from Components.Renderer.Renderer import Follower
 from Components.Sources.Source import Source
 
 
-class Converter(Source):
+class Converter(Source, Follower):
     """arguments: the text that the skin has between the tags."""
 
     def __init__(self, arguments):
         Source.__init__(self)
         self.arguments = arguments
-        self.source = None
-
-    def select(self, index):
-        """The source, a list, has another row selected."""
-
-    connect, detach = Renderer.connect.__func__, Renderer.detach.__func__
 
     def __getattr__(self, name):
-        if name.startswith("__") or name == "source":
+        if name.startswith("__"):
             raise AttributeError(name)
         return getattr(self.source, name)
 

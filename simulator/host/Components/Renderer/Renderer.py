@@ -3,25 +3,15 @@
 import enigma
 
 
-class Renderer(object):
+class Follower(object):
+    """What follows one source: a renderer, or a converter on the way to one."""
 
-    GUI_WIDGET = None  # the class of the compiled widget
-
-    def __init__(self):
-        self.source = None
-        self.instance = None
-        self._visible = True
+    source = None
 
     def connect(self, source):
         self.source = source
         self.changed()
         source.renderers.append(self)
-
-    def GUIcreate(self):
-        """The screen gets its layout: make the compiled widget."""
-        self.instance = self.GUI_WIDGET()
-        self.setVisible(self._visible)
-        self.changed()
 
     def detach(self):
         """Follow no longer; nor does a converter without followers."""
@@ -36,6 +26,21 @@ class Renderer(object):
 
     def select(self, index):
         """The source, a list, has another row selected."""
+
+
+class Renderer(Follower):
+
+    GUI_WIDGET = None  # the class of the compiled widget
+
+    def __init__(self):
+        self.instance = None
+        self._visible = True
+
+    def GUIcreate(self):
+        """The screen gets its layout: make the compiled widget."""
+        self.instance = self.GUI_WIDGET()
+        self.setVisible(self._visible)
+        self.changed()
 
     def setVisible(self, visible):
         self._visible = visible
