@@ -279,19 +279,12 @@ def _limit():
 
 
 def _body(answer):
-    pieces = []
-    size = 0
-    while True:
-        piece = answer.read1(1 << 16)
-        if not piece:
-            # read1() does not say that an announced end has not come.
-            if answer.length:
-                raise http.client.IncompleteRead(b"", answer.length)
-            return b"".join(pieces)
-        pieces.append(piece)
-        size += len(piece)
-        if size > LARGEST:
-            raise ValueError("it is larger than %d MB" % (LARGEST >> 20))
+    content = answer.read(LARGEST + 1)
+    if len(content) > LARGEST:
+        raise ValueError("it is larger than %d MB" % (LARGEST >> 20))
+    if answer.length:  # read() does not say that an announced end has not come
+        raise http.client.IncompleteRead(content, answer.length)
+    return content
 
 
 def _date(headers):
