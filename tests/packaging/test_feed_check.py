@@ -1,8 +1,6 @@
 """./run --check: a feed as a whole, sound and with every kind of fault, and at an address."""
 
-import gzip
 import hashlib
-import io
 import json
 import os
 import random
@@ -11,6 +9,7 @@ import time
 import unittest
 
 from simulator.feedserver import FeedServer
+from simulator.opkg.archive import compress
 from tests.packaging.test_feed import ar_of, archive_of, key_of
 from tests.support.machine import directory, run, write
 
@@ -99,10 +98,7 @@ class Tree(object):
     def index(self, place, text, packed=None):
         """Write the index of a directory."""
         write("%s/%s/Packages" % (self.path, place), text)
-        target = io.BytesIO()
-        with gzip.GzipFile(fileobj=target, mode="wb") as stream:
-            stream.write(text if packed is None else packed)
-        write("%s/%s/Packages.gz" % (self.path, place), target.getvalue())
+        write("%s/%s/Packages.gz" % (self.path, place), compress(packed or text))
 
     def break_more(self, key):
         """Break directories of packages, signatures, the statistics and the configuration.
@@ -325,9 +321,6 @@ class AddressTest(CheckTest):
     def test_faults_of_the_server_and_what_receivers_do(self):
         moved = [("Location", self.server.address("other.xml"))]
         write(self.feed + "/other.xml", NEWS)
-        packed = io.BytesIO()
-        with gzip.GzipFile(fileobj=packed, mode="wb") as stream:
-            stream.write(NEWS)
         for name, fault, severity, words in [
                 ("news", {"status": 503}, "error", "status 503, and the news browser reports"),
                 ("news", {"status": 302, "headers": moved}, "warning", "redirects to"),
@@ -335,7 +328,7 @@ class AddressTest(CheckTest):
                 ("news", {"stall": "middle", "seconds": 1.5}, "warning", "menus stand still"),
                 ("news", {"drop": "headers"}, "error", "does not come as a whole.*analyzed"),
                 ("news", {"drop": "middle"}, "error", "does not come as a whole.*analyzed"),
-                ("news", {"body": packed.getvalue(), "headers": [("Content-Encoding", "gzip")]},
+                ("news", {"body": compress(NEWS), "headers": [("Content-Encoding", "gzip")]},
                  "error", "encoded .gzip. .*don't undo"),
                 ("news", {"headers": [("Last-Modified", NEW)]},
                  "warning", "newer than the index"),
