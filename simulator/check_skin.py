@@ -56,9 +56,9 @@ KINDS = {
     "start": (u"The GUI does not start", None),
     "unread": (u"The skin is not read, and receivers show the image's default skin",
                u"make the file well-formed"),
-    "included": (u"The screen is dropped, since it is included and the host has one of this name",
+    "included": (u"The screen is lost, since it is included and the host has one of this name",
                  u"move it into the skin's own file"),
-    "id": (u"The screen is dropped, since it has an id", u"leave the id out"),
+    "id": (u"The screen is lost, since it has an id", u"leave the id out"),
     "definition": (u"The definition is left out", u"write whole numbers, or the names of colours"),
     "element": (u"The element is lost", None),
     "twice": (u"The element is lost, since a later one has the same name",
@@ -119,7 +119,7 @@ def catalogues():
         yield os.path.splitext(os.path.basename(path))[0], translation.gettext
 
 
-class Doctor(object):
+class Check(object):
     """Finds what is wrong with a skin.
 
     directory, user_file: as skins.use() takes them, and so are further options of examine().
@@ -454,9 +454,9 @@ def main(arguments):
     add_format_option(parser)
     options = parser.parse_args(arguments)
     use = skin_arguments(parser, options)
-    doctor = Doctor(use.pop("directory"), use.pop("user_file"))
-    doctor.examine(**use)
-    problems = Problems(doctor.problems.in_order())
+    check = Check(use.pop("directory"), use.pop("user_file"))
+    check.examine(**use)
+    problems = Problems(check.problems.in_order())
     sys.stdout.write(FORMS[options.form](problems, "check-skin").encode("utf-8"))
     return problems.status()
 

@@ -32,7 +32,7 @@ _STYLE_COLOURS = [
         for part in ("Background", "Foreground")]
 
 primary = None  # "NAME/skin.xml", as the setting has it
-stand_ins = None  # a set: a placeholder takes the place of what no image has, noted here by name
+stand_ins = None  # a set: what only some images have gets a placeholder, and is noted here
 dom_screens = {}  # name: XML element
 colors = {}
 fonts = {}  # name: {"file", "found", "scale", "replacement", "path"}

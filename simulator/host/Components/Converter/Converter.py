@@ -61,7 +61,7 @@ class Empty(Converter):
 
 
 class StandIn(Converter):
-    """Gives its own name in place of what no image has, or what its source is."""
+    """Gives its own name in place of what only some images have."""
     text = property(lambda self: type(self).__name__)
     boolean = True
 

@@ -55,7 +55,7 @@ class Renderer(Follower):
 
 
 class StandIn(Renderer):
-    """Shows its own name in place of what no image has."""
+    """Shows its own name in place of what only some images have."""
 
     GUI_WIDGET = enigma.eLabel
 
