@@ -8,9 +8,6 @@ from simulator import ROOT, SAMPLE_FEED, packages
 from simulator.feedserver import FeedServer
 from simulator.receiver import Receiver
 
-HOUR = 3600
-INDEX = "all/Packages.gz"
-
 
 def news(box):
     box.open_news()
@@ -75,19 +72,6 @@ class Costs(unittest.TestCase):
             counted = [one for one in asked if one not in brought]
             self.assertEqual(sorted(one[0] for one in counted), re.findall(r"[\w.]+", files), name)
             self.assertEqual(sum(one[2] for one in counted), int(size.replace(",", "")), name)
-
-    def test_a_check_waits_for_its_time_whatever_came_before(self):
-        for fault, answer, asked in [({}, None, []), ({}, False, ["Packages.gz"]),
-                                     ({"status": 503}, None, ["Packages.gz"])]:
-            self.boot()
-            self.feed.fault(INDEX, **fault)
-            self.assertEqual(self.go([lambda box: box.start_plugin(),
-                                      lambda box: box.pass_time(59)]), [])
-            self.assertEqual(len(self.go([lambda box: box.pass_time(1)])), 1)
-            if answer is not None:
-                self.box.answer(answer)
-            self.assertEqual(self.go([lambda box: box.pass_time(24 * HOUR - 60)]), [])
-            self.assertEqual([one[0] for one in self.go([lambda box: box.pass_time(60)])], asked)
 
     def test_the_module_ignores_headers_for_caches_and_asks_for_no_compression(self):
         self.boot()

@@ -286,10 +286,6 @@ def _television(painter, element, place):
     painter.fill(place, "#ff000000")
 
 
-def _nothing(painter, element, place):
-    _fill_own(painter, element, place)
-
-
 # Lists.
 
 def _list(painter, element, place):
@@ -456,4 +452,4 @@ def _in_entry(found, flags, place):
 
 
 _ELEMENTS = {"label": _label, "scroll": _scrolling_text, "list": _list, "picture": _picture,
-             "bar": _bar, "television": _television, None: _nothing}
+             "bar": _bar, "television": _television, None: _fill_own}
