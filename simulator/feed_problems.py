@@ -66,10 +66,6 @@ class _Problems(Problems):
     def warning(self, line, text, remedy):
         Problems.warning(self, self._name, line, text, remedy)
 
-    def by_line(self):
-        self.sort(key=lambda problem: problem.line)
-        return self
-
 
 def missing(name):
     """Return the Problem that a feed has without its file `name`."""
@@ -84,7 +80,7 @@ def missing(name):
 # The news.
 
 def news_problems(content):
-    """Return the Problems of a news document, by line.
+    """Return the Problems of a news document.
 
     content: the file, a byte string. A document that the interpreter's parser refuses otherwise
     than for not being well-formed, by its encoding for instance, gives none: run it to see.
@@ -113,7 +109,7 @@ def news_problems(content):
                          u"write one for each entry")
     for element in elements:
         element.check(problems)
-    return problems.by_line()
+    return problems
 
 
 class _Unbearable(Exception):
@@ -347,7 +343,7 @@ def _have_text(nodes):
 # The statistics.
 
 def statistics_problems(content):
-    """Return the Problems of the download statistics (a byte string), by line."""
+    """Return the Problems of the download statistics (a byte string)."""
     problems = _Problems(STATISTICS)
     in_section = False
     records = 0
@@ -382,7 +378,7 @@ def statistics_problems(content):
     if not records:
         problems.warning(None, u"There is no record in a section, and \"Top 20\" opens empty",
                          u"add sections with records")
-    return problems.by_line()
+    return problems
 
 
 def _check_record(problems, number, shown, name, count):
