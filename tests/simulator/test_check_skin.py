@@ -238,6 +238,7 @@ class FormsTest(unittest.TestCase):
 
     PROBLEMS = [Problem(u"a b.xml", 3, "error", u"One\nthing", u"mend it"),
                 Problem(u"/gr\xfc\xdfe", None, "warning", u"Two", u"leave it")]
+
     def written(self, form):
         return FORMS[form](self.PROBLEMS, "tool")
 

@@ -1,15 +1,16 @@
 # -*- coding: utf-8 -*-
 """Where the receiver puts letters, rows and bars: to the pixel, as was measured on receivers."""
 
+import os
 import unittest
 
-import simulator  # noqa: F401 - puts the host's modules on the import path
+from simulator import HOST
 
 from painting import screen, text
 from painting.fonts import USUAL, Face, faces
 
 SKIN = {
-    "desktop": [1280, 720], "find": lambda name: None,
+    "desktop": [1280, 720], "find": lambda name: os.path.join(HOST, name),
     "fonts": {"Regular": {"file": "LiberationSans-Bold.ttf", "found": True, "scale": 100,
                           "replacement": 0}},
     "windowstyle": {"colors": {"Background": "#00000001", "ListboxBackground": "#00000002",
