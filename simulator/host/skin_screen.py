@@ -403,11 +403,14 @@ def applySkin(screen):
 
 
 def _create(screen, reader):
-    for element in reader.sources:
+    def add(element, instance):
         screen.elements.append(element)
+        element.instance = instance
+        _apply(instance, element.dom, element.attributes, element.look, element.log)
+
+    for element in reader.sources:
         element.widget.GUIcreate()
-        element.instance = element.widget.instance
-        _apply(element.instance, element.dom, element.attributes, element.look, element.log)
+        add(element, element.widget.instance)
     screen.missing = []
     for name, component in screen.items():
         if not isinstance(component, GUIComponent):
@@ -419,14 +422,10 @@ def _create(screen, reader):
             continue
         dom, attributes = reader.widgets[name]
         element = Element(dom, "widget", name, component, attributes)
-        screen.elements.append(element)
-        element.instance = component.instance
-        _apply(element.instance, dom, attributes, element.look, element.log)
+        add(element, component.instance)
         component.skinApplied(element.look)
     for element in reader.decoration:
-        element.instance = enigma.eLabel() if element.kind == "eLabel" else enigma.ePixmap()
-        screen.elements.append(element)
-        _apply(element.instance, element.dom, element.attributes, element.look, element.log)
+        add(element, enigma.eLabel() if element.kind == "eLabel" else enigma.ePixmap())
 
 
 def applySkinAnew(screen):
