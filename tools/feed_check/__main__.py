@@ -61,7 +61,7 @@ def check_documents(tree, model, configuration, problems):
 
 def check_packages(tree, installed, key, records, problems):
     """Check the directories of packages, one after the other and together."""
-    places, contents, made = {}, {}, {}
+    places, contents = {}, {}
     for place in tree.places():
         found, content = indexes.read_index(tree, place, problems)
         progress("%s: %d packages" % (place, len(found)))
@@ -72,8 +72,8 @@ def check_packages(tree, installed, key, records, problems):
         names = [paragraph["Filename"] for paragraph in found if "Filename" in paragraph]
         tree.prepare(place, ["%s/%s" % (place, name) for name in names])
         for paragraph in places[place]:
-            made[id(paragraph)] = indexes.check_package(tree, place, paragraph, problems)
-        indexes.check_together(places[place], made)
+            indexes.check_package(tree, place, paragraph, problems)
+        indexes.check_together(places[place])
         for name in sorted(set(tree.packages(place)) - set(names)) if content is not None else ():
             problems.warning("%s/%s" % (place, name), None, "No index lists the package, and no "
                              "receiver knows it", "make the index with packaging/feed")

@@ -22,7 +22,7 @@ SUMS = (("MD5Sum", hashlib.md5), ("SHA256sum", hashlib.sha256))
 class Paragraph(dict):
     """A package's fields, name to value, in a file from a line on. Takes what is wrong with them.
 
-    lines: the line of each field.
+    lines: the line of each field. made: when the package was made, a number; None if unknown.
     """
 
     def __init__(self, file, line, problems):
@@ -30,6 +30,7 @@ class Paragraph(dict):
         self.file = file
         self.line = line
         self.lines = {}
+        self.made = None
         self._problems = problems
 
     def error(self, field, text, remedy):
@@ -158,7 +159,7 @@ def check_paragraph(paragraph, place):
 
 
 def check_package(tree, place, paragraph, problems):
-    """Compare a package's file with its paragraph. Returns when it was made, None if unknown."""
+    """Compare a package's file with its paragraph, which is told when the package was made."""
     name = "%s/%s" % (place, paragraph["Filename"])
     again = "upload it again, or make the index anew"
     size = tree.size(name)
@@ -166,7 +167,7 @@ def check_package(tree, place, paragraph, problems):
         if not tree.has_told(name):
             paragraph.error("Filename", "%s is missing, and installing %s fails"
                             % (name, paragraph.name), again)
-        return None
+        return
     content = tree.read(name) if tree.has_contents else None
     # A file that has changed differs in all of these: the first one tells it.
     if size >= 0 and paragraph.get("Size") != str(size):
@@ -180,21 +181,20 @@ def check_package(tree, place, paragraph, problems):
                                 "refuses it" % (name, field), again)
                 break
     if content is None:
-        return None
+        return
     try:
-        control, made = control_of(content)
+        control, paragraph.made = control_of(content)
     except Exception as e:  # archives raise all kinds
         reason = str(e).partition("\n")[0].strip("':") or type(e).__name__
         problems.error(name, None, "The archive can't be opened (%s), and opkg can't install it"
                        % reason, "build the package anew")
-        return None
+        return
     inner = (paragraphs(control, name, problems) or [{}])[0]
     for field in COMPARED:
         if " ".join(inner.get(field, "").split()) != " ".join(paragraph.get(field, "").split()):
             paragraph.error(field, "The field %s is '%s' here and '%s' in %s, and receivers go by "
                             "either" % (field, paragraph.get(field, ""), inner.get(field, ""),
                                         name), "make the index with packaging/feed")
-    return made
 
 
 def control_of(content):
@@ -221,11 +221,8 @@ def control_of(content):
     raise KeyError("it has no control file")
 
 
-def check_together(found, made):
-    """Check the packages of one directory against each other.
-
-    found: their Paragraphs. made: when each was made, by the id() of its paragraph.
-    """
+def check_together(found):
+    """Check the packages of one directory, their Paragraphs, against each other."""
     by_name = collections.defaultdict(list)
     for paragraph in found:
         same = [other for other in by_name[paragraph.name] if other.version == paragraph.version]
@@ -234,11 +231,11 @@ def check_together(found, made):
                             % (paragraph.name, paragraph.version, same[0].line), "leave one out")
         by_name[paragraph.name].append(paragraph)
     for name, group in by_name.items():
-        dated = [paragraph for paragraph in group if made[id(paragraph)]]
+        dated = [paragraph for paragraph in group if paragraph.made]
         if len(dated) > 1:
-            latest = max(dated, key=lambda paragraph: made[id(paragraph)])
+            latest = max(dated, key=lambda paragraph: paragraph.made)
             highest = max(dated, key=_order)
-            if made[id(highest)] < made[id(latest)]:
+            if highest.made < latest.made:
                 latest.warning("Version", "%s %s was made last, but opkg takes %s for newer and "
                                "installs that" % (name, latest.version, highest.version),
                                "raise the version, or take the other package out")
