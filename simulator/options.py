@@ -32,7 +32,7 @@ def add_receiver_options(parser):
                         help="the image's version (default: 3.1.0)")
     parser.add_argument("--language", default="en", metavar="KEY",
                         help="the language of the module's texts: %s (default: en)"
-                             % ", ".join(["en"] + _languages()))
+                             % ", ".join(["en"] + languages()))
     parser.add_argument("--interval", type=_hours, default=24, metavar="HOURS",
                         help="between two checks for updates, 0 for no second one (default: 24)")
     parser.add_argument("--speed", type=_factor, default=1.0, metavar="FACTOR",
@@ -85,8 +85,11 @@ def lent(arguments):
 
 def receiver_arguments(parser, options):
     """Return what Receiver() takes of these options; a wrong value ends the program."""
-    check_model_and_feed(parser, options, MODELS)
-    if options.language not in ["en"] + _languages():
+    if options.model not in MODELS:
+        parser.error("there is no model '%s'" % options.model)
+    if not os.path.isdir(options.feed):
+        parser.error("there is no feed folder '%s'" % options.feed)
+    if options.language not in ["en"] + languages():
         parser.error("there is no catalogue 'plugin/po/%s.po'" % options.language)
     return {
         "model": options.model,
@@ -97,15 +100,8 @@ def receiver_arguments(parser, options):
     }
 
 
-def check_model_and_feed(parser, options, models):
-    """End the program where --model is none of `models`, or the feed is no folder."""
-    if options.model not in models:
-        parser.error("there is no model '%s'" % options.model)
-    if not os.path.isdir(options.feed):
-        parser.error("there is no feed folder '%s'" % options.feed)
-
-
-def _languages():
+def languages():
+    """The keys of the catalogues."""
     return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(ROOT, "plugin", "po"))
                   if name.endswith(".po"))
 

@@ -38,11 +38,20 @@ class Tour(object):
                           and (model, language) == ("duo2", "en")
                           and skin["directory"] is None and skin["user_file"] is None)
         self._printed = []  # lines
-        self._wrong = []  # sentences
+        self.wrong = []  # sentences
         self._steps = 0
 
     def run(self):
         """Walk, print each screen, and return the exit status: 0, or 1 when something was wrong."""
+        self.walk()
+        end = "\nThe tour is complete: %d steps, all as they must be." % self._steps
+        if self._has_text:
+            self._compare(end)
+        print("\n" + "\n".join("WRONG: " + each for each in self.wrong) if self.wrong else end)
+        return 1 if self.wrong else 0
+
+    def walk(self):
+        """Walk from screen to screen; `wrong` has a sentence for each thing that was wrong."""
         packages.install_initial_state()
         with Receiver(model=self._model, language=self._language, skin=self._skin,
                       feed_url=self._server.url) as self._box:
@@ -55,14 +64,14 @@ class Tour(object):
                 self._install_and_remove()
                 self._close()
                 self._check_in_the_background()
+                self._lose_the_connection()
             except Exception:
-                self._print(traceback.format_exc())
-                self._wrong.append("The tour ended early, with the traceback above.")
-        end = "\nThe tour is complete: %d steps, all as they must be." % self._steps
-        if self._has_text:
-            self._compare(end)
-        print("\n" + "\n".join("WRONG: " + each for each in self._wrong) if self._wrong else end)
-        return 1 if self._wrong else 0
+                self.fail(traceback.format_exc())
+
+    def fail(self, lines):
+        """Note a traceback, which has ended the walk."""
+        self._print(lines)
+        self.wrong.append("The tour ended early, with the traceback above.")
 
     def _print(self, text):
         self._printed += text.split("\n")
@@ -75,13 +84,16 @@ class Tour(object):
         difference = list(difflib.unified_diff(expected, self._printed + end.split("\n") + [""],
                                                EXPECTED, "this tour", lineterm=""))
         if difference:
-            self._wrong.append("It is not what %s shows:\n%s" % (EXPECTED, "\n".join(difference)))
+            self.wrong.append("It is not what %s shows:\n%s" % (EXPECTED, "\n".join(difference)))
 
     def _show(self, heading):
-        """Print the screen in front, and what else there is to see at this step."""
-        box = self._box
         self._steps += 1
-        lines = ["", "%d. %s" % (self._steps, heading), box.show()]
+        self.tell(self._steps, heading, self._box)
+        del self._box.commands[:], self._server.requests[:]
+
+    def tell(self, step, heading, box):
+        """Print the screen in front, and what else there is to see at this step."""
+        lines = ["", "%d. %s" % (step, heading), box.show()]
         lines += ["command: " + command for command in box.commands]
         # opkg asks while the walk goes on.
         lines += ["request: " + path for path in self._server.requests if "/all/" not in path]
@@ -92,12 +104,11 @@ class Tour(object):
             lines.append("setting: update_available")
         # As long as a port, whose digits are others each time.
         self._print(re.sub(r"(127\.0\.0\.1:)\d+", r"\1PORT.", "\n".join(lines)))
-        del box.commands[:], self._server.requests[:]
 
     def _must(self, what, found, expected):
         if found != expected:
-            self._wrong.append("At step %d %s is %r and must be %r."
-                               % (self._steps, what, found, expected))
+            self.wrong.append("At step %d %s is %r and must be %r."
+                              % (self._steps, what, found, expected))
 
     def _must_be_front(self, screen_class):
         self._must("the class of the front screen", type(self._box.screen), screen_class)
@@ -235,4 +246,14 @@ class Tour(object):
         self._show("A day later it asks again")
         box.answer(False)
         self._show("After a no the television picture is back")
+        self._must_be_gone()
+
+    def _lose_the_connection(self):
+        box = self._box
+        self._server.fault("zirknews.xml", status=404)
+        box.open_news()
+        box.pass_time(0.1)
+        self._must_be_front(MessageBox)
+        self._show("When the feed is out of reach a message says so")
+        box.press("ok", "cancel")
         self._must_be_gone()

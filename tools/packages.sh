@@ -1,6 +1,12 @@
 # shellcheck shell=bash
 # Debian packages by name, for scripts that source this file.
 
+# What driving the page in a browser, and making and comparing pictures there, needs. The font is the
+# one that the page asks for first: pictures and texts are as wide everywhere.
+# shellcheck disable=SC2034  # those scripts use it
+browser_packages=(chromium chromium-driver python3-selenium python3-aiohttp python3-pil
+  fonts-open-sans)
+
 # need_packages PACKAGE...
 #
 # Makes sure that the named Debian packages are installed. Missing ones are installed with

@@ -1,17 +1,11 @@
-"""Paints screens to files, in headless Chromium. Python 3.
+"""Paints screens in headless Chromium. Python 3.
 
-As a program: python3 -m simulator.page.pictures DIRECTORY <LISTS
-reads {"files": {name: content in Base64}, "pictures": {name: {"size": [width, height],
-"operations": [...]}}}, operations as simulator/host/painting/screen.py makes them, and leaves
-DIRECTORY/name.png. The same input gives the same bytes. Needs Debian's chromium, chromium-driver
-and python3-selenium.
+The same input gives the same bytes. Needs Debian's chromium, chromium-driver and python3-selenium.
 """
 
 import base64
-import json
 import mimetypes
 import os
-import sys
 
 from selenium import webdriver
 
@@ -24,9 +18,9 @@ async function painted() {
   const canvas = document.createElement("canvas");
   Object.assign(canvas, {width: size[0], height: size[1]});
   canvas.getContext("2d").putImageData(picture, 0, 0);
-  return unread.size ? `no browser reads ${[...unread]}` : canvas.toDataURL();
+  return [canvas.toDataURL(), [...unread]];
 }
-painted().then(done, (error) => done(String(error)));
+painted().then(done, (error) => done([String(error), []]));
 """
 
 
@@ -54,8 +48,10 @@ def set_size(driver, width, height):
 
 
 def paint(driver, screen, files):
-    """Return the PNG that `screen`, its size and operations, is painted as.
+    """Return the PNG that `screen`, its size and operations, is painted as, and the files that
+    the browser cannot read, a set of names.
 
+    operations: as simulator/host/painting/screen.py makes them.
     files: the content of each file that the operations name, in Base64.
     """
     with open(PAINTER, "rb") as stream:
@@ -63,27 +59,11 @@ def paint(driver, screen, files):
     used = set(operation.get("file") or operation.get("font")
                for operation in screen["operations"]) - {None}
     # Nothing but addresses that hold their content: no server is needed.
-    found = driver.execute_async_script(
+    found, unread = driver.execute_async_script(
         PAINT, "data:text/javascript;base64," + script, screen,
         {name: "data:%s;base64,%s" % (mimetypes.guess_type(name)[0], files[name])
          for name in used})
     head, _, content = found.partition(",")
     if head != "data:image/png;base64":
         raise RuntimeError("the screen was not painted: " + found)
-    return base64.b64decode(content)
-
-
-def main(directory):
-    """Paint what standard input holds into `directory`."""
-    lists = json.load(sys.stdin)
-    driver = start_browser()
-    try:
-        for name, screen in sorted(lists["pictures"].items()):
-            with open(os.path.join(directory, name + ".png"), "wb") as stream:
-                stream.write(paint(driver, screen, lists["files"]))
-    finally:
-        driver.quit()
-
-
-if __name__ == "__main__":
-    main(*sys.argv[1:])
+    return base64.b64decode(content), used & set(unread)

@@ -1,0 +1,81 @@
+"""./run --pictures: a PNG and a layout file of each screen, and what differs from former ones."""
+
+import glob
+import os
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+OWN = "pictures/simulator/duo2/en"  # where the default receiver's pictures are
+
+
+class Album(unittest.TestCase):
+
+    def setUp(self):
+        self.here = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.here)
+
+    def make(self, name, *arguments):
+        """Make an album; return its exit status, what it has printed, and its last progress."""
+        result = subprocess.run(
+            [os.path.join(ROOT, "run"), "--pictures", os.path.join(self.here, name), *arguments],
+            stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+        return result.returncode, result.stdout, result.stderr.splitlines()[-1]
+
+    def files(self, album):
+        """The content of each file of an album, by its name."""
+        above = os.path.join(self.here, album)
+        found = {}
+        for path in glob.glob(above + "/**", recursive=True):
+            if os.path.isfile(path):
+                with open(path, "rb") as stream:
+                    found[os.path.relpath(path, above)] = stream.read()
+        return found
+
+    def test_shows_every_screen_and_is_the_same_to_the_byte_each_time(self):
+        self.assertEqual(self.make("one"), (0, "", "Painting simulator/duo2/en (1 of 1)"))
+        one = os.path.join(self.here, "one")
+        self.assertEqual(self.make("other", "--against", one), (0, "", "Comparing with " + one))
+        album = self.files("one")
+        self.assertEqual(album, self.files("other"))
+        for screen in ("AllNews", "ZirkUpdateInfo", "ChoiceBox", "Ipkg", "MessageBox"):
+            for ending in (".png", ".json"):
+                found = [name for name in album if name.endswith(screen + ending)]
+                self.assertTrue(found, screen)
+                if ending == ".png":
+                    self.assertIn(('src="%s"' % found[0]).encode(), album["index.html"])
+
+    def test_shows_what_differs_from_a_former_one(self):
+        self.make("former")
+        layout = os.path.join(self.here, "former", OWN, "01-AllNews.json")
+        with open(layout) as stream:
+            text = stream.read()
+        with open(layout, "w") as stream:
+            stream.write(text.replace("Please wait ...", "Please wait!"))
+        shutil.copy(os.path.join(self.here, "former", OWN, "02-AllNews.png"),
+                    os.path.join(self.here, "former", OWN, "03-ZirkUpdateInfo.png"))
+        status, told, _ = self.make("latter", "--against", os.path.join(self.here, "former"))
+        self.assertEqual(status, 1)
+        self.assertRegex(told, r"\Asimulator/duo2/en/01-AllNews differs: 0 points, 1 changes.*\n"
+                               r"simulator/duo2/en/03-ZirkUpdateInfo differs: [1-9]\d+ points, 0 .*"
+                               r"\n\Z")
+        album = self.files("latter")
+        for folder in ("before", "difference"):
+            shown = "%s/simulator/duo2/en/03-ZirkUpdateInfo.png" % folder
+            self.assertIn(shown, album)
+            self.assertIn(shown.encode(), album["index.html"])
+
+    def test_refuses_what_is_not_there_in_one_sentence(self):
+        for arguments, words in ((["--skin", "/nowhere"], "no skin.xml"),
+                                 (["--model", "trio"], "no model 'trio'"),
+                                 (["--language", "xx"], "no catalogue"),
+                                 (["--against", "/nowhere"], "no folder that --pictures has made")):
+            status, told, sentence = self.make("none", *arguments)
+            self.assertEqual((status, told), (2, ""))
+            self.assertIn(words, sentence)
+
+
+if __name__ == "__main__":
+    unittest.main()
