@@ -20,7 +20,7 @@ from tests.support.leaks import children
 from tests.support.model import MODEL
 from tests.support.receiver import (
     BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
-from tests.support.sampling import sampled
+from tests.support.sampling import ONE_IN, sampled
 from tests.support.screens import DetailTest, UP_TO_DATE, block
 
 from Screens.MessageBox import MessageBox
@@ -252,10 +252,11 @@ for _name, _row in INDEXES.items():
     setattr(Opkg, "test_whose_feed_sends_%s_for_an_index" % _name, _test_of_index(*_row))
 
 
-class OfTheModel(Opkg):
-    """The model in plain Python makes the same of it."""
+if ONE_IN == 1:
+    class OfTheModel(Opkg):
+        """The model in plain Python makes the same of it."""
 
-    options = {"module": MODEL}
+        options = {"module": MODEL}
 
 
 class Waiting(DetailTest):
