@@ -73,33 +73,23 @@ class Reader {
 
   void install(const PyExpat_CAPI& expat, XML_Parser parser) {
     expat.SetUserData(parser, this);
-    expat.SetElementHandler(
-        parser,
-        [](void* self, const char* name, const char** attributes) {
-          reader(self).startElement(name, attributes);
-        },
-        [](void* self, const char* /*name*/) { reader(self).endElement(); });
-    expat.SetCharacterDataHandler(parser, [](void* self, const char* text, int size) {
-      reader(self).characters(text, static_cast<std::size_t>(size));
-    });
-    expat.SetCommentHandler(parser, [](void* self, const char* text) { reader(self).node(text); });
-    expat.SetProcessingInstructionHandler(parser,
-                                          [](void* self, const char* target, const char* text) {
-                                            reader(self).checkName(target);
-                                            reader(self).node(text);
-                                          });
-    expat.SetNamespaceDeclHandler(
-        parser,
-        [](void* self, const char* /*prefix*/, const char* /*uri*/) { reader(self).giveUp(); },
-        nullptr);
+    expat.SetElementHandler(parser, handler<&Reader::startElement>, handler<&Reader::endElement>);
+    expat.SetCharacterDataHandler(parser, handler<&Reader::characters>);
+    expat.SetCommentHandler(parser, handler<&Reader::node>);
+    expat.SetProcessingInstructionHandler(parser, handler<&Reader::instruction>);
+    expat.SetNamespaceDeclHandler(parser, handler<&Reader::namespaceDeclaration>, nullptr);
     // The marks of CDATA sections and of a DOCTYPE come here, each as a piece of its own.
-    expat.SetDefaultHandlerExpand(
-        parser, [](void* self, const char* text, int size) { reader(self).markup(text, size); });
+    expat.SetDefaultHandlerExpand(parser, handler<&Reader::markup>);
   }
 
  private:
   static constexpr std::uint32_t kIgnored = Document::kAbsent;
-  static Reader& reader(void* self) { return *static_cast<Reader*>(self); }
+
+  /// What expat calls for a method.
+  template <auto method, typename... Arguments>
+  static void handler(void* self, Arguments... arguments) {
+    (static_cast<Reader*>(self)->*method)(arguments...);
+  }
 
   void giveUp() { givenUp_ = true; }
   void checkName(const char* name) {
@@ -169,7 +159,7 @@ class Reader {
     return index;
   }
 
-  void endElement() {
+  void endElement(const char* /*name*/) {
     collecting_ = false;
     if (givenUp_) {
       return;
@@ -178,6 +168,13 @@ class Reader {
     if (index != kIgnored) {
       document_.elements_.items[index].end = document_.elements_.size;
     }
+  }
+
+  void namespaceDeclaration(const char* /*prefix*/, const char* /*uri*/) { giveUp(); }
+
+  void instruction(const char* target, const char* text) {
+    checkName(target);
+    node(text);
   }
 
   // A comment or a processing instruction: a first child like any other, with data.
@@ -192,7 +189,8 @@ class Reader {
 
   // A piece of text, in a CDATA section or outside. Pieces are one node as long as nothing but an
   // empty section stands between them; a section is a node of its own.
-  void characters(const char* text, std::size_t size) {
+  void characters(const char* text, int length) {
+    const auto size = static_cast<std::size_t>(length);
     Document::Element* element = holder();
     if (element == nullptr) {
       return;

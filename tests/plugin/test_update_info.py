@@ -7,7 +7,7 @@ import sys
 import time
 
 from tests.support.receiver import (
-    BLUE, Broken, CACHE, LISTING, Old, WAIT, document, entry, raising, read, write)
+    BLUE, Broken, CACHE, LISTING, Old, WAIT, document, entry, raising, read, trail, write)
 from tests.support.screens import DetailTest
 
 from Components.Console import Console
@@ -158,6 +158,22 @@ class Texts(DetailTest):
             self.assertEqual(screen.getText(what=what), text)
             self.assertIs(screen.what, what)
         self.assertEqual(self.box.running, ["opkg update"])
+
+    def test_fail_on_their_line_where_a_method_has_no_level_of_recursion_left(self):
+        screen = self.detail("T", [])
+        limit = sys.getrecursionlimit()
+        for levels in range(1, limit):
+            try:
+                sys.setrecursionlimit(levels)
+                try:
+                    screen.getText("header")
+                    break
+                finally:
+                    sys.setrecursionlimit(limit)
+            except RuntimeError as e:
+                failed = str(e), trail()
+        self.assertEqual(
+            failed, ("maximum recursion depth exceeded", ["ZirkUpdateInfo.getText:394"]))
 
     def test_of_another_kind_are_an_unbound_local(self):
         screen = self.detail("T", [])

@@ -120,14 +120,13 @@ void Call::releaseAll() {
 }
 
 void Call::refuse(PyObject* fresh) {
-  require(fresh);
-  Py_DECREF(fresh);
+  const Ref ended = Ref::take(fresh);
   raise(PyExc_SystemError, "a call keeps too many objects");
 }
 
 PyObject** Call::place() {
   if (results_ == locals_) {
-    raise(PyExc_SystemError, "a call keeps too many variables");
+    refuse(shared(Py_None));
   }
   *locals_ = nullptr;
   return locals_++;

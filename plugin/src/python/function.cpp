@@ -310,7 +310,7 @@ Value Body::operator()(Call& at, PyObject* const* arguments) const {
 bool isFunction(PyObject* object) { return Py_TYPE(object)->tp_call == callWithTuple; }
 
 PyObject* callFunction(PyObject* function, PyObject* const* arguments, int count) {
-  if (Py_EnterRecursiveCall(const_cast<char*>(" while calling a Python object")) != 0) {
+  if (Py_EnterRecursiveCall(const_cast<char*>("")) != 0) {  // with the words for Python functions
     return nullptr;
   }
   PyObject* result = call(function, arguments, count, nullptr);

@@ -306,16 +306,14 @@ void add(PyObject** variable, Value more) {
   PyObject* text = *variable;
   PyObject* added = more.borrow();
   const bool own = isStr(text) && isStr(added) && text != added && Py_REFCNT(text) == 1 &&
-                   !PyString_CHECK_INTERNED(text);
+                   !PyString_CHECK_INTERNED(text) &&
+                   PyString_GET_SIZE(added) <= PY_SSIZE_T_MAX - PyString_GET_SIZE(text);
   if (!own) {
     assign(variable, Value(increasedBy(text, more)));
     return;
   }
   const Py_ssize_t size = PyString_GET_SIZE(text);
   const Py_ssize_t addedSize = PyString_GET_SIZE(added);
-  if (addedSize > PY_SSIZE_T_MAX - size) {
-    raise(PyExc_OverflowError, "strings are too large to concat");
-  }
   require(_PyString_Resize(variable, size + addedSize));
   std::memcpy(PyString_AS_STRING(*variable) + size, PyString_AS_STRING(added),
               static_cast<std::size_t>(addedSize));
