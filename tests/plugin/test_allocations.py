@@ -365,7 +365,9 @@ def looked_at(case):
         case.do(lambda: len(repr(thing)) > 10)
 
 
-WALKS = scenarios.FIXED + REAL + [wrong_arguments, looked_at]
+#: A file that swallows errors swallows a MemoryError, too, so the call goes another way.
+WALKS = [walk for walk in scenarios.FIXED + REAL + [wrong_arguments, looked_at]
+         if "swallows" not in walk.__name__]
 
 
 class InUse(unittest.TestCase):
