@@ -7,6 +7,7 @@ Prints in JSON, for each of CRASHES, its section and what the GUI's log gets, ""
 import __builtin__
 import json
 import os
+import socket
 import sys
 
 from simulator import SAMPLE_FEED, packages
@@ -43,6 +44,12 @@ def news_are(body, **fault):
     return lambda _, feed: feed.fault("zirknews.xml", body=body, **fault)
 
 
+def impatient(box, _):
+    """What takes the module five seconds of silence takes a moment."""
+    connect = socket.create_connection
+    box.patch(socket, "create_connection", lambda address, *_: connect(address, 0.1))
+
+
 def importing(hidden):
     def load(box, _):
         loaded = hidden in sys.modules
@@ -75,7 +82,7 @@ CRASHES = [
     ("hung up", news_are(None, drop="headers"), show_news),
     ("hung up", news_are(None, answer=[], reset=True), show_news),
     ("hung up", news_are(None, headers=[("X", "x" * 100000)]), show_news),
-    ("silence", news_are(None, stall="headers"), show_news),
+    ("silence", impatient, news_are(None, stall="headers"), show_news),
 
     ("no title", news_are("<news><update/></news>"), show_news),
     ("no title", news_are(document(entry(""))), show_news),
