@@ -113,7 +113,7 @@ def opened():
 def catalogues():
     """Pairs of a language and the function that translates into it, English first."""
     yield "en", lambda text: text
-    for path in sorted(glob.glob(os.path.join(ROOT, "build", "locale", "*.mo"))):
+    for path in sorted(glob.glob(os.path.join(ROOT, "build", "native", "*.mo"))):
         with open(path, "rb") as stream:
             translation = gettext.GNUTranslations(stream)
         yield os.path.splitext(os.path.basename(path))[0], translation.gettext

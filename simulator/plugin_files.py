@@ -105,7 +105,7 @@ def _lay_out_plugin():
             part.write(skin_for(width))
     _copy("simulator/plugin/*.py", "")
     _copy("plugin/pictures/*.png", "pictures")
-    for catalogue in glob.glob(os.path.join(ROOT, "build/locale/*.mo")):
+    for catalogue in glob.glob(os.path.join(ROOT, "build/native/*.mo")):
         language = os.path.splitext(os.path.basename(catalogue))[0]
         _copy(catalogue, os.path.join("locale", language, "LC_MESSAGES"), "Kelvaro.mo")
 

@@ -63,12 +63,12 @@ build_preset() {
 
 # build_module PROJECT [PACKAGE...]
 #
-# Installs the PACKAGEs with what the build needs; builds PROJECT/build/native/Kelvaro.so, and the
-# catalogues of plugin/po/ into PROJECT/build/locale/, and the packages of the sample feed. Sets and
-# exports KELVARO_PYTHON, the path of the interpreter. Says on standard error what takes long. Exits as
+# Installs the PACKAGEs with what the build needs; builds PROJECT/build/native/Kelvaro.so, the
+# catalogues of plugin/po/ beside it, and the packages of the sample feed. Sets and exports
+# KELVARO_PYTHON, the path of the interpreter. Says on standard error what takes long. Exits as
 # build_preset does.
 build_module() {
-  local project=$1 catalogue compiled
+  local project=$1
   shift
   # shellcheck disable=SC2086
   need_packages ${packages_of[native]} "$@"
@@ -78,13 +78,6 @@ build_module() {
     echo "Building the module" >&2
   fi
   build_preset "$project" native
-
-  mkdir -p "$project/build/locale"
-  for catalogue in "$project"/plugin/po/*.po; do
-    compiled=$project/build/locale/$(basename "$catalogue" .po).mo
-    msgfmt --output-file="$compiled.$$" "$catalogue"
-    mv "$compiled.$$" "$compiled" # in one step, since others may read it
-  done
   (cd "$project" && "$KELVARO_PYTHON" -B -m simulator.packages)
 }
 
