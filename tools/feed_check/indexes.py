@@ -14,6 +14,7 @@ from tools.feed_check.trees import unpacked
 #: Fields of a paragraph that receivers act upon; opkg tells capitals from small letters.
 FIELDS = ("Package", "Version", "Architecture", "Depends", "Pre-Depends", "Provides", "Filename",
           "Size", "MD5Sum", "SHA256sum")
+_WRITTEN = {name.lower(): name for name in FIELDS}
 #: What packages and their index have to agree upon.
 COMPARED = ("Package", "Version", "Architecture", "Depends", "Provides", "Conflicts", "Replaces")
 SUMS = (("MD5Sum", hashlib.md5), ("SHA256sum", hashlib.sha256))
@@ -74,7 +75,7 @@ def paragraphs(text, file, problems):
                            "write the index anew with packaging/feed")
         else:
             field = "MD5Sum" if name == "MD5sum" else name
-            known = {known.lower(): known for known in FIELDS}.get(field.lower(), field)
+            known = _WRITTEN.get(field.lower(), field)
             if known != field:
                 problems.error(file, number, "opkg passes over the field %s, since names are "
                                "case-sensitive" % name, "write %s" % known)
