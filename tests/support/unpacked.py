@@ -1,10 +1,10 @@
 """Uses a package on a simulated receiver, and prints what is seen; for test_package.py.
 
-    tools/sandbox ... python2.7 -O -m tests.support.unpacked PACKAGE WIDTH
+    tools/sandbox ... python2.7 -O -m tests.support.unpacked PACKAGE
 
 Unpacks the package in the sandbox, whose root is empty but for the host and the plug-in's own
-Python code, and lets that code import the module from there. WIDTH (1280 or 1920) is that of the
-screen, whose skin lacks the plug-in's screens. The language is German.
+Python code, and lets that code import the module from there, on screens of all widths, whose skin
+lacks the plug-in's screens. The language is German.
 """
 from __future__ import print_function
 
@@ -22,25 +22,27 @@ from tests.support.package_file import archive_members
 import enigma
 
 
-def main(package, width):
+def main(package):
     with open(package, "rb") as stream:
         members = dict((name, content) for name, _, content in archive_members(stream.read()))
     with tarfile.open(fileobj=io.BytesIO(members["data.tar.gz/"]), mode="r:gz") as archive:
         archive.extractall("/tmp/unpacked")
         with FeedServer(packages.SAMPLE_FEED) as server:
-            box = Receiver(feed_url=server.url, load=False, screens=(), language="de_DE",
-                           module="/tmp/unpacked" + DIRECTORY + "/Kelvaro.so")
+            receiver = dict(feed_url=server.url, load=False, screens=(), language="de_DE",
+                            module="/tmp/unpacked" + DIRECTORY + "/Kelvaro.so")
+            Receiver(**receiver).close()
             # The image's own files stay; all others come with the package, as opkg lays it out.
             subprocess.check_call("rm -r Kelvaro.so locale pictures skin_*.xml", shell=True,
                                   cwd=DIRECTORY)
             archive.extractall("/")
-            use(box, width)
-            box.close()
+            for width in sorted(enigma.PICTURES):
+                with Receiver(**receiver) as box:
+                    use(box, width)
 
 
 def use(box, width):
     """Start the plug-in with the screens of that width, and walk through them."""
-    enigma.getDesktop(0).resize(int(width))
+    enigma.getDesktop(0).resize(width)
     box.load()
     print(box.module.__name__)
     print(box.module.__file__)
