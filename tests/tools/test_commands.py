@@ -18,39 +18,36 @@ class Run(unittest.TestCase):
 
 
 class Check(unittest.TestCase):
-    """./run --check DIR."""
+    """./run --check=DIR; tests/packaging/test_feed_check.py has --check DIR."""
 
     def test_every_problem_of_a_folder_is_told_and_errors_end_with_1(self):
         with directory() as here:
             write(here + "/my feed/zirknews.xml", NEWS)
             write(here + "/my feed/zirkdlstat.txt", "clear-hd;3\nSKINS\nother\n")
-            for arguments in (["--check", here + "/my feed", "--model", "duo2"],
-                              ["--check=" + here + "/my feed", "--model=duo2"]):
-                result = run("./run", *arguments)
-                self.assertEqual(result.status, 1)
-                self.assertEqual([line.rpartition(" error: ")[0] for line
-                                  in result.stdout.split("\n") if " error: " in line],
-                                 ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
+            result = run("./run", "--check=" + here + "/my feed", "--model=duo2")
+            self.assertEqual(result.status, 1)
+            self.assertEqual([line.rpartition(" error: ")[0] for line
+                              in result.stdout.split("\n") if " error: " in line],
+                             ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
 
 
 class Layout(unittest.TestCase):
-    """./run --layout OUT.json."""
+    """./run --layout OUT.json, and --layout=OUT.json."""
 
     def test_a_skin_sees_the_folders_beside_it_and_one_that_does_not_start_is_told(self):
         with directory() as here:
             write(here + "/skins/Other/a.png", "")
             write(here + "/skins/my skin/skin.xml", '<skin><screen name="AllNews" position="0,0" '
                   'size="9,9"><ePixmap pixmap="Other/a.png"/></screen></skin>')
-            for layout in (["--layout", here + "/out"], ["--layout=" + here + "/out"]):
-                result = run("./run", "--skin", here + "/skins/my skin", *layout)
-                self.assertEqual(result, (0, "", ""))
-                with open(here + "/out") as stream:
-                    first = json.load(stream)["screens"][0]
-                # The empty file is there, and no picture.
-                self.assertIn("/Other/a.png not found", first["elements"][0]["log"][0])
+            result = run("./run", "--skin", here + "/skins/my skin", "--layout", here + "/out")
+            self.assertEqual(result, (0, "", ""))
+            with open(here + "/out") as stream:
+                first = json.load(stream)["screens"][0]
+            # The empty file is there, and no picture.
+            self.assertIn("/Other/a.png not found", first["elements"][0]["log"][0])
             write(here + "/skins/my skin/skin.xml",
                   '<skin><colors><color name="a" value="b"/></colors></skin>')
-            result = run("./run", "--skin", here + "/skins/my skin", "--layout", here + "/out")
+            result = run("./run", "--skin=" + here + "/skins/my skin", "--layout=" + here + "/out")
             self.assertEqual((result.status, result.stdout), (1, ""))
             self.assertRegexpMatches(result.stderr, r"\AThe skin 'my skin' does not start: .*\n\Z")
             with open(here + "/out") as stream:
