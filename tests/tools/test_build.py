@@ -12,14 +12,14 @@ PRESETS = """{"version": 3,
     {"name": "native", "generator": "Ninja", "binaryDir": "${sourceDir}/build/native"}],
   "buildPresets": [{"name": "native", "configurePreset": "native"}]}
 """
-# Two of these at a time fail: only one can make the directory.
+# Two of these at a time fail: only one can make the directory. One takes as long as a pipe is open.
 ALONE = """cmake_minimum_required(VERSION 3.13)
 project(Alone NONE)
 execute_process(COMMAND mkdir "${CMAKE_SOURCE_DIR}/busy" RESULT_VARIABLE status)
 if(status)
   message(FATAL_ERROR "Another build is at work")
 endif()
-execute_process(COMMAND sleep 0.5)
+execute_process(COMMAND cat "${CMAKE_SOURCE_DIR}/pipe")
 file(REMOVE_RECURSE "${CMAKE_SOURCE_DIR}/busy")
 add_custom_target(built ALL COMMAND "${CMAKE_COMMAND}" -E touch "${CMAKE_SOURCE_DIR}/built")
 """
@@ -46,12 +46,18 @@ class Build(unittest.TestCase):
     def test_waits_for_another_one(self):
         with directory() as here:
             self.make_project(here)
-            builds = [subprocess.Popen(BUILD + (here,), cwd=PROJECT, stderr=subprocess.PIPE)
-                      for _ in range(2)]
-            said = sorted(build.communicate()[1] for build in builds)
-            self.assertEqual([build.returncode for build in builds], [0, 0], said)
-            self.assertEqual(said, ["", "Another build is at work in %s/build/native; "
-                                        "waiting for it\n" % here])
+            def start():
+                return subprocess.Popen(BUILD + (here,), cwd=PROJECT, stderr=subprocess.PIPE,
+                                        close_fds=True)
+            os.mkfifo(here + "/pipe")
+            first = start()
+            with open(here + "/pipe", "w"):
+                os.remove(here + "/pipe")
+                second = start()
+                self.assertEqual(second.stderr.readline(), "Another build is at work in "
+                                 "%s/build/native; waiting for it\n" % here)
+            for build in first, second:
+                self.assertEqual((build.communicate()[1], build.returncode), ("", 0))
 
 
 if __name__ == "__main__":
