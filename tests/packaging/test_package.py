@@ -57,8 +57,11 @@ def make_as_another_user(work, target, sources, **environment):
 
 
 def copy_of_sources(place):
-    """Copy the project's sources, without their history. All files are older than NEWEST."""
-    shutil.copytree(PROJECT, place, ignore=shutil.ignore_patterns("build", ".git", "*.pyc"))
+    """Copy the project's sources, without their history and what others may just be making.
+
+    All files are older than NEWEST.
+    """
+    shutil.copytree(PROJECT, place, ignore=shutil.ignore_patterns("build", ".git", "all", "*.pyc"))
     for above, _, names in os.walk(place):
         for name in names:
             os.utime(os.path.join(above, name), (NEWEST - 9, NEWEST - 9))
