@@ -13,15 +13,17 @@ from simulator.opkg.archive import compress
 from tests.packaging.test_feed import ar_of, archive_of, key_of
 from tests.support.machine import directory, run, write
 
-NEWS = "<news><update type='urgent'><title>Update</title></update></news>\n"
+DOCUMENT = "<news><update type='urgent'><title>Update</title></update></news>\n"
 CONTROL = "Package: %s\nVersion: 1.0-r0\nArchitecture: all\nDepends: base\n"
 
 DATA = archive_of({"./usr/share/data": "data"})
+NEWS, STATISTICS = "zirknews.xml", "zirkdlstat.txt"
+INDEX, BASE = "all/Packages.gz", "all/base_all.ipk"
 
 CHECK = ("/usr/bin/python3", "-B", "-m", "tools.feed_check")
-# The same with the limits of tools/feed_check/trees.py that come first, as JSON.
-LIMITED = "import json, sys; from tools.feed_check import __main__, trees; " \
-    "vars(trees).update(json.loads(sys.argv[1])); sys.exit(__main__.main(sys.argv[2:]))"
+# The same with other limits in tools/feed_check/trees.py.
+LIMITED = "import sys; from tools.feed_check import __main__, trees; vars(trees).update(%r); " \
+    "sys.exit(__main__.main(sys.argv[1:]))"
 
 #: What is wrong with a package: where it is changed ("both": in the package, and so in the index;
 #: "index"; "file"), a pattern there, its replacement (None: the file goes), and the problem: the
@@ -74,7 +76,7 @@ class Tree(object):
             self.index(place, "".join(
                 self._package(place, "enigma2-plugin-skin-%s%d" % (place, number))
                 for number in range(size // 8)))
-        write(path + "/zirknews.xml", NEWS)
+        write(path + "/zirknews.xml", DOCUMENT)
         write(path + "/zirkdlstat.txt", "EXTENSIONS\nn1;12\nn2;7\n")
 
     def _package(self, place, name, fault=None, version=None, time=0):
@@ -160,7 +162,7 @@ class CheckTest(unittest.TestCase):
 
     def check(self, *arguments, **limits):
         """Run the check; keep its output, return its problems, (place, severity, words) each."""
-        self.result = run(*CHECK[:2] + ("-c", LIMITED, json.dumps(limits)) + arguments)
+        self.result = run(*CHECK[:2] + ("-c", LIMITED % limits) + arguments)
         self.assertIn(self.result.status, (0, 1), self.result)
         self.assertNotIn("Traceback", self.result.stderr)
         found = re.findall(r"(?m)^(\S+?): (error|warning): (.*: .*\.)$", self.result.stdout)
@@ -168,10 +170,7 @@ class CheckTest(unittest.TestCase):
         return found
 
     def compare(self, expected, found):
-        """Compare problems: each is there, at its place, and nothing else is.
-
-        The words may be several, with " ... " between them.
-        """
+        """Compare problems: each is there, at its place, with its words ..., and nothing else."""
         self.assertEqual(sorted(each[:2] for each in expected),
                          sorted(each[:2] for each in found))
         for place, severity, words in expected:
@@ -259,7 +258,7 @@ class FolderTest(CheckTest):
             "1 error and 2 warnings on 15 models.", ""])
 
     def test_what_can_not_be_checked_gets_one_sentence_and_2(self):
-        write(self.feed + "/zirknews.xml", NEWS)
+        write(self.feed + "/zirknews.xml", DOCUMENT)
         for words, command in [
                 ("neither zirknews.xml nor zirkdlstat.txt", CHECK + (self.work,)),
                 ("no feed folder", CHECK + (self.feed + "/none",)),
@@ -297,61 +296,52 @@ class AddressTest(CheckTest):
         self.server.start()
         self.addCleanup(self.server.stop)
 
-    def check_address(self, faults, **limits):
-        """Check the address with faults of files, by name; return the problems."""
+    def compare_at_address(self, *faults, **limits):
+        """Check the address with faults of files: the name, the fault, and the problem it makes."""
         self.server.clear()
-        self.server.fault("all/Packages.gz", headers=[
-            ("Last-Modified", "Thu, 02 Jan 2020 00:00:00 GMT")])
-        for name, fault in faults.items():
-            self.server.fault(name, **fault)
-        return self.check(self.server.url, "--model", "duo2", "--architecture", "mips32el",
-                          **limits)
+        self.server.fault(INDEX, headers=[("Last-Modified", "Thu, 02 Jan 2020 00:00:00 GMT")])
+        for fault in faults:
+            self.server.fault(fault[0], **fault[1])
+        self.compare([fault[2:] for fault in faults], self.check(
+            self.server.url, "--model", "duo2", "--architecture", "mips32el", **limits))
 
     def test_a_sound_feed_has_no_problems(self):
-        self.assertEqual([], self.check_address({}))
+        self.compare_at_address()
         self.assertIn("/feed/all/base_all.ipk", self.server.requests)
 
     def test_an_answer_that_is_silent_or_drips_is_given_up(self):
-        self.compare([("zirknews.xml", "error", "is silent for 1 seconds, and receivers restart")],
-                     self.check_address({"zirknews.xml": {"stall": "headers"}}, SILENCE=1))
+        self.compare_at_address((NEWS, {"stall": "headers"}, NEWS, "error",
+                                 "is silent for 1 seconds, and receivers restart"), SILENCE=1)
         late = "The answer does not come as a whole (it takes more than 1 seconds), and "
-        self.compare([("zirknews.xml", "error", late + "the news browser"),
-                      ("zirkdlstat.txt", "error", late + "\"Top 20\"")], self.check_address({
-                          "zirknews.xml": {"answer": ["HTTP/1.0 200 OK\r\n"] + ["X: y\r\n", 1] * 9},
-                          "zirkdlstat.txt": {"answer": ["HTTP/1.0 200 OK\r\n\r\n"] + ["x", 1] * 9},
-                      }, LONGEST=1))
+        self.compare_at_address(
+            (NEWS, {"answer": ["HTTP/1.0 200 OK\r\n"] + ["X: y\r\n", 1] * 9},
+             NEWS, "error", late + "the news browser"),
+            (STATISTICS, {"answer": ["HTTP/1.0 200 OK\r\n\r\n"] + ["x", 1] * 9},
+             STATISTICS, "error", late + "\"Top 20\""), LONGEST=1)
 
     def test_faults_of_the_server_and_what_receivers_do(self):
-        news, index, package = "zirknews.xml", "all/Packages.gz", "all/base_all.ipk"
-        missing = {"status": 404}
+        missing, newer = {"status": 404}, {
+            "headers": [("Last-Modified", "Fri, 03 Jan 2020 00:00:00 GMT")]}
         moved = {"status": 302, "headers": [("Location", self.server.address("other.xml"))]}
-        newer = {"headers": [("Last-Modified", "Fri, 03 Jan 2020 00:00:00 GMT")]}
-        write(self.feed + "/other.xml", NEWS)
-        for faults, expected in [
-                ({news: {"status": 503}, "zirkdlstat.txt": missing, package: missing}, [
-                    (news, "error", "status 503, and the news browser reports"),
-                    ("zirkdlstat.txt", "error", "status 404, and \"Top 20\""),
-                    (package, "error", "status 404, and installing")]),
-                ({news: moved, package: moved}, [
-                    (news, "warning", "redirects to"),
-                    (package, "error", "redirects to ... installing")]),
-                ({news: {"stall": "middle", "seconds": 1.1}, index: missing}, [
-                    (news, "warning", "menus stand still"),
-                    (index, "error", "status 404, and opkg keeps")]),
-                ({news: {"drop": "headers"}, index: moved}, [
-                    (news, "error", "does not come as a whole ... analyzed"),
-                    (index, "error", "does not follow, takes")]),
-                ({news: {"drop": "middle"}, index: {"body": "<html>Log in</html>"}}, [
-                    (news, "error", "does not come as a whole ... analyzed"),
-                    (index, "error", "can't be unpacked")]),
-                ({news: {"body": compress(NEWS), "headers": [("Content-Encoding", "gzip")]},
-                  package: {"body": "short"}}, [
-                    (news, "error", "encoded (gzip) ... don't undo"),
-                    ("all/Packages:6", "error", "has 5 bytes and not")]),
-                ({news: newer, package: newer}, [
-                    (news, "warning", "newer than the index"),
-                    (index, "warning", "older than packages of it (1, all/base_all")])]:
-            self.compare(expected, self.check_address(faults))
+        packed = {"body": compress(DOCUMENT), "headers": [("Content-Encoding", "gzip")]}
+        write(self.feed + "/other.xml", DOCUMENT)
+        for together in [
+                [(NEWS, {"status": 503}, NEWS, "error", "503, and the news browser reports"),
+                 (STATISTICS, missing, STATISTICS, "error", "status 404, and \"Top 20\""),
+                 (BASE, missing, BASE, "error", "status 404, and installing")],
+                [(NEWS, moved, NEWS, "warning", "redirects to"),
+                 (BASE, moved, BASE, "error", "redirects ... installing")],
+                [(NEWS, {"stall": "middle", "seconds": 1.1}, NEWS, "warning", "menus stand still"),
+                 (INDEX, missing, INDEX, "error", "status 404, and opkg keeps")],
+                [(NEWS, {"drop": "headers"}, NEWS, "error", "come as a whole ... analyzed"),
+                 (INDEX, moved, INDEX, "error", "does not follow, takes")],
+                [(NEWS, {"drop": "middle"}, NEWS, "error", "come as a whole ... analyzed"),
+                 (INDEX, {"body": "<html>Log in</html>"}, INDEX, "error", "can't be unpacked")],
+                [(NEWS, packed, NEWS, "error", "encoded (gzip) ... don't undo"),
+                 (BASE, {"body": "short"}, "all/Packages:6", "error", "has 5 bytes and not")],
+                [(NEWS, newer, NEWS, "warning", "newer than the index"),
+                 (BASE, newer, INDEX, "warning", "older than packages of it (1, all/base_all")]]:
+            self.compare_at_address(*together)
 
 
 if __name__ == "__main__":
