@@ -158,7 +158,7 @@ class CheckTest(unittest.TestCase):
         context = directory()
         self.work = context.__enter__()
         self.addCleanup(context.__exit__, None, None, None)
-        self.feed = self.work + "/feed"
+        self.feed = self.work + "/the feed"
 
     def check(self, *arguments, **limits):
         """Run the check; keep its output, return its problems, (place, severity, words) each."""
@@ -218,7 +218,7 @@ class FolderTest(CheckTest):
     def test_other_formats_have_the_problems_alone(self):
         write(self.feed + "/zirknews.xml", "<n>\n<update/></n>")
         lines = self.check(self.feed, "--model", "duo2")
-        result = run(*CHECK + (self.feed, "--model", "duo2", "--format", "json"))
+        result = run("./run", "--check=" + self.feed, "--model=duo2", "--format=json")
         self.assertEqual(result.status, 1)
         self.assertEqual([("%(file)s:%(line)d" % one if one["line"] else one["file"],
                            one["severity"], "%(text)s: %(remedy)s." % one)

@@ -1,7 +1,6 @@
 """The recipe: what it says of the sources, and the build that it asks for.
 
-An image's own build is not run here; Debian's cross compiler stands in for its toolchain, and a
-small module, but in long runs, for the real one.
+An image's own build is not run here; Debian's cross compiler stands in for its toolchain.
 """
 import hashlib
 import os

@@ -17,6 +17,7 @@ from tests.support.importing import hide
 from tests.support.receiver import OPKG, document, entry, raising, write
 
 LISTING, CACHE, INSTALLED = MODULE_FILES
+CONNECT = socket.create_connection
 WITH_ASSERTIONS = """
 from simulator.receiver import Receiver
 from simulator.feedserver import FeedServer
@@ -42,12 +43,6 @@ def show_updates(box, _):
 
 def news_are(body, **fault):
     return lambda _, feed: feed.fault("zirknews.xml", body=body, **fault)
-
-
-def impatient(box, _):
-    """What takes the module five seconds of silence takes a moment."""
-    connect = socket.create_connection
-    box.patch(socket, "create_connection", lambda address, *_: connect(address, 0.1))
 
 
 def importing(hidden):
@@ -82,7 +77,10 @@ CRASHES = [
     ("hung up", news_are(None, drop="headers"), show_news),
     ("hung up", news_are(None, answer=[], reset=True), show_news),
     ("hung up", news_are(None, headers=[("X", "x" * 100000)]), show_news),
-    ("silence", impatient, news_are(None, stall="headers"), show_news),
+    # Of which a moment is enough here, not five seconds.
+    ("silence", lambda box, _: box.patch(
+        socket, "create_connection", lambda address, *_: CONNECT(address, 0.1)),
+     news_are(None, stall="headers"), show_news),
 
     ("no title", news_are("<news><update/></news>"), show_news),
     ("no title", news_are(document(entry(""))), show_news),

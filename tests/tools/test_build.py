@@ -1,6 +1,7 @@
 """tools/build.sh: builds in a directory that other builds want, or have left behind."""
 
 import os
+import select
 import subprocess
 import unittest
 
@@ -46,17 +47,15 @@ class Build(unittest.TestCase):
     def test_waits_for_another_one(self):
         with directory() as here:
             self.make_project(here)
-            def start():
-                return subprocess.Popen(BUILD + (here,), cwd=PROJECT, stderr=subprocess.PIPE,
-                                        close_fds=True)
             os.mkfifo(here + "/pipe")
-            first = start()
+            builds = [subprocess.Popen(BUILD + (here,), cwd=PROJECT, stderr=subprocess.PIPE)
+                      for _ in range(2)]
             with open(here + "/pipe", "w"):
                 os.remove(here + "/pipe")
-                second = start()
-                self.assertEqual(second.stderr.readline(), "Another build is at work in "
+                speaking, = select.select([build.stderr for build in builds], [], [])[0]
+                self.assertEqual(speaking.readline(), "Another build is at work in "
                                  "%s/build/native; waiting for it\n" % here)
-            for build in first, second:
+            for build in builds:
                 self.assertEqual((build.communicate()[1], build.returncode), ("", 0))
 
 

@@ -6,8 +6,6 @@ import unittest
 
 from tests.support.machine import directory, run, write
 
-NEWS = "<news>\n<update><title>Sound</title></update>\n<update/>\n</news>\n"
-
 
 class Run(unittest.TestCase):
 
@@ -15,20 +13,6 @@ class Run(unittest.TestCase):
         result = run("./run")
         self.assertEqual((result.status, result.stderr), (0, ""))
         self.assertRegexpMatches(result.stdout, r"(?m)^The tour is complete: \d+ steps")
-
-
-class Check(unittest.TestCase):
-    """./run --check=DIR; tests/packaging/test_feed_check.py has --check DIR."""
-
-    def test_every_problem_of_a_folder_is_told_and_errors_end_with_1(self):
-        with directory() as here:
-            write(here + "/my feed/zirknews.xml", NEWS)
-            write(here + "/my feed/zirkdlstat.txt", "clear-hd;3\nSKINS\nother\n")
-            result = run("./run", "--check=" + here + "/my feed", "--model=duo2")
-            self.assertEqual(result.status, 1)
-            self.assertEqual([line.rpartition(" error: ")[0] for line
-                              in result.stdout.split("\n") if " error: " in line],
-                             ["zirknews.xml:3:", "zirkdlstat.txt:1:", "zirkdlstat.txt:3:"])
 
 
 class Layout(unittest.TestCase):

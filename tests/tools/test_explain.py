@@ -33,6 +33,10 @@ def explain(text):
             re.split(r"(?:^|\n)%s/log:" % re.escape(here), result.stdout.rstrip("\n"))[1:]]
 
 
+def causes(said):
+    return [line for lines in said for line in lines if line.startswith("cause: ")]
+
+
 class Explain(unittest.TestCase):
 
     @classmethod
@@ -47,10 +51,9 @@ class Explain(unittest.TestCase):
         known = ConfigParser.RawConfigParser()
         known.read(os.path.join(PROJECT, "tools", "explanations.ini"))
         self.assertGreater(len(self.logs), 25)
-        said = sum(explain("".join(log for _, log in self.logs)), [])
-        self.assertEqual([line for line in said if line.startswith("cause: ")],
-                         ["cause: " + known.get(section, "cause")
-                          for section, _ in self.logs if section])
+        said = explain("".join(log for _, log in self.logs))
+        self.assertEqual(causes(said), ["cause: " + known.get(section, "cause")
+                                        for section, _ in self.logs if section])
         self.assertNotIn("no statement of it", str(said))
         self.assertEqual(explain(self.other)[0][-1], "not ours: no entry of plugin/src/Kelvaro")
 
@@ -93,12 +96,12 @@ class Knowledge(unittest.TestCase):
 
     def causes(self, errors):
         """Return the causes of exceptions: pairs of a line of the module, or None, and the text."""
-        explained = explain("".join(
+        found = causes(explain("".join(
             'Traceback (most recent call last):\n  File "%s", line %d, in f\n%s\n' % (
                 "plugin/src/Kelvaro" if line else "plugin.py", line or 6, error)
-            for line, error in errors))
-        self.assertEqual(len(explained), len(errors))
-        return ["".join(part for part in said if part.startswith("cause: ")) for said in explained]
+            for line, error in errors)))
+        self.assertEqual(len(found), len(errors))
+        return found
 
     def test_the_maintainers_page_shows_what_is_printed(self):
         with open(os.path.join(PROJECT, "docs", "receiver.md")) as page:
@@ -114,9 +117,9 @@ class Knowledge(unittest.TestCase):
             (None, "Kelvaro.so: undefined symbol: PyUnicodeUCS2_DecodeUTF8", "UCS-4"),
             (None, "Kelvaro.so: wrong ELF class: ELFCLASS64", "another processor"),
             (None, "Kelvaro.so: cannot open shared object file", "another processor")]
-        causes = self.causes([(line, "ImportError: " + message) for line, message, _ in known])
-        for (line, message, words), cause in zip(known, causes):
-            self.assertIn(words, cause, (line, message))
+        errors = [(line, "ImportError: " + message) for line, message, _ in known]
+        for error, (_, _, words), cause in zip(errors, known, self.causes(errors)):
+            self.assertIn(words, cause, error)
 
     def test_it_is_known_what_every_function_does(self):
         said = explain("".join('  File "plugin/src/Kelvaro", line %d, in %s\n' % (line, name)
