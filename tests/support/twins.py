@@ -25,19 +25,27 @@ MODULE = os.environ.get("KELVARO_MODULE", os.path.join(face.ROOT, "build", "nati
 
 # --- loading -------------------------------------------------------------------------------
 
-def load_model(name="Kelvaro"):
-    """Import the model under this module name, every statement wholly on its first line."""
+def compiled_model():
+    """Return the model's code, every statement wholly on its first line."""
     tree = ast.parse(face.TEXT, face.MODEL)
     for statement in ast.walk(tree):
         if isinstance(statement, (ast.Assign, ast.AugAssign, ast.Expr, ast.Return)):
             for part in ast.walk(statement):
                 if hasattr(part, "lineno"):
                     part.lineno = statement.lineno
+    return compile(tree, SOURCE, "exec")
+
+
+MODEL_CODE = compiled_model()
+
+
+def load_model(name="Kelvaro"):
+    """Import the model under this module name."""
     module = imp.new_module(name)
     module.__file__ = face.MODEL
     sys.modules[name] = module
     try:
-        exec(compile(tree, SOURCE, "exec"), vars(module))
+        exec(MODEL_CODE, vars(module))
     except:  # noqa: E722 - classic exceptions have no base
         sys.modules.pop(name, None)
         raise
