@@ -80,7 +80,7 @@ def loss(call, watched=()):
             if same(before, after):
                 return None
         # Made first: they take memory themselves.
-        seen = [totals(2, watched) for _ in range(WHOLE)]
+        seen = [array.array("l", (0, 0)) for _ in range(WHOLE)]
         for number in range(WHOLE):
             seen[number][:] = totals(2, watched)
             if any(same(before, seen[number]) for before in seen[:max(0, number - 2)]):
