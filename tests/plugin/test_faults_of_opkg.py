@@ -263,6 +263,7 @@ class Waiting(DetailTest):
     """opkg takes long, or prints much, or is asked twice."""
 
     def test_for_megabytes_and_for_lines_of_megabytes(self):
+        self.draw_no_texts()
         names = sampled(["package%05d%s" % (number, "x" * 240) for number in range(20000)])
         for names, end in ((names, "\n"), (["x" * 5000000], "")):
             listing = "".join("%s - 1 - 2%s" % (name, end) for name in names)

@@ -13,6 +13,8 @@ from simulator.feedserver import FeedServer
 from simulator.receiver import Receiver
 from tests.support.leaks import LeakCheckedTest
 
+import enigma
+
 LISTING = "/tmp/.package.tmp"
 CACHE = "/tmp/.updatecache"
 SCRATCH = "/tmp/.installed"
@@ -259,6 +261,10 @@ class ReceiverTest(FeedTest):
             self._opkg = None
 
     # Texts.
+
+    def draw_no_texts(self):
+        """Have the screen draw none: letter by letter, megabytes take minutes."""
+        self.box.patch(enigma, "typeset", lambda *_: ([], 0))
 
     def mark_texts(self):
         """Have every text translated to itself between angle brackets."""
