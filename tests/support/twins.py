@@ -263,14 +263,14 @@ def nameless(description):
 
 
 def run(twin, scenario, seed=0, fail_at=0, error=ERRORS[0], in_handler=False, without=None,
-        replaced=None, by=None, translation=recording.translate, places=False):
+        replaced=None, by=None, translation=recording.translate, **noting):
     """Run a scenario on one implementation; returns its Recorder.
 
     in_handler: run it while another exception is being handled; without: a name that the
     module's namespace is to lack; replaced: a name that gets the value `by` there; translation:
-    the function `_` among the builtins, or None; places: have the recorder note `places`.
+    the function `_` among the builtins, or None; noting: what the recorder is to note, or not.
     """
-    recorder = Recorder(fail_at, error, places)
+    recorder = Recorder(fail_at, error, **noting)
     recorder.noting = False
     case = Case(twin, recorder, seed, in_handler)
     recording.set_usage()
