@@ -31,8 +31,10 @@ from tests.support.importing import record_import
 from tests.support.receiver import ModuleTest
 from tests.support.sampling import ONE_IN
 
-#: One in so many allocations fails; one in so many where that takes a process.
+#: One in so many allocations fails; one in so many where that takes a process, and there in one in
+#: so many walks.
 IN_USE, UNUSED = max(1, ONE_IN // 2), 1 if ONE_IN == 1 else 4 * ONE_IN
+UNUSED_WALKS = max(1, ONE_IN // 16)
 
 #: Where the interpreter itself crashes: it makes a class without looking whether it has got the
 #: memory for its place among the subclasses of its base.
@@ -424,12 +426,14 @@ class Foreign(ModuleTest):
         self.assertFails(MemoryError, ["getHeader:52"], self.module.getHeader)
 
 
-for _case in (InUse, Unused):
-    for _scenario in WALKS:
-        def _test(self, scenario=_scenario):
-            self.check(scenario)
-        _test.__name__ = "test_%s_survives_each_failing_allocation" % _scenario.__name__
-        setattr(_case, _test.__name__, _test)
+def add_tests(case, walks):
+    for scenario in walks:
+        setattr(case, "test_%s_survives_each_failing_allocation" % scenario.__name__,
+                lambda self, scenario=scenario: self.check(scenario))
+
+
+add_tests(InUse, WALKS)
+add_tests(Unused, WALKS[::UNUSED_WALKS])
 
 
 if __name__ == "__main__":
