@@ -364,14 +364,14 @@ class Comparison(object):
             text = "%s, %s:\n%s" % (scenario.__name__, describe_how(how), text)
         return text
 
-    def failures(self, scenario, operations=None, **how):
+    def failures(self, scenario, operations, **how):
         """The first difference when operations of a scenario fail in turn, or None.
 
-        operations: pairs as of failing_operations(), which are taken without. Every second case
-        runs while an exception is being handled.
+        operations: pairs as of failing_operations(). Every second case runs while an exception is
+        being handled.
         """
         text = self.case(scenario, **how)
-        for fail_at, errors in operations or failing_operations(scenario):
+        for fail_at, errors in operations:
             for number, error in enumerate(errors, fail_at):
                 text = text or self.case(scenario, fail_at=fail_at, error=error,
                                          in_handler=bool(number % 2), **how)
