@@ -14,7 +14,7 @@ import urllib2
 from simulator.receiver import run_fresh
 from tests.support import leaks, twins
 from tests.support.network_faults import (
-    FAULTS, NEWS, SLOW, STATISTICS, TITLE, WHOLE, body_of, bomb, http)
+    FAULTS, NEWS, SLOW, STATISTICS, TITLE, TOO_LONG, WHOLE, body_of, bomb, http)
 from tests.support.receiver import (
     CACHE, CONFIGURATION, NOT_ANALYZED, NO_CONNECTION, WAIT, FeedTest, ReceiverTest, closed_port,
     configure, read, trail, write)
@@ -121,6 +121,13 @@ class NetworkTest(ReceiverTest):
 
 class Faults(NetworkTest):
     """A test for each fault of network_faults."""
+
+    @leaks.once("it waits")
+    def test_silence_is_borne_for_five_seconds(self):
+        self.feed.fault("zirknews.xml", stall="headers", seconds=TOO_LONG)
+        start = time.time()
+        self.assertEqual(outcome(self.module.parse_xml), "socket.timeout, line 134")
+        self.assertGreater(time.time() - start, 4.9)
 
     def test_redirections_are_followed_until_they_are_too_many(self):
         for fault in FAULTS:
