@@ -1,8 +1,8 @@
-"""Runs the tests of one file: python tests/support/run.py [--one-in N] FILE [PATTERN...]
+"""Runs the tests of files: python tests/support/run.py [--one-in N] FILE...
 
-A PATTERN takes the tests whose "FILE CLASS.NAME" contains it; without one on the command line
-the lines of KELVARO_TESTS are the patterns. --one-in takes one in N of what is generated, unless
-KELVARO_ONE_IN says how many. The last line is "N passed, N failed"; a skipped test has failed.
+Each line of KELVARO_TESTS is a pattern: those tests are taken whose "FILE CLASS.NAME" contains one.
+--one-in takes one in N of what is generated, unless KELVARO_ONE_IN says how many. The last line is
+"N passed, N failed"; a skipped test has failed.
 """
 from __future__ import print_function
 
@@ -57,22 +57,26 @@ def tests_in(suite):
             yield test
 
 
+def tests_of(path):
+    """Return the tests of a file, pairs of "FILE CLASS.NAME" and the test."""
+    module = importlib.import_module(path[:-len(".py")].replace("/", "."))
+    return [("%s %s.%s" % (path, type(test).__name__, test.id().rpartition(".")[2]), test)
+            for test in tests_in(unittest.defaultTestLoader.loadTestsFromModule(module))]
+
+
 def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__.split(":")[0])
     parser.add_argument("--one-in", metavar="N")
-    parser.add_argument("file", metavar="FILE")
-    parser.add_argument("patterns", nargs="*", metavar="PATTERN")
+    parser.add_argument("files", nargs="+", metavar="FILE")
     options = parser.parse_args(arguments)
-    patterns = options.patterns or os.environ.pop("KELVARO_TESTS", "").splitlines()
+    patterns = os.environ.pop("KELVARO_TESTS", "").splitlines()
     if options.one_in:
         os.environ.setdefault("KELVARO_ONE_IN", options.one_in)
 
     sys.path[0] = PROJECT  # this script's own directory until now
-    module = importlib.import_module(options.file[:-len(".py")].replace("/", "."))
-    tests = list(tests_in(unittest.defaultTestLoader.loadTestsFromModule(module)))
-    chosen = [test for test in tests if not patterns or any(
-        pattern in "%s %s.%s" % (options.file, type(test).__name__, test.id().rpartition(".")[2])
-        for pattern in patterns)]
+    tests = [pair for path in options.files for pair in tests_of(path)]
+    chosen = [test for name, test in tests
+              if not patterns or any(pattern in name for pattern in patterns)]
     # With every name as it starts, so that one that ends the process, or never ends, can be told.
     runner = unittest.TextTestRunner(sys.stdout, verbosity=2, resultclass=Result)
     result = runner.run(unittest.TestSuite(chosen))
