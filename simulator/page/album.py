@@ -77,26 +77,37 @@ class Painter:
         if receiver.returncode == 0:
             found = json.loads(receiver.stdout)
             self.wrong += ["%s: %s" % (folder, sentence) for sentence in found["wrong"]]
+            self._paint(folder, {_digest(picture): picture for picture in found["pictures"]
+                                 if _digest(picture) not in self._painted}, found["files"])
             for picture in found["pictures"]:
-                self._add_picture(folder, picture, found["files"])
+                self._add_picture(folder, picture)
         return receiver.returncode
 
-    def _add_picture(self, folder, picture, files):
-        name = "%s/%02d-%s" % (folder, picture["step"], picture["layout"]["screens"][0]["screen"])
-        what = json.dumps([picture["size"], picture["operations"]], sort_keys=True)
-        key = hashlib.sha256(what.encode()).digest()
-        if key not in self._painted:
-            self._painted[key], unread = paint(self._driver, picture, files)
+    def _paint(self, folder, pictures, files):
+        painted = paint(self._driver, list(pictures.values()), files)
+        for (key, picture), (self._painted[key], unread) in zip(pictures.items(), painted):
             if unread:
                 self.wrong.append("%s: the browser cannot read %d of the skin's files."
-                                  % (name, len(unread)))
-        png = self._painted[key]
+                                  % (_name(folder, picture), len(unread)))
+
+    def _add_picture(self, folder, picture):
+        name = _name(folder, picture)
+        png = self._painted[_digest(picture)]
         with open(_place(self._directory, "pictures", name + ".png"), "wb") as stream:
             stream.write(png)
         with open(_place(self._directory, "pictures", name + ".json"), "w") as stream:
             json.dump(picture["layout"], stream, indent=1, sort_keys=True)
         step = folder.split("/")[0], picture["step"], picture["heading"]
         self.steps.setdefault(step, {}).setdefault(png, []).append(name)
+
+
+def _digest(picture):
+    what = json.dumps([picture["size"], picture["operations"]], sort_keys=True)
+    return hashlib.sha256(what.encode()).digest()
+
+
+def _name(folder, picture):
+    return "%s/%02d-%s" % (folder, picture["step"], picture["layout"]["screens"][0]["screen"])
 
 
 def _place(directory, *parts):

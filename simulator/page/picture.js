@@ -85,8 +85,9 @@ function mask(family, size, outline, letter) {
 
 const DO = {
   fill({points, width}, {rect: [left, top, wide, high], colour}) {
+    const one = point(parts(colour));
     for (let y = top; y < top + high; y++) {
-      points.fill(point(parts(colour)), y * width + left, y * width + left + wide);
+      points.fill(one, y * width + left, y * width + left + wide);
     }
   },
 

@@ -6,22 +6,43 @@ The same input gives the same bytes. Needs Debian's chromium, chromium-driver an
 import base64
 import mimetypes
 import os
+import time
 
 from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
 
 PAINTER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "picture.js")
 PAINT = """
-const [script, {size, operations}, files, done] = arguments;
+const [script, screens, files] = arguments;
 async function painted() {
   const {paint, unread} = await import(script);
-  const picture = await paint(size, operations, (name) => files[name]);
-  const canvas = document.createElement("canvas");
-  Object.assign(canvas, {width: size[0], height: size[1]});
-  canvas.getContext("2d").putImageData(picture, 0, 0);
-  return [canvas.toDataURL(), [...unread]];
+  const pictures = [];
+  for (const {size, operations} of screens) {
+    const picture = await paint(size, operations, (name) => files[name]);
+    const canvas = document.createElement("canvas");
+    Object.assign(canvas, {width: size[0], height: size[1]});
+    canvas.getContext("2d").putImageData(picture, 0, 0);
+    pictures.push(canvas.toDataURL().split(",")[1]);
+  }
+  return [pictures, [...unread]];
 }
-painted().then(done, (error) => done([String(error), []]));
+return painted();
 """
+
+
+class Driver(Service):
+    """The program that drives the browser, without Selenium's long waits for its start and end."""
+
+    def is_connectable(self):
+        """Return whether it can be spoken to, soon after it is."""
+        for _ in range(50):
+            if super().is_connectable():
+                return True
+            time.sleep(0.01)
+        return False
+
+    def send_remote_shutdown_command(self):
+        """Leave it to the signal that follows: the browser has ended by then."""
 
 
 def start_browser(width=1440, height=900):
@@ -31,12 +52,15 @@ def start_browser(width=1440, height=900):
     for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu",
                      "--hide-scrollbars", "--no-first-run", "--disable-background-networking",
                      "--disable-component-update", "--force-color-profile=srgb",
+                     # Pages of the browser's own, which take as long to load as itself.
+                     "--disable-features=WebUIOmniboxPopup,WebUIOmniboxAimPopup",
                      # The page needs no network but loopback.
                      "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1"):
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    service = webdriver.chrome.service.Service("/usr/bin/chromedriver", log_path=os.devnull)
+    service = Driver("/usr/bin/chromedriver", log_path=os.devnull)
     driver = webdriver.Chrome(service=service, options=options)
+    driver.set_script_timeout(300)
     set_size(driver, width, height)
     return driver
 
@@ -47,23 +71,21 @@ def set_size(driver, width, height):
         "width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
 
 
-def paint(driver, screen, files):
-    """Return the PNG that `screen`, its size and operations, is painted as, and the files that
-    the browser cannot read, a set of names.
+def paint(driver, screens, files):
+    """Return what each of `screens` is painted as: pairs of a PNG and the files of it that the
+    browser cannot read, a set of names.
 
-    operations: as simulator/host/painting/screen.py makes them.
-    files: the content of each file that the operations name, in Base64.
+    screens: the "size" and the "operations" of each, as simulator/host/painting/screen.py makes
+    them. files: the content of each file that the operations name, in Base64.
     """
     with open(PAINTER, "rb") as stream:
         script = base64.b64encode(stream.read()).decode()
-    used = set(operation.get("file") or operation.get("font")
-               for operation in screen["operations"]) - {None}
     # Nothing but addresses that hold their content: no server is needed.
-    found, unread = driver.execute_async_script(
-        PAINT, "data:text/javascript;base64," + script, screen,
-        {name: "data:%s;base64,%s" % (mimetypes.guess_type(name)[0], files[name])
-         for name in used})
-    head, _, content = found.partition(",")
-    if head != "data:image/png;base64":
-        raise RuntimeError("the screen was not painted: " + found)
-    return base64.b64decode(content), used & set(unread)
+    pictures, unread = driver.execute_script(
+        PAINT, "data:text/javascript;base64," + script, screens,
+        {name: "data:%s;base64,%s" % (mimetypes.guess_type(name)[0], content)
+         for name, content in files.items()})
+    used = [set(operation.get("file") or operation.get("font")
+                for operation in screen["operations"]) for screen in screens]
+    return [(base64.b64decode(picture), names & set(unread))
+            for picture, names in zip(pictures, used)]
