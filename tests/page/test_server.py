@@ -19,9 +19,10 @@ from tests.support.page import PATIENCE, PROJECT, SERVER, Server
 
 class ServerTest(unittest.IsolatedAsyncioTestCase):
 
-    def setUp(self):
-        self.server = Server()
-        self.addCleanup(self.server.close)
+    @classmethod
+    def setUpClass(cls):
+        cls.server = Server()
+        cls.addClassCleanup(cls.server.close)
 
     async def asyncSetUp(self):
         self.session = aiohttp.ClientSession()
@@ -92,12 +93,10 @@ class ServerTest(unittest.IsolatedAsyncioTestCase):
         await self.connect(Origin="http://" + local, Host=local)
 
     async def test_it_ends_with_0_and_takes_the_receiver_with_it(self):
-        number = self.server.process.pid
-        with open("/proc/%d/task/%d/children" % (number, number)) as stream:
-            children = stream.read().split()
-        self.assertEqual(1, len(children))
-        self.assertEqual(0, self.server.close())
-        self.assertFalse(os.path.exists("/proc/" + children[0]))
+        server = Server()
+        receiver = server.receiver()
+        self.assertEqual(0, server.close())
+        self.assertFalse(os.path.exists("/proc/%d" % receiver))
 
     async def test_a_port_that_is_taken_is_one_sentence(self):
         port = self.server.address.split(":")[2].rstrip("/")
@@ -125,7 +124,6 @@ class CommandTest(unittest.TestCase):
     def test_a_wrong_value_is_one_sentence(self):
         for options, sentence in [
                 (["--port", "x"], "argument --port: 'x' is not a port from 0 to 65535"),
-                (["--port", "65536"], "argument --port: '65536' is not a port from 0 to 65535"),
                 (["--model", "abacus"], "there is no model 'abacus'"),
                 (["--feed"], "argument --feed: expected one argument")]:
             self.assertEqual((2, "", "run: %s; see --help.\n" % sentence), start(*options))

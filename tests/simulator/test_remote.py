@@ -4,14 +4,17 @@
 import json
 import os
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
 import threading
 import time
 import unittest
+import urllib2
 
 from simulator import packages
+from simulator.feedserver import FeedServer
 from simulator.models import MODELS
 from simulator.remote import Faults
 from tests.support.receiver import CACHE, NEWS, NOT_ANALYZED, NO_CONNECTION
@@ -197,6 +200,15 @@ class FaultTest(RemoteTest):
             box = front(self.last("screen", 4))
             self.assertEqual(("MessageBox", message), (box["name"], element(box, "text")["text"]))
             self.assertEqual(ROWS, rows(front(self.last("screen"))))
+
+    def test_a_feed_that_stalls_does_not_answer_until_it_is_switched_off(self):
+        with FeedServer(self.feed) as server:
+            faults = Faults(server)
+            for name in ("zirknews.xml", "zirkdlstat.txt"):
+                faults.switch("stalled", True)
+                self.assertRaises(socket.timeout, urllib2.urlopen, server.address(name), None, 0.1)
+                faults.switch("stalled", False)
+                urllib2.urlopen(server.address(name), None, 20)
 
     def test_without_opkg_no_command_works_and_it_comes_back(self):
         opkg = os.readlink(OPKG)
