@@ -9,6 +9,9 @@ import skin
 from simulator import HOST
 
 
+_own = {}  # size of the picture, text of the simulator's own skin for it: what was loaded
+
+
 class SkinFailed(RuntimeError):
     """The skin keeps the GUI from starting. line: what the host says of it."""
 
@@ -23,6 +26,14 @@ def use(directory=None, user_file=None, size=(1280, 720), stand_ins=False):
     user_file: what stands in the configuration's skin_user.xml. size: of the picture, unless the
     skin has its own. Raises SkinFailed with the host's own line where the GUI would not start.
     """
+    skin.stand_ins = set() if stand_ins else None
+    own = None
+    if directory is None and user_file is None:
+        own = size, scaled(os.path.join(HOST, "skin.xml.in"), size[0])
+        if own in _own:
+            skin.restore(_own[own])
+            if not skin.edited():
+                return
     shutil.rmtree(skin.SHARE, ignore_errors=True)
     _merge(os.path.join(HOST, skin.DEFAULT), os.path.join(skin.SHARE, skin.DEFAULT))
     os.symlink(os.path.join(HOST, "skin_default.xml"), os.path.join(skin.SHARE, "skin_default.xml"))
@@ -49,12 +60,13 @@ def use(directory=None, user_file=None, size=(1280, 720), stand_ins=False):
     if user_file is not None:
         os.symlink(os.path.realpath(user_file), user)
     enigma.getDesktop(0).resize(*size)
-    skin.stand_ins = set() if stand_ins else None
     try:
         skin.load(name + "/skin.xml")
     except Exception as e:
         raise SkinFailed("The skin '%s' does not start: the host says \"%s\"; put that right in %s."
                          % (name, e, os.path.join(directory or HOST, "skin.xml")), str(e))
+    if own:
+        _own[own] = skin.state()
 
 
 def _merge(source, target):

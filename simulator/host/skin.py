@@ -43,6 +43,7 @@ margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are 
 log = []  # lines of the host about its files, oldest first
 said = []  # all its lines, each once
 files = {}  # path of each that was read: what tells that it has changed
+_LOADED = (dom_screens, colors, fonts, aliases, parameters, files)
 faults = None  # a list: what is wrong is noted there, and passed over to find what else is
 
 #: kind: what it costs, as simulator/check_skin.py has it; place: path and line; element: of the
@@ -121,7 +122,7 @@ def load(name):
     """Start afresh with the skin NAME/skin.xml, and with all that a host loads besides."""
     global primary, windowstyle, margins
     primary, windowstyle, margins = name, None, (0, 0, 0, 0)
-    for known in (dom_screens, colors, fonts, aliases, parameters, files):
+    for known in _LOADED:
         known.clear()
     del log[:]
     loadSkin("skin_default.xml")
@@ -140,6 +141,21 @@ def load(name):
     for further in FURTHER + [user]:
         if os.path.isfile(find(further)):
             loadSkin(further)
+
+
+def state():
+    """What has been loaded, for restore()."""
+    return map(dict, _LOADED), list(log), (primary, windowstyle, margins), enigma.getDesktop(0).pair()
+
+
+def restore(former):
+    """Have loaded what was when state() returned this."""
+    global primary, windowstyle, margins
+    contents, log[:], (primary, windowstyle, margins), size = former
+    for known, content in zip(_LOADED, contents):
+        known.clear()
+        known.update(content)
+    enigma.getDesktop(0).resize(*size)
 
 
 def loadSkin(name, scope=None):
