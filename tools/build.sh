@@ -24,8 +24,9 @@ declare -Ar packages_of=(
 # wait for each other. A build directory starts afresh that came with a copied or renamed checkout,
 # since CMake refuses it, or whose toolchain file has changed, since CMake would keep the former
 # options. Exits as described above; shows the compiler's words when the module can't be built.
+# With native and fuzz it sets and exports KELVARO_PYTHON, the path of the interpreter.
 build_preset() {
-  local project=$1 preset=$2 directory=$1/build/$2 made_for interpreter log
+  local project=$1 preset=$2 directory=$1/build/$2 made_for log
   local -a options=()
   # shellcheck disable=SC2086
   need_packages ${packages_of[$preset]}
@@ -47,8 +48,9 @@ build_preset() {
       fi
     fi
     if [[ $preset =~ ^(native|fuzz)$ ]]; then
-      interpreter=$("$project/tools/python27") || exit 2
-      options=(-DKELVARO_PYTHON="$interpreter")
+      KELVARO_PYTHON=$("$project/tools/python27") || exit 2
+      export KELVARO_PYTHON
+      options=(-DKELVARO_PYTHON="$KELVARO_PYTHON")
     fi
     if ! (cd "$project" && cmake --preset "$preset" "${options[@]}" && cmake --build --preset "$preset") \
       >"$log" 2>&1 8>&-; then
@@ -63,17 +65,14 @@ build_preset() {
 
 # build_module PROJECT [PACKAGE...]
 #
-# Installs the PACKAGEs with what the build needs; builds PROJECT/build/native/Kelvaro.so, the
-# catalogues of plugin/po/ beside it, and the packages of the sample feed. Sets and exports
-# KELVARO_PYTHON, the path of the interpreter. Says on standard error what takes long. Exits as
-# build_preset does.
+# Installs the PACKAGEs with what the build needs; builds the preset native, with the module and the
+# catalogues, and the packages of the sample feed. Says on standard error what takes long. Exports and
+# exits as build_preset does.
 build_module() {
   local project=$1
   shift
   # shellcheck disable=SC2086
   need_packages ${packages_of[native]} "$@"
-  KELVARO_PYTHON=$("$project/tools/python27") || exit 2
-  export KELVARO_PYTHON
   if [[ ! -e $project/build/native/Kelvaro.so ]]; then
     echo "Building the module" >&2
   fi
