@@ -1,7 +1,4 @@
-"""python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour.
-
-./run starts this one with --text, --tour or without a terminal, and else simulator/page/server.py.
-"""
+"""python2.7 -O -m simulator: the receiver with a feed, at a terminal or on a fixed tour."""
 from __future__ import print_function
 
 import sys

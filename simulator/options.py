@@ -70,17 +70,19 @@ def skin_arguments(parser, options):
             "stand_ins": options.stand_ins}
 
 
-def lent(arguments):
-    """Return the folders that a sandbox has to see for these; make the names in them full."""
-    folders = []
+def in_sandbox(module, arguments):
+    """Return the command that runs a module in a sandbox, which sees what these arguments name."""
+    arguments, visible = list(arguments), []
     for at, argument in enumerate(arguments[:-1], 1):
-        if argument in ("--feed", "--skin", "--skin-user") and os.path.exists(arguments[at]):
+        is_skin = argument in ("--skin", "--check-skin")
+        if (is_skin or argument in ("--feed", "--skin-user")) and os.path.exists(arguments[at]):
             path = arguments[at] = os.path.realpath(arguments[at])
             above = os.path.dirname(path)
             # A skin is used with the folders beside it, but for those of a whole machine.
-            is_skin = argument == "--skin" and above.count("/") > 1
-            folders.append(above if is_skin or os.path.isfile(path) else path)
-    return folders
+            with_others = is_skin and above.count("/") > 1
+            visible += ["--readable", above if with_others or os.path.isfile(path) else path]
+    return ([os.path.join(ROOT, "tools", "sandbox")] + visible
+            + ["python2.7", "-O", "-m", module] + arguments)
 
 
 def receiver_arguments(parser, options):

@@ -23,11 +23,10 @@ from PIL import Image, ImageChops
 from selenium.common.exceptions import WebDriverException
 
 from simulator.models import MODELS
-from simulator.options import (OneSentence, add_receiver_options, languages, lent,
+from simulator.options import (OneSentence, add_receiver_options, in_sandbox, languages,
                                receiver_arguments)
 from simulator.page.pictures import paint, start_browser
 
-PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 OWN_SKIN = "simulator"  # the folder of the pictures without --skin
 MOST_CHANGES = 20  # of a layout file that are told
 PAGE = """<!DOCTYPE html>
@@ -68,12 +67,9 @@ class Painter:
 
         folder: of its pictures, SKIN/MODEL/LANGUAGE.
         """
-        command = [os.path.join(PROJECT, "tools", "sandbox")]
-        for readable in lent(arguments):
-            command += ["--readable", readable]
         receiver = subprocess.run(
-            command + ["python2.7", "-O", "-m", "simulator.pictures"] + arguments, cwd=PROJECT,
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=False)
+            in_sandbox("simulator.pictures", arguments), stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE, check=False)
         if receiver.returncode == 0:
             found = json.loads(receiver.stdout)
             self.wrong += ["%s: %s" % (folder, sentence) for sentence in found["wrong"]]

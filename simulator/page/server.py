@@ -20,10 +20,9 @@ import sys
 
 from aiohttp import WSMsgType, web
 
-from simulator.options import OneSentence, lent, tcp_port
+from simulator.options import OneSentence, in_sandbox, tcp_port
 
 PAGE = os.path.dirname(os.path.abspath(__file__))
-PROJECT = os.path.dirname(os.path.dirname(PAGE))
 #: Names of this machine. Another site may have bound its own name to this address: its Origin and
 #: its Host agree, but neither is one of these.
 LOOPBACK = ("127.0.0.1", "localhost", "::1")
@@ -47,13 +46,9 @@ class Receiver:
 
     async def start(self, arguments):
         """Start the process; return whether it has sent a line, and not just ended."""
-        command = [os.path.join(PROJECT, "tools", "sandbox")]
-        # What is one's own is somewhere on this machine: the sandbox has to see it.
-        for folder in lent(arguments):
-            command += ["--readable", folder]
         self._process = await asyncio.create_subprocess_exec(
-            *command, "python2.7", "-O", "-m", "simulator.remote", *arguments, cwd=PROJECT,
-            stdin=asyncio.subprocess.PIPE, stdout=asyncio.subprocess.PIPE, limit=LONGEST_LINE,
+            *in_sandbox("simulator.remote", arguments), stdin=asyncio.subprocess.PIPE,
+            stdout=asyncio.subprocess.PIPE, limit=LONGEST_LINE,
             start_new_session=True)  # Ctrl-C is for this process
         return await self._hear()
 
