@@ -21,7 +21,6 @@ name, everywhere it occurs, so nothing else in the address may contain these let
     server.stop()
 """
 import BaseHTTPServer
-import errno
 import fcntl
 import os
 import posixpath
@@ -33,6 +32,8 @@ import sys
 import threading
 import urllib
 
+from simulator.opkg import database
+
 ROOT = "/feed"
 SOURCE_NAME = "Zirk-all"
 
@@ -42,22 +43,17 @@ POINTS = ("headers", "body", "middle")
 
 
 class Fault(object):
-    """What goes wrong with the answers for one path; made by FeedServer.fault()."""
+    """What goes wrong with the answers for one path; FeedServer.fault() says what that may be."""
 
-    def __init__(self, status, body, headers, answer, stall, seconds, drop, reset, times):
+    def __init__(self, status=200, body=None, headers=(), answer=None, stall=None, seconds=None,
+                 drop=None, reset=False, times=None):
         for point in (stall, drop):
             if point is not None and point not in POINTS:
                 raise ValueError("a fault strikes at one of %s, not at %r"
                                  % (", ".join(POINTS), point))
-        self.status = status
-        self.body = body
-        self.headers = headers
-        self.answer = answer
-        self.stall = stall
-        self.seconds = seconds
-        self.drop = drop
-        self.reset = reset
-        self.times = times
+        self.status, self.body, self.headers = status, body, headers
+        self.answer, self.stall, self.seconds = answer, stall, seconds
+        self.drop, self.reset, self.times = drop, reset, times
         self._released = None if stall is None and answer is None else _Signal()
 
     @property
@@ -79,6 +75,9 @@ class Fault(object):
         """Free the descriptors; no answer may be under way."""
         if self.waits:
             self._released.close()
+
+
+_NO_FAULT = Fault()
 
 
 class FeedServer(object):
@@ -136,8 +135,7 @@ class FeedServer(object):
         """Return the first line of the feed configuration that leads to this server."""
         return "src/gz %s %s\n" % (SOURCE_NAME, self.url)
 
-    def fault(self, path, status=200, body=None, headers=(), answer=None, stall=None,
-              seconds=None, drop=None, reset=False, times=None):
+    def fault(self, path, **what):
         """Make the answers for one path go wrong; an earlier fault there is taken back.
 
         path: a file of the feed ("zirknews.xml", "all/Packages.gz"), or any path of the
@@ -158,7 +156,7 @@ class FeedServer(object):
 
         Returns the Fault.
         """
-        fault = Fault(status, body, headers, answer, stall, seconds, drop, reset, times)
+        fault = Fault(**what)
         with self._lock:
             self._retire(self._path(path))
             self._faults[self._path(path)] = fault
@@ -195,13 +193,13 @@ class FeedServer(object):
             self._listener.handle_request()
 
     def _note_request(self, path):
-        """Note a request. Returns the fault that strikes it, or None."""
+        """Note a request. Returns the fault that strikes it, or one that does no harm."""
         self.requests.append(path)
         with self._lock:
-            fault = self._faults.get(path)
-            if fault is not None and fault.times is not None:
+            fault = self._faults.get(path, _NO_FAULT)
+            if fault.times is not None:
                 if fault.times == 0:
-                    return None
+                    return _NO_FAULT
                 fault.times -= 1
             return fault
 
@@ -210,7 +208,8 @@ class FeedServer(object):
         path = urllib.unquote(path.split("?")[0])
         if posixpath.normpath(path) != path or not path.startswith(ROOT + "/"):
             return None
-        return _read(os.path.join(self.directory, path[len(ROOT) + 1:]))
+        path = os.path.join(self.directory, path[len(ROOT) + 1:])
+        return database.read(path) if os.path.isfile(path) else None
 
 
 class _Listener(SocketServer.ThreadingMixIn, BaseHTTPServer.HTTPServer):
@@ -282,11 +281,10 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
     def do_GET(self):
         feed = self.server.feed
         fault = feed._note_request(self.path)
-        if fault is not None and fault.answer is not None:
+        if fault.answer is not None:
             self._send_as_it_is(fault)
             return
-        status = 200 if fault is None else fault.status
-        body = None if fault is None else fault.body
+        status, body = fault.status, fault.body
         if body is None and status == 200:
             body = feed._read_file(self.path)
             if body is None:
@@ -298,7 +296,7 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
             self._reach("headers", fault)
             self.send_response(status)
             self.send_header("Content-Length", str(len(body)))
-            for name, value in () if fault is None else fault.headers:
+            for name, value in fault.headers:
                 self.send_header(name, value)
             self.end_headers()
             self._reach("body", fault)
@@ -311,8 +309,6 @@ class _Handler(BaseHTTPServer.BaseHTTPRequestHandler):
 
     def _reach(self, point, fault):
         """Come to a point of the answer: stall or drop there if the fault says so."""
-        if fault is None:
-            return
         if fault.stall == point:
             self.wfile.flush()
             if not fault.wait(self.connection, fault.seconds):
@@ -378,13 +374,3 @@ def _close_on_exec(descriptor):
     """
     flags = fcntl.fcntl(descriptor, fcntl.F_GETFD)
     fcntl.fcntl(descriptor, fcntl.F_SETFD, flags | fcntl.FD_CLOEXEC)
-
-
-def _read(name):
-    try:
-        with open(name, "rb") as stream:
-            return stream.read()
-    except IOError as e:
-        if e.errno in (errno.ENOENT, errno.EISDIR, errno.ENOTDIR):
-            return None
-        raise
