@@ -107,11 +107,8 @@ class StandInTest(unittest.TestCase):
 class RecordingTest(StandInTest):
 
     def offer_as_recorded(self, state):
-        packages = [Package(each["name"], each["version"], [each["depends"]], each["arch"],
-                            each["postinst"], each["prerm"])
-                    for each in transcripts.packages(state)]
         for feed, mips in ((self.feed, False), (self.mips_feed, True)):
-            build_feed(feed, [each for each in packages
+            build_feed(feed, [each for each in transcripts.packages(state)
                               if (each.architecture == "mips32el") == mips])
         os.remove(self.feed + "/all/gone-file_1.0-r0_all.ipk")
         with open(self.feed + "/all/bad-sum_1.0-r0_all.ipk", "a") as stream:

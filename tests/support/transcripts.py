@@ -2,11 +2,14 @@
 
 They are plain text: "$ command   # note", "exit N", the lines of standard output and standard
 error as "out  ..." and "err  ...", a blank line. ADDRESS stands for the feed's. The note says what
-was wrong, or how far the receiver had come. packages.json has the packages that were on offer.
+was wrong, or how far the receiver had come. packages.txt has the packages that were on offer, each
+with its scripts, and the version that came later.
 """
 import collections
-import json
 import os
+
+from simulator.opkg import database
+from simulator.packages import Package
 
 RECORDED = os.path.join(os.environ["KELVARO_ROOT"], "tests", "simulator", "recorded")
 
@@ -28,10 +31,9 @@ def runs(release):
 
 
 def packages(state):
-    """Return what the feed offered in its state "v1" or "v2": a dictionary for each package.
-
-    All values are byte strings; what a package lacks is an empty one.
-    """
-    with open(os.path.join(RECORDED, "packages.json")) as stream:
-        return [collections.defaultdict(str, [(name, str(value)) for name, value in each.items()])
-                for each in json.load(stream)[state]]
+    """Return the Packages that the feed offered in its state "v1" or "v2"."""
+    text = database.read(os.path.join(RECORDED, "packages.txt"))
+    return [Package(each["Package"], each["Version"] if state == "v1" else
+                    each.get("Later", each["Version"]), filter(None, [each.get("Depends")]),
+                    each["Architecture"], each.get("postinst"), each.get("prerm"))
+            for each in database.parse(text)]
