@@ -1,4 +1,4 @@
-"""The plug-in's entry points, as the receiver's GUI finds them; docs/receiver.md shows them."""
+"""The plug-in's entry points, as the receiver's GUI finds them; docs/receiver.md refers to them."""
 
 import gettext
 import os
