@@ -171,7 +171,3 @@ class FeedTest(unittest.TestCase):
             "kelvaro - 1.0.0-r0 - 1.0.1-r0",
             "the news: 200",
         ], printed[:4] + sorted(printed[4:]))
-
-
-if __name__ == "__main__":
-    unittest.main()

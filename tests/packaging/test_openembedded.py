@@ -73,7 +73,3 @@ class BuildTest(unittest.TestCase):
             # The image's size is its own: it optimises as its maintainers like.
             self.assertEqual([], re.findall("(?m)^FAILED (?!bytes).*", checked.stdout))
             self.assertIn("ok     stack, not executable: ", checked.stdout)
-
-
-if __name__ == "__main__":
-    unittest.main()

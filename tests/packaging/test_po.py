@@ -46,7 +46,3 @@ class CatalogueTest(unittest.TestCase):
             for text, there in translated.items():
                 self.assertEqual(re.findall(r"%.|\n", text), re.findall(r"%.|\n", there), name)
                 self.assertEqual((name, text.isspace()), (name, there.isspace()))
-
-
-if __name__ == "__main__":
-    unittest.main()

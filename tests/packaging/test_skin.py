@@ -66,7 +66,3 @@ class IconTest(unittest.TestCase):
             self.assertEqual((40, 40, 8, 6), struct.unpack(">IIBB", content[16:26]))
             contents.add(content)
         self.assertEqual(3, len(contents))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -325,7 +325,3 @@ class SizeTest(CheckTest):
         self.problem("zirknews.xml", "warning", "more than a second", news=(
             self.ENTITIES + "<n><update><title>&c;</title></update></n>"))
         self.none(news=self.ENTITIES + "<n><update><title>&b;</title></update></n>")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -260,7 +260,3 @@ class FormsTest(unittest.TestCase):
                 {"level": "warning", "message": {"text": "Two: leave it."},
                  "locations": [{"physicalLocation": {
                      "artifactLocation": {"uri": "file:///gr%C3%BC%C3%9Fe"}}}]}]}]})
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -86,7 +86,3 @@ class Costs(unittest.TestCase):
         self.assertEqual(headers.pop("host"), "127.0.0.1:%d" % self.feed.port)
         self.assertEqual(headers, {"accept-encoding": "identity", "connection": "close",
                                    "user-agent": "Python-urllib/2.7"})
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -122,7 +122,3 @@ class FaultTest(FeedServerTest):
                 self.assertEqual("Content-Length: %d\r\n" % len(NEWS) in received, complete)
         for what in ("stall", "drop"):
             self.assertRaises(ValueError, self.server.fault, "zirknews.xml", **{what: "end"})
-
-
-if __name__ == "__main__":
-    unittest.main()

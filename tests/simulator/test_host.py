@@ -390,7 +390,3 @@ class Installer(HostTest):
             self.box.press("ok")
             self.assertEqual(self.log, values)
             del self.log[:]
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -245,7 +245,3 @@ class VersionsTest(unittest.TestCase):
                 if versions.satisfies(version, "name (%s 2)" % operator)))
         for text in ("", "name (2)", "name (=> 2)", "name >= 2"):
             self.assertRaises(ValueError, versions.split_dependency, text)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -122,7 +122,3 @@ class ListTest(unittest.TestCase):
             self.assertEqual((first, 4), (shown[0], len(shown)))
             self.assertEqual([380, thumb, 20, 28 if thumb < 64 else 27],
                              fills("#00000003", found)[0])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -45,7 +45,3 @@ class IntegrationTest(unittest.TestCase):
                                ("nb_NO", "Avslutt"), ("pt_BR", "Sair"), ("en", "<Exit>")]:
             self.start(language=language).open_news()
             self.assertEqual(self.box.text("key_red"), text)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -112,7 +112,3 @@ class Instances(unittest.TestCase):
             self.assertEqual((box.module.__name__, box.plugin), ("Kelvaro", None))
             box.start_plugin()
             self.assertEqual(box.timers(), [60000])
-
-
-if __name__ == "__main__":
-    unittest.main()

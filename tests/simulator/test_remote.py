@@ -243,7 +243,3 @@ class FaultTest(RemoteTest):
                             for at in (4, 12)]
             self.assertEqual(UP_TO_DATE, faulty)
             self.assertIn("disk-tools", well)
-
-
-if __name__ == "__main__":
-    unittest.main()

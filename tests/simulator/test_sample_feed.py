@@ -36,7 +36,3 @@ class SampleFeedTest(unittest.TestCase):
                 needed = versions.split_dependency(dependency)[0]
                 self.assertTrue(versions.satisfies(self.index[needed]["Version"], dependency))
                 self.assertTrue(name not in installed or needed in installed, name)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -410,7 +410,3 @@ class Contents(SkinTest):
         for text, rect in [("short", [360, 212, 280, 137]), ("word " * 30, [203, 172, 594, 218])]:
             box = self.box.session.open(MessageBox, text)
             self.assertEqual(skin_layout.layout(box)["rect"], rect)
-
-
-if __name__ == "__main__":
-    unittest.main()

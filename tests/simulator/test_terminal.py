@@ -85,7 +85,3 @@ class TerminalTest(unittest.TestCase):
         self.wait_for("IndexError")
         os.write(self.master, "qq")
         self.assertEqual(self.status(), 0)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -87,7 +87,3 @@ class ArgumentsTest(unittest.TestCase):
         status, _, stderr = run_simulator("--tour", KELVARO_MODULE="/nowhere/Kelvaro.so")
         self.assertEqual((status, stderr.count("\n")), (2, 1))
         self.assertIn("there is no module at /nowhere/Kelvaro.so", stderr)
-
-
-if __name__ == "__main__":
-    unittest.main()

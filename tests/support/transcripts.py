@@ -3,8 +3,8 @@
 They are plain text: "$ command   # note", "exit N", the lines of standard output and standard
 error as "out  ..." and "err  ...", a blank line. ADDRESS stands for the feed's. The note says what
 was wrong, or how far the receiver had come. packages.txt has the packages that were on offer, each
-with its scripts, and the version that came later. Of 0.3.5, which the stand-in follows, all is there;
-of the others what the tests of faults print again.
+with its scripts, and the version that came later. Of 0.3.5, which the stand-in follows, all is
+there; of the others what the tests of faults print again.
 """
 import collections
 import os
