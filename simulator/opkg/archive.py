@@ -8,7 +8,7 @@ import struct
 import tarfile
 import zlib
 
-_MAGIC = "!<arch>\n"
+MAGIC = b"!<arch>\n"
 
 
 def pack(control, scripts):
@@ -18,7 +18,7 @@ def pack(control, scripts):
     """
     files = [("control", 0o644, control)]
     files += [(name, 0o755, scripts[name]) for name in sorted(scripts)]
-    content = _MAGIC
+    content = MAGIC
     for name, member in [("debian-binary", "2.0\n"), ("control.tar.gz", _pack_tar(files)),
                          ("data.tar.gz", _pack_tar([]))]:
         # The names end in "/", as GNU's ar has them: old tools for feeds see no others.
@@ -33,9 +33,9 @@ def unpack(content):
     Raises ValueError when it is none, also when the files to install can't be read.
     """
     try:
-        members = _members(content)
-        _unpack_tar(members["data.tar.gz"])
-        return _unpack_tar(members["control.tar.gz"])
+        inner = members(content)
+        _unpack_tar(inner["data.tar.gz"])
+        return _unpack_tar(inner["control.tar.gz"])
     except (EOFError, IOError, KeyError, struct.error, tarfile.TarError, zlib.error) as e:
         raise ValueError("no package: %s" % e)
 
@@ -46,18 +46,19 @@ def compress(content):
     return packer.compress(content) + packer.flush()
 
 
-def _members(content):
-    if not content.startswith(_MAGIC):
+def members(content):
+    """Return what an ar archive holds, name to content; raises ValueError. Python 3 can, too."""
+    if not content.startswith(MAGIC):
         raise ValueError("it is no ar archive")
-    members = {}
-    stream = io.BytesIO(content[len(_MAGIC):])
-    for header in iter(lambda: stream.read(60), ""):
-        size = int(header[48:58])
-        members[header[:16].rstrip().rstrip("/")] = member = stream.read(size)
+    found = {}
+    stream = io.BytesIO(content[len(MAGIC):])
+    for header in iter(lambda: stream.read(60), b""):
+        name, size = header[:16].decode("latin-1").rstrip().rstrip("/"), int(header[48:58])
+        found[name] = member = stream.read(size)
         if len(member) < size:
             raise ValueError("it breaks off")
         stream.read(size % 2)
-    return members
+    return found
 
 
 def _pack_tar(files):

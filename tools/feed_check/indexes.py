@@ -6,9 +6,7 @@ import io
 import re
 import tarfile
 
-from debian import arfile
-
-from simulator.opkg import versions
+from simulator.opkg import archive, versions
 from tools.feed_check.trees import unpacked
 
 #: Fields of a paragraph that receivers act upon; opkg tells capitals from small letters.
@@ -203,18 +201,18 @@ def control_of(content):
 
     Packages are ar or tar archives. Raises all that archives raise.
     """
-    if content.startswith(b"!<arch>\n"):
-        outer = arfile.ArFile(fileobj=io.BytesIO(content))
-        members = {member.name.rstrip("/"): member for member in outer.getmembers()}
+    if content.startswith(archive.MAGIC):
+        members = archive.members(content)
     else:
-        outer = tarfile.open(fileobj=io.BytesIO(content))
-        members = {member.name.rpartition("/")[2]: outer.extractfile(member) for member in outer}
+        with tarfile.open(fileobj=io.BytesIO(content)) as outer:
+            members = {member.name.rpartition("/")[2]: outer.extractfile(member).read()
+                       for member in outer if member.isfile()}
     archives = {}
     for part in ("control", "data"):
         names = [name for name in members if name.startswith(part + ".tar")]
         if not names:
             raise KeyError("it has no %s.tar.gz" % part)
-        archives[part] = members[names[0]].read()
+        archives[part] = members[names[0]]
     with tarfile.open(fileobj=io.BytesIO(archives["control"])) as inner:
         for member in inner:
             if member.name in ("./control", "control"):
