@@ -1,6 +1,7 @@
 """Base of the renderers: a compiled widget that follows one source."""
 
 import enigma
+from Components.GUIComponent import GUIComponent
 
 
 class Follower(object):
@@ -28,17 +29,11 @@ class Follower(object):
         """The source, a list, has another row selected."""
 
 
-class Renderer(Follower):
+class Renderer(Follower, GUIComponent):
 
-    GUI_WIDGET = None  # the class of the compiled widget
+    _visible = True
 
-    def __init__(self):
-        self.instance = None
-        self._visible = True
-
-    def GUIcreate(self):
-        """The screen gets its layout: make the compiled widget."""
-        self.instance = self.GUI_WIDGET()
+    def postWidgetCreate(self, instance):
         self.setVisible(self._visible)
         self.changed()
 
@@ -46,12 +41,6 @@ class Renderer(Follower):
         self._visible = visible
         if self.instance is not None:
             (self.instance.show if visible else self.instance.hide)()
-
-    def execBegin(self):
-        pass
-
-    def execEnd(self):
-        pass
 
 
 class StandIn(Renderer):
