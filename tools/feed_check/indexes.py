@@ -188,7 +188,8 @@ def check_package(tree, place, paragraph, problems):
         problems.error(name, None, "The archive can't be opened (%s), and opkg can't install it"
                        % reason, "build the package anew")
         return
-    inner = (paragraphs(control, name, problems) or [{}])[0]
+    text = control.decode("utf-8", "replace")
+    inner = (paragraphs(text, name, problems) or [{}])[0]
     for field in COMPARED:
         if " ".join(inner.get(field, "").split()) != " ".join(paragraph.get(field, "").split()):
             paragraph.error(field, "The field %s is '%s' here and '%s' in %s, and receivers go by "
@@ -216,7 +217,7 @@ def control_of(content):
     with tarfile.open(fileobj=io.BytesIO(archives["control"])) as inner:
         for member in inner:
             if member.name in ("./control", "control"):
-                return inner.extractfile(member).read().decode("utf-8", "replace"), member.mtime
+                return inner.extractfile(member).read(), member.mtime
     raise KeyError("it has no control file")
 
 
