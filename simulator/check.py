@@ -126,24 +126,18 @@ def _unforeseen(restart):
                    % restart.decode("utf-8", "replace"), remedy)
 
 
-def report(feed, models):
-    """Return all that there is to say about a Feed, as main() prints it."""
-    outcomes = [feed.news(model) for model in models]
-    return {
-        "outcomes": [outcome._asdict() for outcome in outcomes],
-        "top20": feed.top20(models[0]),
-        "problems": [problem._asdict() for problem in feed.problems(outcomes)],
-        "records": feed.records(),
-    }
-
-
 def main(directory, model):
     """Print the report; return the exit status."""
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, resource.getrlimit(resource.RLIMIT_AS)[1]))
     try:
         with FeedServer(directory) as server:
-            found = report(Feed(directory, server), MODELS if model == "all" else (model,))
-        print(json.dumps(readable(found)))
+            feed, models = Feed(directory, server), MODELS if model == "all" else (model,)
+            outcomes = map(feed.news, models)
+            print(json.dumps(readable({
+                "outcomes": [outcome._asdict() for outcome in outcomes],
+                "top20": feed.top20(models[0]),
+                "problems": [problem._asdict() for problem in feed.problems(outcomes)],
+                "records": feed.records()})))
         return 0
     except (IOError, RuntimeError) as e:
         print("check: %s." % str(e).rstrip("."), file=sys.stderr)

@@ -155,8 +155,8 @@ class Check(object):
             self._add("error", self._whole, KINDS["start"][0] + _said(e.line), u"correct the file")
         finally:
             skin.faults = None
-        for (place, name), texts in self._cut.items():
-            self._add_cut(place, name, texts)
+        for (place, _), texts in self._cut.items():
+            self._add_cut(place, texts)
         for place, languages in self._unwritten.items():
             self._add("error", place, u"Letters of the texts in %s are left out, since no font has "
                       u"them" % u", ".join(sorted(set(languages))),
@@ -396,7 +396,7 @@ class Check(object):
             texts = self._cut.setdefault((element.dom.place, look["name"]), [])
             texts.append((lacking, language, _text(text), needed, tuple(room)))
 
-    def _add_cut(self, place, name, texts):
+    def _add_cut(self, place, texts):
         _, language, text, needed, room = max(texts)
         others = sorted(set(other for _, other, _, _, _ in texts) - set([language]))
         self._add("warning", place, u"\"%s\" (%s) needs %d by %d pixels, has %d by %d, and is cut%s"

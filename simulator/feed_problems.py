@@ -213,7 +213,10 @@ class _Element(object):
                              u"well" % (self, self._like_this), u"put it after that one")
         self._check_attributes(problems)
         if self.name == "update":
-            self._check_update(problems)
+            if not self.below("title"):
+                problems.error(self.line, u"%s has no <title>, and its receivers restart their "
+                               u"menus when the browser opens" % self,
+                               u"give it one with a text", restarts=True)
         elif self.name == "item":
             self._check_item(problems)
         elif self.name == "title" and not self._is_first_title():
@@ -262,12 +265,6 @@ class _Element(object):
                 problems.error(self.line, u"%s requires \"%s\", whose %s count, so that no "
                                u"receiver shows it for that" % (self, key, fault),
                                u"write \"%s\" between bare commas" % known)
-
-    def _check_update(self, problems):
-        if not self.below("title"):
-            problems.error(self.line, u"%s has no <title>, and its receivers restart their menus "
-                           u"when the browser opens" % self,
-                           u"give it one with a text", restarts=True)
 
     def _check_item(self, problems):
         texts = [element for element in self.below("itemtext") if element.node.firstChild]

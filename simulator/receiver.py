@@ -257,9 +257,9 @@ class Receiver(object):
         """The text of a widget or source of the screen in front."""
         return self.screen[name].getText()
 
-    def page(self, name="update"):
-        """The lines of a scrolling text that are on the screen."""
-        return self.screen[name].visibleLines()
+    def page(self):
+        """The lines of an entry that are on the screen."""
+        return self.screen["update"].visibleLines()
 
     def show(self):
         """The screen in front as text."""

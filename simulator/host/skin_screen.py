@@ -1,6 +1,5 @@
 """How a screen becomes its layout of the loaded skin: places, conditions, elements, attributes."""
 
-from StringIO import StringIO
 from xml.etree import ElementTree
 
 import enigma
@@ -381,9 +380,6 @@ def applySkin(screen):
     screen.layout = ([name for name in names if name in skin.dom_screens] + [None])[0]
     screen.elements, screen.look, screen.log, screen.applets = [], {}, [], []
     dom = skin.dom_screens.get(screen.layout)
-    if dom is None and getattr(screen, "skin", None):
-        dom = skin.parse(StringIO(screen.skin))
-        screen.layout = names[0]
     if dom is None:
         skin.say("[Skin] No skin to read or screen to display.", screen.log)
         dom = ElementTree.Element("screen")

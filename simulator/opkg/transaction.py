@@ -86,7 +86,8 @@ class Transaction(object):
                 continue
             doomed = [name]
             if autoremove:
-                if not self._has_dependencies(self._known.installed[name]):
+                needed = database.dependencies(self._known.installed[name])
+                if not all(map(self._satisfied, needed)):
                     status = FAILED  # and not a word why: opkg does the same
                 self._add_orphans(doomed)
             for goner in doomed:
@@ -240,13 +241,10 @@ class Transaction(object):
 
     def _dependents(self, name):
         """Return the names of the installed packages that need a package."""
-        return [other for other, package in sorted(self._known.installed.items())
-                if any(self._needs(alternatives, name)
-                       for alternatives in database.dependencies(package))]
-
-    def _needs(self, alternatives, name):
-        names = [each for each, _ in _named(alternatives) if each in self._known.installed]
-        return names == [name]
+        installed = self._known.installed
+        return [other for other, package in sorted(installed.items()) if any(
+            [each for each, _ in _named(alternatives) if each in installed] == [name]
+            for alternatives in database.dependencies(package))]
 
     def _add_orphans(self, doomed):
         """Add what came by itself and only one of the doomed needs."""
@@ -259,10 +257,6 @@ class Transaction(object):
                         self._output.say("%s was autoinstalled and is now orphaned, will remove."
                                          % orphan)
                         doomed.append(orphan)
-
-    def _has_dependencies(self, package):
-        return all(self._satisfied(alternatives)
-                   for alternatives in database.dependencies(package))
 
     def _satisfied(self, alternatives):
         return any(name in self._known.installed and

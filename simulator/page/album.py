@@ -12,12 +12,12 @@ says what is wrong.
 import collections
 import glob
 import hashlib
-import html
 import itertools
 import json
 import os
 import subprocess
 import sys
+from html import escape
 
 from PIL import Image, ImageChops
 from selenium.common.exceptions import WebDriverException
@@ -178,18 +178,18 @@ def write_index(directory, steps, differences):
     if differences:
         parts.append("<h1>Different</h1>\n")
     for name, points, changes in differences:
-        parts.append("<h2>%s: %d points</h2>\n<section>\n" % (_text(name), points))
+        parts.append("<h2>%s: %d points</h2>\n<section>\n" % (escape(name), points))
         parts += [_figure("%s/%s" % (folder, name), folder)
                   for folder in ("before", "pictures", "difference")
                   if os.path.exists(os.path.join(directory, folder, name + ".png"))]
         more = len(changes) - MOST_CHANGES
-        parts.append("</section>\n<pre>%s</pre>\n" % _text("\n".join(
+        parts.append("</section>\n<pre>%s</pre>\n" % escape("\n".join(
             changes[:MOST_CHANGES] + ["%d more." % more] * (more > 0))))
     for (skin, step, heading), found in steps.items():
-        parts.append("<h2>%s: %d. %s</h2>\n<section>\n" % (_text(skin), step, _text(heading)))
+        parts.append("<h2>%s: %d. %s</h2>\n<section>\n" % (escape(skin), step, escape(heading)))
         for names in found.values():
             links = ['<a href="pictures/%s.json">%s</a>'
-                     % (_text(name), _text(", ".join(name.split("/")[1:3]))) for name in names]
+                     % (escape(name), escape(", ".join(name.split("/")[1:3]))) for name in names]
             parts.append(_figure("pictures/" + names[0], "; ".join(links)))
         parts.append("</section>\n")
     parts.append("</html>\n")
@@ -197,13 +197,9 @@ def write_index(directory, steps, differences):
         stream.write("".join(parts))
 
 
-def _text(text):
-    return html.escape(text)
-
-
 def _figure(name, caption):
     return ('<figure><img loading="lazy" alt="" src="%s.png"><figcaption>%s</figcaption></figure>\n'
-            % (_text(name), caption))
+            % (escape(name), caption))
 
 
 def receivers(parser, options, others):

@@ -8,8 +8,6 @@ from Components.Sources.StaticText import StaticText
 
 class Screen(dict):
 
-    skin = None  # the text of a layout of its own, for want of one in the skin
-
     def __init__(self, session, parent=None):
         dict.__init__(self)
         self.session = session
