@@ -12,6 +12,7 @@ from simulator.feedserver import FeedServer
 from simulator.opkg import archive, database, versions
 from simulator.packages import Package, build_feed, install_initial_state, installed_packages
 from tests.support import transcripts
+from tests.support.machine import run
 
 OPKG = "/usr/bin/opkg"
 CONFIGURATION = "/etc/opkg/"
@@ -92,11 +93,9 @@ class StandInTest(unittest.TestCase):
 
     def opkg(self, command):
         """Run a command. Returns its exit status as text, its output and its errors."""
-        process = subprocess.Popen([OPKG] + command.split(), stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE)
-        out, err = [text.replace(os.path.dirname(self.server.url), "ADDRESS")
-                    for text in process.communicate()]
-        return str(process.returncode), out, err
+        status, out, err = run(OPKG, *command.split())
+        base = os.path.dirname(self.server.url)
+        return str(status), out.replace(base, "ADDRESS"), err.replace(base, "ADDRESS")
 
     def offer(self, *packages):
         """Offer packages and let the receiver know of them."""

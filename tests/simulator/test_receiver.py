@@ -2,11 +2,10 @@
 """The class Receiver: each one is a fresh boot, and is driven in virtual time."""
 
 import os
-import subprocess
-import sys
 import unittest
 
 from simulator.receiver import Receiver
+from tests.support.machine import run
 
 from Components.Console import Console
 from Screens.ChoiceBox import ChoiceBox
@@ -78,12 +77,9 @@ class Boot(ReceiverTest):
         self.assertRaises(UnicodeEncodeError, str, u"ä")
 
     def test_outside_the_sandbox_it_refuses_to_touch_the_machine(self):
-        environment = dict(os.environ)
-        del environment["KELVARO_ROOT"]
-        process = subprocess.Popen([sys.executable, "-O", "-m", "simulator", "--tour"],
-                                   env=environment, stderr=subprocess.PIPE, close_fds=True)
-        self.assertIn("only inside the sandbox", process.communicate()[1])
-        self.assertEqual(process.returncode, 2)
+        tour = run("python2.7", "-O", "-m", "simulator", "--tour", KELVARO_ROOT=None)
+        self.assertIn("only inside the sandbox", tour.stderr)
+        self.assertEqual(tour.status, 2)
 
 
 class Instances(unittest.TestCase):

@@ -4,12 +4,11 @@
 import json
 import os
 import shutil
-import subprocess
-import sys
 import unittest
 
 from simulator import ROOT, skins
 from simulator.receiver import Receiver
+from tests.support.machine import run
 
 import enigma
 import skin
@@ -75,10 +74,8 @@ class SkinTest(unittest.TestCase):
 class Recorded(unittest.TestCase):
 
     def test_a_layout_file_is_what_a_receiver_makes_of_the_skin(self):
-        process = subprocess.Popen(
-            [sys.executable, "-O", "-m", "simulator.layout", "--skin", REFERENCE],
-            stdout=subprocess.PIPE)
-        found = json.loads(process.communicate()[0])
+        found = json.loads(run("python2.7", "-O", "-m", "simulator.layout", "--skin",
+                               REFERENCE).stdout)
         with open(REFERENCE + ".json") as stream:
             expected = json.load(stream)
         self.assertHolds(found, expected, "layout")

@@ -3,25 +3,14 @@
 
 import os
 import shutil
-import subprocess
-import sys
 import tempfile
 import unittest
 
 from simulator import SAMPLE_FEED
+from tests.support.machine import run
 
-MODEL = os.path.join(os.environ["KELVARO_ROOT"], "plugin", "model", "Kelvaro.py")
 ENTRY = "<update><title>One</title></update>"
-
-
-def run_simulator(*arguments, **environment):
-    """Return the exit status, standard output and standard error."""
-    with open(os.devnull) as nothing:
-        process = subprocess.Popen([sys.executable, "-O", "-m", "simulator"] + list(arguments),
-                                   env=dict(os.environ, **environment), stdin=nothing,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, close_fds=True)
-    stdout, stderr = process.communicate()
-    return process.returncode, stdout, stderr
+SIMULATOR = ("python2.7", "-O", "-m", "simulator")
 
 
 class TourTest(unittest.TestCase):
@@ -39,7 +28,7 @@ class TourTest(unittest.TestCase):
             if content is not None:
                 with open(os.path.join(feed, name), "w") as stream:
                     stream.write(content)
-        return run_simulator("--tour", "--feed", feed, *arguments)
+        return run(*SIMULATOR + ("--tour", "--feed", feed) + arguments)
 
     def test_it_is_complete_for_other_models_and_other_feeds(self):
         for news, statistics, index in [
@@ -80,10 +69,10 @@ class ArgumentsTest(unittest.TestCase):
                 (["--skin-user", "/nowhere"], "there is no file '/nowhere'"),
                 (["--size", "wide"], "argument --size: 'wide' is not a size such as 1280x720"),
                 (["--loud"], "unrecognized arguments: --loud")]:
-            self.assertEqual(run_simulator(*arguments),
+            self.assertEqual(run(*SIMULATOR + tuple(arguments)),
                              (2, "", "run: %s; see --help.\n" % sentence))
 
     def test_a_missing_module_gets_one_sentence(self):
-        status, _, stderr = run_simulator("--tour", KELVARO_MODULE="/nowhere/Kelvaro.so")
+        status, _, stderr = run(*SIMULATOR + ("--tour",), KELVARO_MODULE="/nowhere/Kelvaro.so")
         self.assertEqual((status, stderr.count("\n")), (2, 1))
         self.assertIn("there is no module at /nowhere/Kelvaro.so", stderr)
