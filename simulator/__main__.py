@@ -14,7 +14,6 @@ from simulator.tour import Tour
 
 
 def main(arguments):
-    """Run as `arguments` say; return the exit status: 0, 1 after a tour that failed, 2."""
     parser = OneSentence(prog="run", description="The news browser on a simulated receiver, with "
                          "a feed: as a page for the browser, and without a terminal as a tour.",
                          epilog="./run --check DIR checks a feed, ./run --check-skin DIR a skin; "

@@ -127,7 +127,6 @@ def _unforeseen(restart):
 
 
 def main(directory, model):
-    """Print the report; return the exit status."""
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, resource.getrlimit(resource.RLIMIT_AS)[1]))
     try:
         with FeedServer(directory) as server:

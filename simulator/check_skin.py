@@ -136,7 +136,6 @@ class Check(object):
         self._screen = self._dialog = None  # the screen that is looked at: its name, itself
 
     def examine(self, **options):
-        """Find the problems of the skin and its screens."""
         set_default_encoding("utf-8")  # as on a receiver
         enigma.typeset = view.typeset
         skin.faults = []
@@ -442,7 +441,6 @@ def _text(value):
 
 
 def main(arguments):
-    """Run as `arguments` say; return the exit status: 0, 1 or 2."""
     parser = OneSentence(
         prog="run", usage="./run --check-skin DIR [OPTION...]",
         description="Check a skin: what it costs on a receiver, and what is not seen as it was "

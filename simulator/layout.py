@@ -55,7 +55,6 @@ class AllNews(Screen):
 
 
 class ZirkUpdateInfo(Screen):
-    """An entry."""
 
     def __init__(self, session):
         Screen.__init__(self, session)

@@ -41,7 +41,6 @@ def add_receiver_options(parser):
 
 
 def add_skin_options(parser):
-    """Add the options that describe the skin."""
     parser.add_argument("--skin", metavar="DIR",
                         help="a folder with a skin.xml, used with the folders beside it "
                              "(default: the simulator's own)")
@@ -103,7 +102,6 @@ def receiver_arguments(parser, options):
 
 
 def languages():
-    """The keys of the catalogues."""
     return sorted(name[:-len(".po")] for name in os.listdir(os.path.join(ROOT, "plugin", "po"))
                   if name.endswith(".po"))
 

@@ -58,7 +58,6 @@ class Package(object):
         return fields
 
     def content(self):
-        """Return its file, a byte string."""
         return archive.pack(database.paragraph(self.fields()), self.scripts)
 
 

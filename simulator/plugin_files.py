@@ -111,7 +111,6 @@ def _lay_out_plugin():
 
 
 def _copy(files, directory, name=""):
-    """Copy the project's files of this pattern into a directory of the plug-in."""
     directory = os.path.join(DIRECTORY, directory)
     if not os.path.isdir(directory):
         os.makedirs(directory)
@@ -120,7 +119,6 @@ def _copy(files, directory, name=""):
 
 
 def skin_part(width):
-    """The path of the plug-in's skin part for a picture this wide."""
     return os.path.join(DIRECTORY, "skin_%d.xml" % width)
 
 

@@ -77,7 +77,6 @@ class Receiver(object):
     # Life.
 
     def load(self):
-        """Import the module, if that has not happened yet; return it."""
         if self.module is None:
             self._instance.load()
         if self.plugin is not None:
@@ -94,7 +93,6 @@ class Receiver(object):
         return old
 
     def close(self):
-        """End the receiver: its commands, screens and patches."""
         if self not in _current:
             return
         _current.remove(self)
@@ -124,7 +122,6 @@ class Receiver(object):
     # Driving.
 
     def start_plugin(self):
-        """What happens at the start of the GUI's session."""
         if self.plugin is not None:
             self.loop.call(self.plugin.sessionstart, self.session)
         else:
@@ -133,7 +130,6 @@ class Receiver(object):
             self.loop.call(notifier.init_timer)
 
     def open_news(self):
-        """Choose the plug-in's menu entry; return the screen."""
         if self.plugin is not None:
             self.loop.call(self.plugin.main, self.session)
         else:
@@ -142,7 +138,6 @@ class Receiver(object):
         return self.screen
 
     def press(self, *keys):
-        """Press keys; True when the last one was taken. Does not wait for commands."""
         taken = None
         for key in keys:
             taken = self.loop.call(keymap.press, key)
@@ -153,7 +148,6 @@ class Receiver(object):
         self.loop.pass_time(seconds)
 
     def live(self, seconds):
-        """Let virtual time pass while commands run: what they bring now is delivered first."""
         self.loop.poll()
         held = self.loop.held
         self.hold()
@@ -166,7 +160,6 @@ class Receiver(object):
         self.loop.settle()
 
     def answer(self, yes):
-        """Answer the message box in front."""
         if not isinstance(self.screen, MessageBox):
             raise LookupError("there is no message box in front")
         values = [row[1] for row in self.screen["list"].list]
@@ -175,7 +168,6 @@ class Receiver(object):
         self.press("ok")
 
     def choose(self, text):
-        """Choose the row whose text is, or starts with, `text`."""
         if not isinstance(self.screen, ChoiceBox):
             raise LookupError("there is no chooser in front")
         rows = self.rows()
@@ -197,7 +189,6 @@ class Receiver(object):
         self.loop.held = False
 
     def finish(self, command=None):
-        """While held: wait for this command, or the first one, and deliver its end."""
         for container in self.loop.running:
             if command in (None, container.command):
                 self.loop.finish(container)
@@ -254,15 +245,12 @@ class Receiver(object):
         return self._list["index"]
 
     def text(self, name):
-        """The text of a widget or source of the screen in front."""
         return self.screen[name].getText()
 
     def page(self):
-        """The lines of an entry that are on the screen."""
         return self.screen["update"].visibleLines()
 
     def show(self):
-        """The screen in front as text."""
         return view.draw(view.describe(self.screen))
 
     @property
@@ -271,7 +259,6 @@ class Receiver(object):
 
     @property
     def layout(self):
-        """The name of the skin's screen that the screen in front is drawn as; None if blank."""
         return None if self.screen is None else self.screen.layout
 
     @property

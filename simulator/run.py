@@ -43,7 +43,6 @@ def lay_out(arguments):
 
 
 def main(arguments):
-    """Run as `arguments` say; return the exit status."""
     arguments = list(words(arguments))
     if "--check" in arguments:
         arguments.remove("--check")

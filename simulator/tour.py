@@ -78,7 +78,6 @@ class Tour(object):
         print(text)
 
     def _compare(self, end):
-        """Compare what was printed with recorded/tour.txt."""
         with open(os.path.join(ROOT, EXPECTED)) as stream:
             expected = stream.read().split("\n")
         difference = list(difflib.unified_diff(expected, self._printed + end.split("\n") + [""],

@@ -14,7 +14,6 @@ zirk_version = "3.1.0"
 
 
 def getZirkVersionString():
-    """The version of the image."""
     return zirk_version
 
 
@@ -328,7 +327,6 @@ class eListbox(eWidget):
 
 
 class eDesktop(object):
-    """The picture that the GUI draws."""
 
     def __init__(self):
         self.resize(720, 576)
@@ -364,12 +362,10 @@ typeset = typeset_evenly
 
 
 class gPixmap(object):
-    """A picture that was loaded."""
 
     def __init__(self, path):
         self.path = path
 
 
 def loadPNG(path):
-    """The picture in the file `path`, or None."""
     return gPixmap(path) if os.path.isfile(path) else None

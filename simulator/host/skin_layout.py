@@ -85,7 +85,6 @@ def _list(element):
 
 
 def _opaque(look):
-    """Does it hide what lies under it?"""
     if not look["visible"] or look["transparent"]:
         return False
     if look["draws"] != "picture":

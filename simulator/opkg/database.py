@@ -182,7 +182,6 @@ class Database(object):
         self.installed = dict((package["Package"], package) for package in self._parsed(STATUS))
 
     def save(self):
-        """Write the list of installed packages."""
         write(STATUS, "".join(paragraph(self.installed[name])
                               for name in table_order(self.installed)))
 
@@ -216,10 +215,8 @@ class Database(object):
 
 
 def script_file(name, script):
-    """Return the path where an installed package's script is kept."""
     return os.path.join(STATE, "info", "%s.%s" % (name, script))
 
 
 def is_newer(package, other):
-    """Say whether a package has a higher version than another one."""
     return versions.key(package["Version"]) > versions.key(other["Version"])

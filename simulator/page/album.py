@@ -224,7 +224,6 @@ def receivers(parser, options, others):
 
 
 def main(arguments):
-    """Make the pictures; return the exit status."""
     parser = OneSentence(prog="run", allow_abbrev=False, epilog="Other options are a receiver's; "
                          "./run --help names them.")
     parser.add_argument("--pictures", required=True, metavar="OUT",

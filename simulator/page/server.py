@@ -156,7 +156,6 @@ async def index(request):
 
 
 def application(receiver):
-    """The server's addresses."""
     app = web.Application()
     app.router.add_get("/", index)
     app.router.add_get("/socket", receiver.connect)
@@ -197,7 +196,6 @@ async def serve(port, arguments):
 
 
 def main(arguments):
-    """Serve as `arguments` say; return the exit status."""
     parser = OneSentence(prog="run", add_help=False, allow_abbrev=False)
     parser.add_argument("--port", type=tcp_port, default=0)
     options, others = parser.parse_known_args(arguments)

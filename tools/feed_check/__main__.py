@@ -27,7 +27,6 @@ from tools.feed_check.trees import DOCUMENTS, Folder, Site
 
 
 def progress(text):
-    """Tell what is being done."""
     print("check: %s" % text, file=sys.stderr, flush=True)
 
 
@@ -147,7 +146,6 @@ def count(number, noun):
 
 
 def main(arguments):
-    """Run as `arguments` say; return the exit status: 0, 1 or 2."""
     parser = OneSentence(
         prog="check", usage="./run --check DIR|URL [OPTION...]",
         description="Check a feed before it goes out: what receivers show, and what is wrong.",

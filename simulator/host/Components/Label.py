@@ -27,7 +27,6 @@ class Label(GUIComponent):
     text = property(lambda self: self.getText(), lambda self, text: self.setText(text))
 
     def getSize(self):
-        """Width and height that the text needs."""
         return tuple(self.instance.calculateSize().pair())
 
     def postWidgetCreate(self, instance):

@@ -18,5 +18,4 @@ def resolveFilename(scope, base=""):
 
 
 def fileExists(name):
-    """Is there a file `name` that can be read?"""
     return access(name, R_OK)

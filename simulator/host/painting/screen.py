@@ -52,7 +52,6 @@ class Painter(object):
         self._last = BLACK  # the background that was painted last
 
     def style(self, name):
-        """A colour of the window style."""
         return ((self.skin["windowstyle"] or {}).get("colors") or {}).get(name, BLACK)
 
     def fill(self, place, colour):
@@ -127,7 +126,6 @@ class Painter(object):
 
 
 def common(one, other):
-    """The part that two rectangles have in common."""
     left, top = max(one[0], other[0]), max(one[1], other[1])
     return [left, top, max(0, min(one[0] + one[2], other[0] + other[2]) - left),
             max(0, min(one[1] + one[3], other[1] + other[3]) - top)]
@@ -183,7 +181,6 @@ def _border(painter, name, place):
 # Elements.
 
 def _fill_own(painter, element, place):
-    """The background of an element, unless it is transparent."""
     if not element["transparent"]:
         painter.fill(place, element["background"] or painter.style("Background"))
 

@@ -39,7 +39,6 @@ _broken = {}  # what lines_of() has found: the same texts are painted again and 
 
 
 def forget():
-    """Keep no lines."""
     _broken.clear()
 
 
