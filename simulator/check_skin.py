@@ -2,12 +2,8 @@
 """python2.7 -O -m simulator.check_skin: what a receiver makes of a skin's faults.
 
 It has the host load the skin, which notes its faults (skin.Fault) and goes on, and then opens the
-screens that this system opens, in each language. docs/skins.md tells authors how to use it.
-
-An error costs something that the skin says. A warning points at what is shown, but perhaps not as
-it was meant, or not on every image.
-
-Exit status: 0, also with warnings; 1 with errors; 2 when it could not run.
+screens that this system opens, in each language. docs/skins.md tells authors how to use it, and
+what is an error and what a warning.
 """
 from __future__ import print_function
 

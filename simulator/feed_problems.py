@@ -1,11 +1,8 @@
 # -*- coding: utf-8 -*-
 """What is wrong with the documents of a feed and its configuration, as far as reading them tells.
 
-docs/feed.md describes the documents. Nothing here runs the module; simulator/check.py does both.
-
-An error keeps receivers from showing something as it was written: they restart their menus, leave
-it out, or take it for something else. A warning points at what receivers show, but perhaps not as
-it was meant, or not on every platform.
+docs/feed.md describes the documents, and what is an error and what a warning. Nothing here runs the
+module; simulator/check.py does both.
 """
 import codecs
 import collections

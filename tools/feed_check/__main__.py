@@ -2,11 +2,8 @@
 
 The two documents and the receivers' configuration are read, and shown on every model, by the
 simulated receiver in its sandbox (simulator/check.py); indexes, packages and signatures are read
-here. docs/feed.md tells publishers how to use it. Needs gpg and a built module: ./run
-sees to these.
-
-Exit status: 0; 1 when there are errors; 2 when it could not run. Warnings alone give 0: texts that
-are not ASCII, which are right on the receiver image, would else fail most feeds.
+here. docs/feed.md tells publishers how to use it. Needs gpg and a built module: ./run sees to
+these.
 """
 
 import collections
