@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """python2.7 -O -m simulator.check DIR MODEL: what receivers show of a feed's documents.
 
 For tools/feed_check. It runs the module over a folder with the documents, on the receiver MODEL or

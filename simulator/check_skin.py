@@ -1,11 +1,9 @@
-# -*- coding: utf-8 -*-
 """python2.7 -O -m simulator.check_skin: what a receiver makes of a skin's faults.
 
 It has the host load the skin, which notes its faults (skin.Fault) and goes on, and then opens the
 screens that this system opens, in each language. docs/skins.md tells authors how to use it, and
 what is an error and what a warning.
 """
-from __future__ import print_function
 
 import __builtin__
 import collections

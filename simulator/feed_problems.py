@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """What is wrong with the documents of a feed and its configuration, as far as reading them tells.
 
 docs/feed.md describes the documents, and what is an error and what a warning. Nothing here runs the

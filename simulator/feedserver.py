@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """An HTTP server on 127.0.0.1 that plays the image's feed, and its failures.
 
 A feed is a directory:

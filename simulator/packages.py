@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """Packages on both sides: the feed that offers them, the receiver that has them installed.
 
     build_feed("/tmp/feed", [Package("enigma2-skin-blue", "3.5-r0")], news="<news/>")

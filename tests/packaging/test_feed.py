@@ -1,5 +1,4 @@
 """packaging/feed: a directory of packages becomes a feed that receivers read."""
-from __future__ import print_function
 
 import gzip
 import hashlib
@@ -18,7 +17,6 @@ Description: One line
 Package: %(name)s
 Version: %(version)s
 """
-
 
 def archive_of(contents, time=0):
     """Return a gzipped tar archive (a byte string) of name to content, made at a time."""

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The catalogues: made of the texts that are shown, and complete."""
 import ast
 import gettext

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """What receivers show of a feed's documents, and each thing that is found wrong with these."""
 
 import json

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The check of a skin: a sound one is silent, and each fault is found at its line."""
 
 import __builtin__

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The feed server serves files, and fails in each way and at each point that is asked for."""
 
 import contextlib

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The simulated host behaves as hosts do, wherever a module could notice."""
 
 import gc

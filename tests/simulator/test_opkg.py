@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The package manager's stand-in does what opkg 0.3.5 was recorded to do."""
 
 import os

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """Where the receiver puts letters, rows and bars: to the pixel, as was measured on receivers."""
 
 import os

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The plug-in lends the module the package's screens and texts, where they are lacking."""
 
 import __builtin__

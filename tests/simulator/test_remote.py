@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The receiver at the other end of a pipe: its requests, its events, its faults."""
 
 import json

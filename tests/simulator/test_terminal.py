@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The receiver at a terminal takes keys, and puts the terminal back as it was."""
 
 import os

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """python2.7 -O -m tests.support.crashes: tracebacks of what goes wrong on receivers.
 
 Prints in JSON, for each of CRASHES, its section and what the GUI's log gets, "" for nothing.

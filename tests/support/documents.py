@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """News documents by seed: well-formed ones of every shape, and every way of being wrong.
 
 `generate` makes one document of a kind. The kinds:

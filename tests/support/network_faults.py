@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """What a server can do to its clients: the faults, and what the module makes of each.
 
 FAULTS and SLOW have them. Where nothing else is said, news and statistics meet the same answer.

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """What the tests of the module share: a booted receiver, a feed, an opkg; and how they judge."""
 
 import os

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """What the tests of the two screens share."""
 
 from tests.support.receiver import ReceiverTest, document, entry
