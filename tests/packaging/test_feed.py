@@ -18,6 +18,7 @@ Package: %(name)s
 Version: %(version)s
 """
 
+
 def archive_of(contents, time=0):
     """Return a gzipped tar archive (a byte string) of name to content, made at a time."""
     target = io.BytesIO()
