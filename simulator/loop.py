@@ -8,6 +8,8 @@ import time
 import traceback
 import weakref
 
+TURN = 0.1  # real seconds
+
 
 class StillRunning(RuntimeError):
     """A command took longer than the loop's patience."""
@@ -103,6 +105,35 @@ class Loop(object):
             self.now = max(self.now, due[0])
             self.settle()
         self.now = end
+
+    def live(self, seconds):
+        """Let virtual time pass while commands run: what they bring now is delivered first."""
+        self.poll()
+        held, self.held = self.held, True
+        try:
+            self.pass_time(seconds)
+        finally:
+            self.held = held
+
+    def turns(self, descriptor, speed):
+        """Let virtual time pass with the real one, `speed` times as fast, and yield at each turn.
+
+        What is yielded is whether the descriptor can be read; None after a signal.
+        """
+        before = time.time()
+        while True:
+            try:
+                ready = descriptor in select.select([descriptor] + self.running, [], [], TURN)[0]
+            except select.error as e:
+                if e.args[0] != errno.EINTR:
+                    raise
+                ready = None
+            now = time.time()
+            self.live((now - before) * speed)
+            before = now
+            yield ready
+            if ready:
+                before = time.time()  # what was read has blocked the loop meanwhile
 
     # Commands: containers with `command`, fileno() and receive().
 

@@ -148,13 +148,7 @@ class Receiver(object):
         self.loop.pass_time(seconds)
 
     def live(self, seconds):
-        self.loop.poll()
-        held = self.loop.held
-        self.hold()
-        try:
-            self.pass_time(seconds)
-        finally:
-            self.loop.held = held
+        self.loop.live(seconds)
 
     def settle(self):
         self.loop.settle()

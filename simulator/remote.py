@@ -4,14 +4,11 @@ simulator/page/PROTOCOL.md describes what goes through standard input and output
 """
 from __future__ import print_function
 
-import errno
 import fcntl
 import glob
 import json
 import os
-import select
 import sys
-import time
 
 import keymap
 from enigma import PICTURES, getDesktop
@@ -24,7 +21,6 @@ from simulator.opkg import database
 from simulator.options import OneSentence, add_receiver_options, receiver_arguments
 from simulator.receiver import PLUGIN_SCREENS, Receiver, StillRunning
 
-TURN = 0.1  # real seconds between two events of the clock
 OPKG = "/usr/bin/opkg"
 FILLER = "/tmp/filler"
 
@@ -116,34 +112,21 @@ class Remote(object):
         self._fallback = False  # the skin lacks "AllNews"
         self._shown = None  # the screens as they were last told
         self._files = Files(self._tell_file)
-        self._ending = False
 
     def run(self):
         packages.install_initial_state()
         self._boot()
         partial = ""
-        before = time.time()
-        while not self._ending:
-            loop = self._box.loop
-            try:
-                ready = select.select([self._requests] + loop.running, [], [], TURN)[0]
-            except select.error as e:
-                if e.args[0] != errno.EINTR:
-                    raise
-                continue
-            now = time.time()
-            self._box.live((now - before) * self._speed)
-            before = now
-            if self._requests in ready:
-                data = os.read(self._requests, 65536)
-                self._ending = not data
-                lines = (partial + data).split("\n")
-                partial = lines.pop()
-                for line in lines:
-                    self._answer(line)
-                before = time.time()  # what a request set off blocked the loop meanwhile
+        for ready in self._box.loop.turns(self._requests, self._speed):
+            data = os.read(self._requests, 65536) if ready else ""
+            lines = (partial + data).split("\n")
+            partial = lines.pop()
+            for line in lines:
+                self._answer(line)
             self._tell_changes()
             self._tell_clock()
+            if ready and not data:
+                break
         self._faults.server.stop()
 
     def _boot(self):

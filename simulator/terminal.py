@@ -1,12 +1,10 @@
 """The receiver at a terminal: draws the screen in front, takes keys as a remote control does."""
 
-import errno
 import os
 import select
 import signal
 import sys
 import termios
-import time
 import tty
 
 from simulator import view
@@ -21,7 +19,6 @@ KEYS = {
     "r": "red", "g": "green", "y": "yellow", "b": "blue",
 }
 SECONDS = {"t": 10, "h": 3600, "d": 24 * 3600}
-TURN = 0.1  # real seconds; virtual time passes at `speed`
 
 
 class Terminal(object):
@@ -57,23 +54,15 @@ class Terminal(object):
                 signal.signal(number, handler)
 
     def _turn_until_left(self):
-        loop = self._box.loop
-        before = time.time()
-        while not self._leaving:
+        self._draw()
+        for ready in self._box.loop.turns(self._in, self._speed):
+            if ready is None:
+                self._drawn = None  # the window's size has changed
+            for key in self._read_keys() if ready else ():
+                self._key(key)
+            if self._leaving:
+                return
             self._draw()
-            try:
-                ready = select.select([self._in] + loop.running, [], [], TURN)[0]
-            except select.error as e:
-                if e.args[0] != errno.EINTR:  # the window's size has changed
-                    raise
-                self._drawn, ready = None, []
-            now = time.time()
-            self._box.live((now - before) * self._speed)
-            before = now
-            if self._in in ready:
-                for key in self._read_keys():
-                    self._key(key)
-                before = time.time()  # what a key set off blocked the loop meanwhile
 
     def _key(self, key):
         box = self._box
