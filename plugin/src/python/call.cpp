@@ -120,7 +120,8 @@ void Call::releaseAll() {
 }
 
 void Call::refuse(PyObject* fresh) {
-  const Ref ended = Ref::take(fresh);
+  require(fresh);
+  Py_DECREF(fresh);
   raise(PyExc_SystemError, "a call keeps too many objects");
 }
 
