@@ -71,7 +71,7 @@ class Loop(object):
 
     def run_due(self):
         """Do everything that is due in this virtual instant, without waiting for commands."""
-        for _ in range(10000):
+        for _ in xrange(10000):
             if self._soon:
                 function, args = self._soon.popleft()
                 self.call(function, *args)

@@ -145,7 +145,8 @@ def load(name):
 
 def state():
     """What has been loaded, for restore()."""
-    return map(dict, _LOADED), list(log), (primary, windowstyle, margins), enigma.getDesktop(0).pair()
+    return (map(dict, _LOADED), list(log), (primary, windowstyle, margins),
+            enigma.getDesktop(0).pair())
 
 
 def restore(former):

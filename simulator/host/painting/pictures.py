@@ -7,7 +7,7 @@ import struct
 #: path: where the file lies; width, height: in pixels; palette: whether it has 8 bits a pixel.
 Picture = collections.namedtuple("Picture", "path width height palette")
 
-_read = {}  # path and time of its change: the Picture, None where it is none
+_read = {}  # file and time of its change: the Picture, None where it is none
 
 
 def picture(path):
@@ -15,9 +15,10 @@ def picture(path):
     if not isinstance(path, basestring):  # noqa: F821
         return None
     try:
-        path = os.path.realpath(path)
-        key = path, os.stat(path).st_mtime
+        found = os.stat(path)
+        key = found.st_dev, found.st_ino, found.st_mtime
         if key not in _read:
+            path = os.path.realpath(path)
             with open(path, "rb") as stream:
                 _read[key] = _png(path, stream.read(26)) or _jpeg(path, stream)
         return _read[key]

@@ -27,18 +27,23 @@ def lines_of(found, text, width=None):
     A line is broken at `width`, None for a text that is not wrapped. A letter that would end at the
     edge takes its word along, except where it begins the word.
     """
+    global _letters
     key = tuple(found), text, width
     if key not in _broken:
-        if sum(len(other) for _, other, _ in _broken) > _KEPT:
+        if _letters > _KEPT:
             forget()
+        _letters += len(text)
         _broken[key] = _break(found, text, width)
     return _broken[key]
 
 
 _broken = {}  # what lines_of() has found: the same texts are painted again and again
+_letters = 0  # of the texts in there
 
 
 def forget():
+    global _letters
+    _letters = 0
     _broken.clear()
 
 
