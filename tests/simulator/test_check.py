@@ -16,6 +16,7 @@ from simulator.feedserver import FeedServer
 from simulator.problems import Problem
 from simulator.receiver import Receiver
 from tests.support import documents
+from tests.support.sampling import sampled
 
 NEWS = ("<news><update type='urgent'><title>Update now</title></update>"
         "<update><title>Release 3.1</title></update>"
@@ -233,7 +234,7 @@ class NewsTest(CheckTest):
         met = set()
         with FeedServer(self.directory) as server:
             with Receiver(model="duo2", feed_url=server.url) as box:
-                for seed in range(200):
+                for seed in sampled(range(800)):
                     content = documents.generate(random.Random(seed))[1]
                     server.fault("zirknews.xml", body=content)
                     problems = feed_problems.news_problems(content)

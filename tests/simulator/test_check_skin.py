@@ -130,6 +130,10 @@ class CheckSkinTest(unittest.TestCase):
 
     def setUp(self):
         self.addCleanup(setattr, enigma, "typeset", enigma.typeset)
+        self.all_catalogues = check_skin.catalogues
+        self.addCleanup(setattr, check_skin, "catalogues", self.all_catalogues)
+        languages = [pair for pair in self.all_catalogues() if pair[0] in ("en", "de")]
+        check_skin.catalogues = lambda: languages
         shutil.rmtree(os.path.dirname(FOLDER), ignore_errors=True)
         os.makedirs(FOLDER)
 
@@ -163,6 +167,7 @@ class CheckSkinTest(unittest.TestCase):
         self.assertEqual(self.status, 1 if errors else 0)
 
     def test_of_a_sound_skin_it_says_nothing(self):
+        check_skin.catalogues = self.all_catalogues
         for text in (EXAMPLE, SOUND):
             self.assertEqual((self.check(text), self.status), ([], 0))
 
@@ -170,9 +175,6 @@ class CheckSkinTest(unittest.TestCase):
         self.find(FAULTS)
 
     def test_what_is_not_seen_as_it_was_meant_is_found(self):
-        self.addCleanup(setattr, check_skin, "catalogues", check_skin.catalogues)
-        languages = [pair for pair in check_skin.catalogues() if pair[0] in ("en", "de")]
-        check_skin.catalogues = lambda: languages
         for fault in ALONE:
             self.find([fault])
 
@@ -220,6 +222,7 @@ class CheckSkinTest(unittest.TestCase):
 
     def test_the_screens_of_the_package_and_of_the_simulator_fit_every_language(self):
         further = imp.load_source("Upgrade", os.path.join(ROOT, "simulator/plugin/UpgradeZirk.py"))
+        check_skin.catalogues = self.all_catalogues
         opened = check_skin.opened
         self.addCleanup(setattr, check_skin, "opened", opened)
         check_skin.WANTED["UpdatePlugin"] = ["status", "output"]
