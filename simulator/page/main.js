@@ -34,12 +34,19 @@ function tell(sentence) {
   find("notice").hidden = !sentence;
 }
 
+/** Shows a text that comes again and again, and is drawn anew when it has changed. */
+function showText(id, text) {
+  if (find(id).textContent !== text) {
+    find(id).textContent = text;
+  }
+}
+
 const EVENTS = {
   screen: draw,
   log: addToLog,
   clock({time, speed}) {
-    find("clock").textContent = clockText(time);
-    find("speed").textContent = speed === 1 ? "" : `${speed} times as fast`;
+    showText("clock", clockText(time));
+    showText("speed", speed === 1 ? "" : `${speed} times as fast`);
   },
   receiver({model, models, faults, width, fallback}) {
     fillModels(models, model);
