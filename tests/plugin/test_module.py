@@ -5,6 +5,7 @@ import imp
 import itertools
 import os
 import shutil
+import struct
 import sys
 import tempfile
 import types
@@ -106,12 +107,15 @@ class ImportsAgree(unittest.TestCase):
             def __init__(self, *arguments):
                 recording.note("made of", arguments[:2])
 
+        class Refusing(object):
+            __class__ = struct.pack  # its error has a text, but is no TypeError
+
         def use(module):
             recording.note("types", type(module.AllNews).__name__, type(module.AllNews).__module__)
             module.AllNews("session", "/path")
 
         for base in (5, "text", recording.translate, object(), bool, types.ModuleType,
-                     recording.MessageBox, Classic, Odd()):
+                     recording.MessageBox, Classic, Odd(), Refusing()):
             self.agree(changes={"Screens.Screen": {"Screen": base}}, then=use)
 
     def test_inside_a_package_its_own_modules_come_first(self):
