@@ -10,7 +10,7 @@ import gc
 import urlparse
 
 from simulator.feedserver import FeedServer
-from tests.support.leaks import descriptors, memory, once
+from tests.support.leaks import COUNTS, descriptors, memory, once
 from tests.support.network_faults import FAULTS
 from tests.support.receiver import (
     BLUE, LISTING, WAIT, ReceiverTest, configure, document, entry)
@@ -23,6 +23,10 @@ CHECKS, OPENINGS = (365 * 24, 10000) if ONE_IN == 1 else (60, 100)
 
 #: What is fetched and listed, so long that it shows in the memory when it is kept.
 MUCH = "x" * 4000
+
+#: How many KB more may be held in the end than after half the time. Where bytes are not counted,
+#: these are resident, and come and go in the interpreter's arenas of 256 KB.
+GROWTH = 64 if COUNTS else 1024 if ONE_IN == 1 else 256
 
 #: How often it is different: each so many-th check or opening.
 UPDATES, NO_OPKG, FAILING_OPKG = 12, 50, 35
@@ -56,7 +60,7 @@ class Soak(ReceiverTest):
                 samples.append(self.sample())
         self.assertEqual(samples[3].timers, samples[1].timers)
         self.assertEqual(samples[3].objects, samples[1].objects + 2)  # the samples themselves
-        self.assertLess(samples[3].memory - samples[1].memory, max(256, samples[1].memory // 100))
+        self.assertLess(samples[3].memory - samples[1].memory, GROWTH)
 
     def sample(self):
         descriptors()  # waits until the feed is at rest
