@@ -6,6 +6,7 @@ the host and the order of calls from the case's random numbers.
 """
 
 import pickle
+import sys
 
 from tests.support import documents, recording
 from tests.support.recording import Rows, Text
@@ -345,7 +346,8 @@ FIXED = FUNCTIONS + [
     notifier_asks, notifier_stays_silent, notifier_calls_itself,
 ]
 
-STATUSES = [status_of(code) for code in (0, 1, -1, 5, None, "2", 2.0, 2.5, True, [], recording)]
+STATUSES = [status_of(code) for code in
+            (0, 1, -1, 5, -sys.maxint - 1, None, "2", 2.0, 2.5, True, [], recording)]
 
 
 # --- generated inputs ----------------------------------------------------------------------

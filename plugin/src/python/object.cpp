@@ -132,18 +132,18 @@ PyObject* callMethodOf(PyObject* name, PyObject** arguments, int count) {
   return callWith(bound.borrow(), arguments + 1, count - 1);
 }
 
-bool holds(long difference, int how) {
+bool holds(long left, long right, int how) {
   switch (how) {
     case Py_EQ:
-      return difference == 0;
+      return left == right;
     case Py_NE:
-      return difference != 0;
+      return left != right;
     case Py_LT:
-      return difference < 0;
+      return left < right;
     case Py_GT:
-      return difference > 0;
+      return left > right;
     default:
-      return difference >= 0;
+      return left >= right;
   }
 }
 
@@ -227,10 +227,7 @@ PyObject* call(PyObject* callee, const Argument* arguments, int count) {
       PyObject_Call(callee, tupleOf(positional, positionals).borrow(), keywords.borrow()));
 }
 
-PyObject* callMethod(PyObject* object, Str name) {
-  Call& call = Call::running();
-  return call.keep(callMethodOf(name.borrow(), &object, 1));
-}
+PyObject* callMethod(PyObject* object, Str name) { return callMethod(object, name, nullptr, 0); }
 
 PyObject* callMethod(PyObject* object, Str name, Value only) {
   return callMethod(object, name, &only, 1);
@@ -258,7 +255,7 @@ bool contains(PyObject* container, Value member) {
 bool compare(PyObject* left, Value right, int how) {
   Call& call = Call::running();
   if (right.isNumber() && PyInt_CheckExact(left)) {
-    return holds(PyInt_AS_LONG(left) - right.number(), how);
+    return holds(PyInt_AS_LONG(left), right.number(), how);
   }
   PyObject* other = right.borrow();
   if (how == Py_EQ && isStr(left) && isStr(other)) {
