@@ -1,5 +1,5 @@
-#include "all_news.h"
-
+// AllNews: the news browser, with the Top 20 package chooser.
+#include "module.h"
 #include "python/membership.h"
 #include "screen.h"
 
@@ -195,7 +195,6 @@ DEF(272, gotTopSelection, (At at, Local self, Local ret),
   return none;
 }
 
-// Installs or removes the chosen package, after refreshing the package lists.
 DEF(288, exitChoiceBox, (At at, Local self, Local ret),
     "Install or remove the package of ret, a tuple (label, action key) or None.") {
   AT(289)

@@ -27,7 +27,7 @@ bool equal(const char* text, int size, const char* other) {
          std::memcmp(text, other, static_cast<std::size_t>(size)) == 0;
 }
 
-// The marks of an encoding that has zero bytes in markup: UTF-16 in its four forms, UTF-32.
+// Whether the document begins like UTF-16, in any of its four forms, or UTF-32.
 bool isWide(const char* bytes, std::size_t size) {
   return size >= 2 &&
          (bytes[0] == '\0' || bytes[1] == '\0' || std::memcmp(bytes, "\xFE\xFF", 2) == 0 ||
@@ -140,15 +140,7 @@ class Reader {
     }
     const std::uint32_t index = document_.elements_.size++;
     Document::Element& element = document_.elements_.items[index];
-    element = {static_cast<Tag>(tag),
-               Document::FirstChild::kNone,
-               0,
-               Document::kAbsent,
-               0,
-               Document::kAbsent,
-               0,
-               Document::kAbsent,
-               0};
+    element = {static_cast<Tag>(tag)};
     for (const char** attribute = attributes; *attribute != nullptr; attribute += 2) {
       if (std::strcmp(attribute[0], "type") == 0) {
         keep(attribute[1], std::strlen(attribute[1]), element.type, element.typeSize);

@@ -1,10 +1,10 @@
 // The news document as a compact tree: only what the news list is made of.
 #pragma once
 
+#include "python/object.h"
+
 #include <cstddef>
 #include <cstdint>
-
-#include "python/object.h"
 
 namespace kelvaro {
 
@@ -14,7 +14,7 @@ enum class Tag : std::uint8_t { kUpdate, kTitle, kItem, kItemText, kDescription 
 /// The element's name in the document.
 python::Str nameOf(Tag tag);
 
-/// Bytes of UTF-8 that the document keeps; `data` is null where there is no such thing.
+/// Bytes of UTF-8 that the document keeps; `data` is null where the document has none.
 struct Text {
   const char* data = nullptr;
   std::size_t size = 0;
@@ -22,21 +22,23 @@ struct Text {
 
 /// A well-formed XML document, as the DOM of the interpreter's xml.dom.minidom would show it.
 ///
-/// What is rare and intricate is left to that DOM: read() says when. Nothing here calls Python
-/// code or leaves an exception.
+/// What is rare and intricate is left to that DOM: read() says when. But for the import of pyexpat
+/// nothing here calls Python code; no exception is left.
 class Document {
  public:
+  static constexpr std::uint32_t kAbsent = UINT32_MAX;
+
   /// The first child of an element.
   enum class FirstChild : std::uint8_t { kNone, kElement, kData };
 
   struct Element {
     Tag tag;
-    FirstChild firstChild;
-    std::uint32_t end;  // one past the last descendant
+    FirstChild firstChild = FirstChild::kNone;
+    std::uint32_t end = 0;  // one past the last descendant
     // Places in the document's text, each with its size; kAbsent where there is none.
-    std::uint32_t data, dataSize;
-    std::uint32_t type, typeSize;
-    std::uint32_t require, requireSize;
+    std::uint32_t data = kAbsent, dataSize = 0;
+    std::uint32_t type = kAbsent, typeSize = 0;
+    std::uint32_t require = kAbsent, requireSize = 0;
   };
 
   Document() = default;
@@ -61,7 +63,6 @@ class Document {
 
  private:
   friend class Reader;
-  static constexpr std::uint32_t kAbsent = UINT32_MAX;
 
   /// An array that grows; plain memory, since nothing may throw through expat.
   template <typename Item>

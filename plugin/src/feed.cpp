@@ -1,7 +1,6 @@
-#include "feed.h"
-
+// The news feed: its address, the download statistics, the news document, the news cache.
+#include "module.h"
 #include "news_list.h"
-#include "receiver.h"
 
 namespace kelvaro {
 
@@ -14,7 +13,6 @@ constexpr int kFetched = 1;
 constexpr int kHttpError = 2;
 constexpr int kUnreachable = 3;
 
-// Stores the news list where load_cache finds it.
 DEF(88, write_cache, (At at, Local cache_data), "Store a news list in the file cache_file.") {
   AT(89)
   if (!global("os_path"_s)
@@ -57,7 +55,7 @@ DEF(104, newsURL, (At at, Local f_name = "zirknews.xml"_s),
   AT(110) return address;
 }
 
-// Whether an element is for other receivers only. An empty `require` is for none.
+// An empty `require` is for none.
 DEF(112, skip_entry, (At at, Local entry),
     "Tell whether a DOM element is not meant for this receiver.") {
   AT(113)
@@ -110,7 +108,6 @@ DEF(119, getDownloadStats, (At at),
   AT(127) return statistics;
 }
 
-// Fetches the news document, keeps what is for this receiver and stores it in the news cache.
 DEF(130, parse_xml, (At at),
     "Fetch the news into the cache. Return 1; or 2 after an HTTP error; or 3 when the server was\n"
     "out of reach or the document not well-formed.") {

@@ -1,11 +1,6 @@
 // The module's entry: what importing Kelvaro does, in its order.
 
-#include "all_news.h"
-#include "feed.h"
-#include "notifier.h"
-#include "python/function.h"
-#include "receiver.h"
-#include "update_info.h"
+#include "module.h"
 
 namespace {
 

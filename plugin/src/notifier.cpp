@@ -1,5 +1,5 @@
-#include "notifier.h"
-
+// UpdateNotification: tells the user in the background that updates wait.
+#include "module.h"
 #include "screen.h"
 
 namespace kelvaro {

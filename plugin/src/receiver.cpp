@@ -1,4 +1,5 @@
-#include "receiver.h"
+// What the receiver is and what it has installed.
+#include "module.h"
 
 namespace kelvaro {
 

@@ -1,5 +1,5 @@
-#include "update_info.h"
-
+// ZirkUpdateInfo: one news entry in full, and the view of the upgradable packages.
+#include "module.h"
 #include "screen.h"
 
 namespace kelvaro {
@@ -22,7 +22,7 @@ constexpr Action kActions[] = {
 };
 
 DEF(352, init, (At at, Local self, Local session, Local idx = 0, Local show_upgradable = false),
-    "Build the screen for the news entry number idx, or with its upgradable packages.") {
+    "Build the screen for news entry idx; with show_upgradable, show the upgradable packages.") {
   AT(353) self.set("session"_s, session);
   AT(354) global("Screen"_s).call("__init__"_s, self, session);
   AT(355) self.set("skinName"_s, list({"ZirkUpdateInfo"_s}));
@@ -85,7 +85,6 @@ void setTitle(const Local& self, Call& at, int line, int handler, Str title) {
   }
 }
 
-// To the view of the upgradable packages.
 DEF(397, bluePressed, (At at, Local self), "Show the upgradable packages.") {
   setTitle(self, at, 399, 400, "Upgradable Packages"_s);
   AT(402) showText(self, "key_blue"_s, " "_s);
@@ -95,7 +94,6 @@ DEF(397, bluePressed, (At at, Local self), "Show the upgradable packages.") {
   return none;
 }
 
-// Back to the view of the news entry.
 DEF(407, yellowPressed, (At at, Local self), "Show the news entry.") {
   setTitle(self, at, 409, 410, "News about ZIRK"_s);
   AT(412) showText(self, "key_blue"_s, "show Updates"_s);
@@ -136,7 +134,7 @@ DEF(427, prevUpdate, (At at, Local self), "Step to the previous entry, if there 
   return none;
 }
 
-// Shows the entry at idx. The title stays, even that of the upgradable packages.
+// The title stays, even that of the upgradable packages.
 DEF(432, updateText, (At at, Local self), "Show the entry at idx.") {
   AT(433) self.set("infotxt"_s, self.attr("list"_s).item(self.attr("idx"_s)));
   AT(434) self.item("update"_s).attr("setText"_s)(self.call("getNews"_s));
@@ -168,7 +166,7 @@ DEF(442, closeNews, (At at, Local self), "Stop what runs and close with idx.") {
   return none;
 }
 
-// The entry's items as text. An item without a text of its own reads "None".
+// An item without a text of its own reads "None".
 DEF(450, getNews, (At at, Local self), "Return the text of the entry shown.") {
   AT(451) Variable text = ""_s;
   AT(452)

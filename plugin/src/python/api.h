@@ -3,17 +3,13 @@
 
 #define PY_SSIZE_T_CLEAN
 
-#if defined(__GNUC__)
 #pragma GCC diagnostic push
 // unicodeobject.h of 2.7 still says `register`, which C++17 has removed.
 #pragma GCC diagnostic ignored "-Wregister"
-#endif
 
 #include <Python.h>
 
-#if defined(__GNUC__)
 #pragma GCC diagnostic pop
-#endif
 
 #if PY_MAJOR_VERSION != 2 || PY_MINOR_VERSION != 7
 #error "Kelvaro is an extension of Python 2.7: set KELVARO_PYTHON to a Python 2.7 interpreter."

@@ -46,7 +46,11 @@ PyObject* Call::run(const QualifiedName& name, PyObject* module,
       PyErr_NoMemory();
       error = PythonError::fetch();
     }
-    error = at.failed(std::move(error));
+    // First, since what ends may run code that would lose a pending exception.
+    at.releaseAll();
+    std::move(error).restore();
+    at.report();
+    error = PythonError::fetch();
   }
   std::move(error).restore();
   return nullptr;
@@ -144,16 +148,9 @@ PyObject* Call::ownResult(PyObject* result) {
 
 // --- Exceptions.
 
-PythonError Call::failed(PythonError thrown) {
-  releaseAll();
-  std::move(thrown).restore();
-  report();
-  return PythonError::fetch();
-}
-
 void Call::report() noexcept {
   // Without a line the body has not begun: wrong arguments are the caller's error.
-  if (number() == 0 || reported_) {
+  if (line() == 0 || reported_) {
     return;
   }
   PythonError pending = PythonError::fetch();
@@ -162,7 +159,7 @@ void Call::report() noexcept {
                 name_.scope != nullptr ? name_.scope : "", name_.function != nullptr ? "." : "",
                 name_.function != nullptr ? name_.function : "");
   // The line of a traceback entry is worked out from the code object: one that begins at it.
-  PyCodeObject* code = PyCode_NewEmpty(kSource, name, number());
+  PyCodeObject* code = PyCode_NewEmpty(kSource, name, line());
   PyFrameObject* frame =
       code == nullptr ? nullptr : PyFrame_New(PyThreadState_GET(), code, globals_, nullptr);
   // Also discards a failure to make these two: the exception itself is worth more than its entry.
@@ -194,9 +191,7 @@ Caught::Caught(Call& at, PythonError& thrown) : at_(at) {
   setHandled(shared(type_), shared(value_), shared(traceback_));
 }
 
-bool Caught::is(Value kind) const {
-  return require(PyErr_GivenExceptionMatches(type_, kind.borrow())) != 0;
-}
+bool Caught::is(Value kind) const { return PyErr_GivenExceptionMatches(type_, kind.borrow()) != 0; }
 
 void Caught::rethrow() {
   at_.reported_ = true;
@@ -208,7 +203,7 @@ void Caught::rethrow() {
 
 Loop::Loop(Value iterable, Call& at)
     : at_(at),
-      header_(at.number()),
+      header_(at.line()),
       loop_(at.mark()),
       iterator_(at.ownResult(Call::running().keep(PyObject_GetIter(iterable.borrow())))),
       turn_(at.mark()) {}
@@ -224,7 +219,7 @@ PyObject* Loop::advance() {
     call.release(loop_);
     return nullptr;
   }
-  // The variables of the turn before end when the next member is there.
+  // The previous turn's variables end only when the next member is there.
   call.keep(next);
   call.release(turn_);
   return call.ownResult(next);

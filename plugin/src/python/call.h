@@ -29,8 +29,8 @@ struct QualifiedName {
 /// a function has nothing to clean up, neither when it returns nor when an exception passes.
 class Call {
  public:
-  /// Runs `body`, which gets the call and returns a new reference; the exception that leaves it is
-  /// then pending, and the result null. `module` keeps the names that the function sees.
+  /// Runs `body`, which gets the call and returns a new reference. If an exception leaves it, that
+  /// is pending afterwards and the result is null. `module` keeps the names that the function sees.
   template <typename Body>
   static PyObject* enter(const QualifiedName& name, PyObject* module, const Body& body) noexcept {
     return run(
@@ -43,12 +43,12 @@ class Call {
 
   /// Notes the line of the statement that begins.
   void operator()(int line) { line_ = line; }
-  int number() const { return line_ < 0 ? ~line_ : line_; }
+  int line() const { return line_ < 0 ? ~line_ : line_; }
 
   // --- For the operations themselves.
 
-  /// The call that an operation belongs to: the newest of this thread. The results of the statement
-  /// before end here.
+  /// The call that an operation belongs to: the newest of this thread. The previous
+  /// statement's results end here.
   static Call& running() {
     Call* call = newest_;
     if (call->thread_ != PyThreadState_GET()) {
@@ -71,19 +71,19 @@ class Call {
     return keep(lent);
   }
   PyObject* module() const { return module_.borrow(); }
-  /// The dictionaries of names that the function sees; the references are not the caller's.
+  /// The dictionaries of names that the function sees, borrowed.
   PyObject* globals() const { return globals_; }
   PyObject* builtins();
 
   using Mark = PyObject**;
-  /// The end of the local variables, and the way back to it: the later ones end.
+  /// The end of the local variables. release() goes back to it: the later ones end.
   Mark mark() const { return locals_; }
   void release(Mark mark);
   /// A place for a local variable, empty.
   PyObject** place();
-  /// A local variable that takes the reference over, which may be the statement's last result's.
+  /// A local variable that takes over the reference.
   PyObject* own(PyObject* object) { return *place() = object; }
-  /// The same for a result of the running statement; the last one's reference moves.
+  /// The same for a result of the running statement; if it is the last one, its reference moves.
   PyObject* ownResult(PyObject* result);
 
 #ifndef NDEBUG
@@ -106,8 +106,6 @@ class Call {
   void endResults();
   void releaseAll();
   [[noreturn]] static void refuse(PyObject* fresh);
-  /// Ends all that the call keeps; the exception gets the call's traceback entry.
-  PythonError failed(PythonError thrown);
   /// Adds this call's entry to the traceback of the pending exception, once for an exception.
   void report() noexcept;
 
@@ -167,7 +165,7 @@ class Caught {
 class Loop {
  public:
   Loop(Value iterable, Call& at);
-  /// The next member, null at the end. Local variables made in the turn before end.
+  /// The next member, null at the end. Local variables made in the previous turn end.
   PyObject* advance();
 
  private:

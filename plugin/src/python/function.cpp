@@ -284,7 +284,7 @@ Object makeFunction(const Function& row, const char* scope) {
   return Object(call.keep(object));
 }
 
-// A string that stands in a table for good.
+// The interned string of a table's text.
 Object interned(const char* text) {
   return Object(Call::running().keep(PyString_InternFromString(text)));
 }
@@ -331,7 +331,7 @@ void defineFunctions(Functions rows, Call& at) {
 }
 
 void defineClass(Str name, Local bases, Functions rows, Call& at) {
-  const int statement = at.number();
+  const int statement = at.line();
   const Local body = dict({named("__module__"_s, global("__name__"_s))});
   for (const Function& row : rows) {
     AT(row.signature.line)

@@ -7,7 +7,7 @@
 namespace python {
 namespace {
 
-// An entry of a dictionary of names; null when there is none. As the interpreter looks up globals.
+// The value of a name in a dictionary, or null; looked up as the interpreter looks up globals.
 PyObject* lookUp(PyObject* names, PyObject* name) {
   const long hash = reinterpret_cast<PyStringObject*>(name)->ob_shash;
   auto* dict = reinterpret_cast<PyDictObject*>(names);
@@ -52,7 +52,7 @@ Object osFunction(Str name) {
   if (found != nullptr) {
     return Object(call.share(found));
   }
-  // Whatever package the module lies in.
+  // An absolute import, whatever package the module lies in.
   return Object(call.keep(PyImport_ImportModuleLevel(const_cast<char*>("os"), nullptr, nullptr,
                                                      nullptr, /*level=*/0)))
       .attr(name);

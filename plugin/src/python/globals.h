@@ -11,8 +11,7 @@ KELVARO_FORWARD inline Object global(Str name) { return Object(operation::global
 /// The same for a function of `os`: it is among the module's names only on images whose
 /// Tools.Directories passes it on, and comes from `os` itself elsewhere.
 Object osFunction(Str name);
-/// The object of a name without an exception: null when there is none; the reference is not the
-/// caller's.
+/// The object of a name, borrowed; null, without an exception, when there is none.
 PyObject* findGlobal(Str name);
 /// Binds a name of the module.
 void bind(Value name, Value value);

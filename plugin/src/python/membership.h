@@ -5,7 +5,7 @@
 
 namespace python {
 
-/// Answers `in` as `members` itself does, and for many strings in a long list of strings quickly.
+/// Answers `in` as `members` itself would, but quickly for a list of strings.
 class Membership {
  public:
   explicit Membership(Local members);

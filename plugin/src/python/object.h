@@ -1,5 +1,5 @@
-// Python objects as the module's functions use them: each operation is the one of the language that
-// its name says, gives its result or throws PythonError.
+// Python objects as the module's functions use them: each operation does what the language's own of
+// that name does. It gives a result or throws PythonError.
 #pragma once
 
 #include "python/ref.h"
@@ -18,7 +18,7 @@ class Object;
 class Value;
 class Variable;
 
-// --- Constants that stand in the code.
+// --- Literals.
 
 /// The place of a text: its string object, made and interned at first use and immortal, like the
 /// constants of a code object. The characters follow it.
@@ -26,7 +26,7 @@ struct Literal {
   PyObject* object;
 };
 
-/// A text that stands in the code: "split"_s.
+/// A text literal: "split"_s.
 class Str {
  public:
   /// No text.
@@ -83,7 +83,7 @@ class Value {
   constexpr Value(Bool truth) : word_(truth ? kTrue : kFalse) {}
   explicit Value(PyObject* lent) : word_(reinterpret_cast<std::uintptr_t>(lent)) {}
 
-  /// The object; the reference is not the caller's.
+  /// The object, borrowed.
   KELVARO_FORWARD PyObject* borrow() const {
     return (word_ & kTag) == 0 ? reinterpret_cast<PyObject*>(word_) : constant();
   }
@@ -153,7 +153,8 @@ PyObject* dict(const Argument* entries, int count);
 /// The operations of Objects and of variables.
 ///
 /// They are members, not operators, and several arguments stand in braces: both are evaluated
-/// from left to right, the operands of an operator and the arguments of a C++ call are not.
+/// from left to right, unlike the operands of an operator and the arguments of a C++ call. `Result`
+/// is Object, which is complete only below.
 template <typename Self, typename Result>
 class Operations {
  public:
@@ -241,8 +242,7 @@ class Local : public Operations<Local, Object> {
  public:
   KELVARO_FORWARD Local(const Object& result) : object_(operation::local(result.borrow())) {}
   template <typename Given, std::enable_if_t<std::is_convertible_v<const Given&, Value>, int> = 0>
-  KELVARO_FORWARD Local(const Given& value) : Local(Value(value)) {}
-  KELVARO_FORWARD Local(Value value) : object_(operation::local(value)) {}
+  KELVARO_FORWARD Local(const Given& value) : object_(operation::local(Value(value))) {}
   /// `kept` by the call like a variable.
   explicit Local(PyObject* kept) : object_(kept) {}
 

@@ -14,7 +14,7 @@ class PythonError {
   PythonError() = default;
   /// Takes the pending exception, if there is one, out of the interpreter.
   static PythonError fetch();
-  /// Takes references over; each may be null.
+  /// Takes ownership of the references; each may be null.
   PythonError(PyObject* type, PyObject* value, PyObject* traceback)
       : type_(type), value_(value), traceback_(traceback) {}
   PythonError(PythonError&& other) noexcept;
