@@ -1,14 +1,12 @@
 # Installing: the plug-in's directory with the module, the icons, the skin parts and the
 # catalogues.
-#
-# KELVARO_PLUGIN_DIRECTORY  the plug-in's directory, below the installation prefix
-# KELVARO_FILES             what is installed beside the module, of pictures, skins and texts
-# KELVARO_LANGUAGES         those of the texts, such as "de fr", named as in plugin/po; empty: all
 
 set(KELVARO_PLUGIN_DIRECTORY lib/enigma2/python/Plugins/SystemPlugins/ZIRKPanel CACHE STRING
     "The plug-in's directory, below the installation prefix")
 set(KELVARO_FILES "pictures skins texts" CACHE STRING
     "What is installed beside the module, of pictures, skins and texts")
+set(KELVARO_LANGUAGES "" CACHE STRING
+    "The languages of the texts, such as \"de fr\", named as in plugin/po; empty: all")
 separate_arguments(files UNIX_COMMAND "${KELVARO_FILES}")
 foreach(kind ${files})
   if(NOT kind MATCHES "^(pictures|skins|texts)$")
@@ -44,7 +42,6 @@ endif()
 
 # A build without gettext is fine as long as nobody installs the catalogues.
 if("texts" IN_LIST files)
-  set(KELVARO_LANGUAGES "" CACHE STRING "The languages of the texts, as in plugin/po; empty: all")
   separate_arguments(languages UNIX_COMMAND "${KELVARO_LANGUAGES}")
   if(NOT languages)
     file(GLOB languages RELATIVE "${CMAKE_CURRENT_SOURCE_DIR}/plugin/po" plugin/po/*.po)

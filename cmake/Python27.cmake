@@ -1,15 +1,13 @@
 # The interpreter that the module is built for, as the target Python27::Module.
 #
-# KELVARO_PYTHON_INCLUDE, the directory of a Python 2.7's headers, is all that is needed, and then no
-# interpreter runs: for cross builds. When it is empty, KELVARO_PYTHON, the path of an interpreter,
-# says where its headers are; when that is empty too, tools/python27 supplies one, for the processor
-# KELVARO_TARGET (empty: this machine's), or with KELVARO_DEBUG_PYTHON its debug interpreter. Sets
-# KELVARO_INTERPRETER to its path; for KELVARO_TARGET there is a link to it in the build directory.
-# Stops with a sentence when the interpreter is not a UCS-2 Python 2.7. Headers of another Python stop
-# the compiler (plugin/src/python/api.h).
+# With KELVARO_PYTHON_INCLUDE no interpreter runs: for cross builds. Otherwise KELVARO_PYTHON is its
+# path afterwards; for KELVARO_TARGET there is a link to it in the build directory. Stops with a
+# sentence when it is not a UCS-2 Python 2.7. Headers of another Python stop the compiler
+# (plugin/src/python/api.h).
 
-# kelvaro_find_headers(VARIABLE): sets VARIABLE to the directory of the interpreter's headers.
-function(kelvaro_find_headers variable)
+if(KELVARO_PYTHON_INCLUDE)
+  set(include "${KELVARO_PYTHON_INCLUDE}")
+else()
   if(NOT KELVARO_PYTHON)
     set(target "")
     if(KELVARO_TARGET)
@@ -46,14 +44,6 @@ function(kelvaro_find_headers variable)
     execute_process(COMMAND "${CMAKE_COMMAND}" -E create_symlink "${KELVARO_PYTHON}"
                             "${CMAKE_BINARY_DIR}/python2.7")
   endif()
-  set(KELVARO_INTERPRETER "${KELVARO_PYTHON}" PARENT_SCOPE)
-  set(${variable} "${include}" PARENT_SCOPE)
-endfunction()
-
-if(KELVARO_PYTHON_INCLUDE)
-  set(include "${KELVARO_PYTHON_INCLUDE}")
-else()
-  kelvaro_find_headers(include)
 endif()
 if(NOT EXISTS "${include}/Python.h")
   message(FATAL_ERROR "${include}/Python.h is missing: install the headers of Python 2.7, or name "

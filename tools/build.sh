@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the module for PRESETs of CMakePresets.json, with everything set up that this needs.
+# Builds the module for PRESETs of CMakePresets.json, and sets up everything that this needs.
 #
 # Usage: tools/build.sh PRESET...      or, for its functions, in a script: source tools/build.sh
 #
@@ -11,19 +11,19 @@ source "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
 # What a preset needs, the interpreter's own build aside.
 declare -Ar packages_of=(
   [native]="g++ cmake ninja-build gettext busybox bubblewrap proot fonts-liberation"
-  [debug]="g++ cmake ninja-build gettext binutils"
-  [asan]="g++ cmake ninja-build gettext binutils"
-  [coverage]="g++ cmake ninja-build gettext binutils"
-  [fuzz]="clang libclang-rt-dev llvm cmake ninja-build gettext"
+  [debug]="g++ cmake ninja-build"
+  [asan]="g++ cmake ninja-build"
+  [coverage]="g++ cmake ninja-build"
+  [fuzz]="clang libclang-rt-dev llvm cmake ninja-build"
   [mips32el]="g++-mipsel-linux-gnu qemu-user cmake ninja-build gettext binutils"
   [armhf]="g++-arm-linux-gnueabihf qemu-user cmake ninja-build gettext binutils")
 
 # build_preset PROJECT PRESET
 #
 # Installs what is missing of the packages that it needs, configures and builds. Builds of one preset
-# wait for each other. A build directory starts afresh that came with a copied or renamed checkout,
-# since CMake refuses it, or whose toolchain file has changed, since CMake would keep the former
-# options. Exits as described above; shows the compiler's words when the module can't be built.
+# wait for each other. A build directory from a copied or renamed checkout starts afresh, since CMake
+# refuses it; so does one whose toolchain file has changed, since CMake would keep the former options.
+# Exits as described above; shows the compiler's words when the module can't be built.
 # With native and fuzz it sets and exports KELVARO_PYTHON, the path of the interpreter.
 build_preset() {
   local project=$1 preset=$2 directory=$1/build/$2 made_for log
