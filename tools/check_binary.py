@@ -2,7 +2,7 @@
 """Checks that the module's file suits the receivers: tools/check_binary.py TARGET FILE
 
 TARGET is mips32el or armhf. Prints a line for each check, with what was found and what is allowed;
-those that are not met begin with "FAILED". Needs the Debian package python3-pyelftools.
+the line of a failed check begins with "FAILED". Needs the Debian package python3-pyelftools.
 
 Exit status: 0 when all are met, 1 when one is not, 2 when FILE cannot be read.
 """
@@ -16,7 +16,7 @@ from elftools.elf.elffile import ELFFile
 
 MOST_BYTES = 94 * 1024
 PAGE = 4096
-# The receivers' libraries, and the newest symbol versions that theirs have.
+# The receivers' libraries, and the newest symbol versions that they have; of GCC any 4.x.
 LIBRARIES = {"libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6"}
 NEWEST = {"GLIBC": (2, 17), "GLIBCXX": (3, 4, 19), "CXXABI": (1, 3, 7), "GCC": (4, 99)}
 TEXT_RELOCATIONS, BIND_NOW = 4, 8  # DT_FLAGS
@@ -60,8 +60,8 @@ PROCESSORS = {"mips32el": (mips32el, "EM_MIPS"), "armhf": (armhf, "EM_ARM")}
 def newest_versions(elf):
     """Return {"GLIBC": (2, 4), ...}: the newest symbol version needed of each kind."""
     newest = {}
-    section = elf.get_section_by_name(".gnu.version_r")
-    for _, needed in section.iter_versions() if section else ():
+    needs = elf.get_section_by_name(".gnu.version_r")
+    for _, needed in needs.iter_versions() if needs else ():
         for version in needed:
             kind, _, numbers = version.name.rpartition("_")
             if not re.fullmatch("[0-9.]+", numbers):  # such as GLIBC_PRIVATE

@@ -2,7 +2,7 @@
 
 Every import, value, function and statement stands on the source line that tracebacks of the
 extension module name, so the two can be compared entry by entry; keep the lines where they are.
-The tables of the two action maps run over several lines and count at their first one.
+The tables of the two action maps run over several lines and count as their first line.
 """
 
 from Components.ActionMap import ActionMap
@@ -508,8 +508,8 @@ class UpdateNotification:
 
     def show_Kelvaro(self, res):
         if config.usage.check_for_updates.value > 0:
-            intervall = config.usage.check_for_updates.value * 1000 * 3600
-            self.update_timer.start(intervall, True)
+            interval = config.usage.check_for_updates.value * 1000 * 3600
+            self.update_timer.start(interval, True)
         if res:
             fd = open(packagetmpfile, "w+")
             fd.write(self.upgradable_packages)
@@ -547,8 +547,8 @@ class UpdateNotification:
         else:
             config.usage.update_available.value = False
             if config.usage.check_for_updates.value > 0:
-                intervall = config.usage.check_for_updates.value * 1000 * 3600
-                self.update_timer.start(intervall, True)
+                interval = config.usage.check_for_updates.value * 1000 * 3600
+                self.update_timer.start(interval, True)
 
 
     # The host arms the first check; every later one is armed at the end of a cycle.
