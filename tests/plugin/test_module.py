@@ -155,6 +155,20 @@ class Host(unittest.TestCase):
         for name in ("xml", "urllib2"):
             self.assertIs(getattr(module, name), sys.modules[name])
 
+    def test_calls_the_builtin_import_as_the_statements_do(self):
+        calls = []
+
+        def import_(path, *others):
+            if others and others[0]["__name__"] == "Kelvaro":
+                calls.append((path, others[2:]))
+            return own(path, *others)
+
+        own = self.box.patch(__builtin__, "__import__", import_)
+        self.box.load()
+        self.assertEqual(calls, [
+            (path, (tuple(name.split(" as ")[0] for name in names or "*") if names != () else None,))
+            for _, path, names in IMPORTS])
+
     def outcome(self, statement="import Kelvaro", **names):
         """Run a statement that fails; return the text and the entries of the module."""
         with self.assertRaises(ImportError) as caught:
