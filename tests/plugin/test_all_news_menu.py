@@ -68,16 +68,6 @@ class Messages(ScreenTest):
         self.assertEqual(self.box.screen.type, MessageBox.TYPE_ERROR)
         self.assertEqual((screen.list, screen["menu"].list), ([], []))
 
-    def test_read_an_http_error_as_no_connection(self):
-        self.feed.fault("zirknews.xml", status=404)
-        self.assertMessage(self.open_news(), NO_CONNECTION)
-
-    def test_read_all_else_as_a_file_that_cannot_be_analyzed(self):
-        self.serve("no xml at all")
-        self.assertMessage(self.open_news(), NOT_ANALYZED)
-        self.boot(feed_url="http://127.0.0.1:1/feed/all")
-        self.assertMessage(self.open_news(), NOT_ANALYZED)
-
     def test_are_translated(self):
         self.mark_texts()
         for code, text in [(2, NO_CONNECTION), (3, NOT_ANALYZED)]:
