@@ -92,6 +92,7 @@ class Opkg(DetailTest):
                          ["Foo   (12) - " + ("Remove" if FOO in installed else "Install")])
         self.assertFiles(absent=[SCRATCH])
         self.box.press("cancel", "cancel", "red")
+        self.box.config.usage.update_available.value = not found
         self.box.pass_time(60)
         self.assertEqual(self.flag, found)
         if found:

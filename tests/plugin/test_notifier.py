@@ -103,28 +103,6 @@ class Cycle(NotifierTest):
         self.assertIs(self.usage.update_available.value, False)
         self.assertIs(self.usage.update_available.saved_value, True)
 
-    def test_ignores_failing_commands(self):
-        self.check(NOISE, update=ERRORS, status=255)
-        self.assertEqual((self.box.commands, self.box.timers()), (COMMANDS, [2 * HOUR]))
-        self.install_opkg(BLUE, status=255)
-        self.box.pass_time(2 * 3600)
-        self.assertIs(self.usage.update_available.value, True)
-
-    def test_without_opkg_counts_as_no_update(self):
-        self.remove_opkg()
-        self.usage.update_available.value = True
-        self.box.start_plugin()
-        self.box.pass_time(60)
-        self.assertIs(self.usage.update_available.value, False)
-        self.assertEqual(self.box.timers(), [2 * HOUR])
-
-    def test_that_hangs_is_not_joined_by_another(self):
-        self.install_opkg()
-        self.box.start_plugin()
-        self.box.hold()
-        self.box.pass_time(10 ** 4)
-        self.assertEqual((self.box.running, self.box.timers()), (["opkg update"], []))
-
 
 class Judging(NotifierTest):
 

@@ -3,17 +3,14 @@
 import os
 import sys
 
-from simulator import packages
 from tests.support.receiver import (
     SCRATCH, Blank, Broken, ModuleTest, ReceiverTest, raising, write)
 
 import enigma
 
-COMMAND = "/usr/bin/opkg list-installed | cut -f'0' -d ' ' > "
-
 
 class FromOpkg(ReceiverTest):
-    """With a real shell, and the stand-in for opkg or none."""
+    """With a real shell and a script in place of opkg."""
 
     def test_installed_packages_are_the_first_words_of_the_lines_in_the_order_of_opkg(self):
         for listing, names in [("enigma2 - 3.1-r0\nbusybox - 1.24\nalone\n",
@@ -23,27 +20,6 @@ class FromOpkg(ReceiverTest):
             self.assertEqual((type(found), found), (list, names))
             self.assertIsNot(self.module.getInstalled(), found)
             self.assertFiles(absent=[SCRATCH])
-
-    def test_installed_packages_are_asked_of_the_stand_in_as_of_the_receivers_opkg(self):
-        packages.install_initial_state([packages.Package("enigma2-skin-blue", "3.4-r5"),
-                                        packages.Package("busybox", "1.24"),
-                                        packages.Package("aaa", "1")])
-        self.addCleanup(packages.install_initial_state, [])
-        self.assertEqual(self.module.getInstalled(), ["aaa", "busybox", "enigma2-skin-blue"])
-
-    def test_without_opkg_there_are_none_and_no_file_stays(self):
-        self.remove_opkg()
-        # What the shell says about it is not the module's and goes nowhere here.
-        stderr = os.dup(2)
-        nothing = os.open(os.devnull, os.O_WRONLY)
-        os.dup2(nothing, 2)
-        try:
-            self.assertEqual(self.module.getInstalled(), [])
-        finally:
-            os.dup2(stderr, 2)
-            os.close(stderr)
-            os.close(nothing)
-        self.assertFiles(absent=[SCRATCH])
 
 
 class Installed(ModuleTest):

@@ -2,12 +2,10 @@
 """The detail screen: one entry as text, stepping through the entries, the two views, closing."""
 
 import __builtin__
-import os
 import sys
-import time
 
 from tests.support.receiver import (
-    BLUE, Broken, CACHE, LISTING, Old, WAIT, document, entry, raising, read, trail, write)
+    BLUE, Broken, CACHE, LISTING, Old, WAIT, document, entry, raising, trail, write)
 from tests.support.screens import DetailTest
 
 from Components.Console import Console
@@ -80,13 +78,6 @@ class Opening(DetailTest):
                          [WAIT, self.header + "Two", "Upgradable Packages"])
         self.assertEqual([screen["key_" + key].getText() for key in sorted(self.updates_keys)],
                          [text for _, text in sorted(self.updates_keys.items())])
-
-    def test_needs_the_cache(self):
-        os.remove(CACHE)
-        self.assertFails(IOError, [INIT % 362, "load_cache:99"], self.open_detail)
-        write(CACHE, "no pickle")
-        self.assertFails(sys.modules["cPickle"].UnpicklingError,
-                         [INIT % 362, "load_cache:100"], self.open_detail)
 
     def test_needs_an_index_within_the_list_in_both_views(self):
         for index, error in [(4, IndexError), (-5, IndexError), (10 ** 30, IndexError),
@@ -313,29 +304,6 @@ class Closing(DetailTest):
         self.box.press("ok", "red")
         self.assertFiles(present=[LISTING, CACHE])
 
-    def test_kills_a_hanging_opkg(self):
-        for command in ("update", "list-upgradable"):
-            self.install_opkg(hang=command)
-            self.box.hold()
-            self.box.press("ok", "blue")
-            if command != "update":
-                self.box.finish("opkg update")
-            pid = self.hanging()
-            self.box.press("red")
-            self.assertEqual((self.box.screen, self.box.running), (self.browser, []))
-            self.assertRaises(OSError, os.kill, pid, 0)
-
-    def hanging(self):
-        """Wait until the script runs; return its process id."""
-        path = "/tmp/opkg.pid"
-        deadline = time.time() + 10
-        while not (os.path.exists(path) and read(path).endswith("\n")):
-            self.assertLess(time.time(), deadline, "opkg does not start")
-            time.sleep(0.005)
-        pid = int(read(path))
-        os.remove(path)
-        return pid
-
     def test_kills_every_name_even_if_killing_takes_it_away(self):
         class Runner(object):
             def __init__(self):
@@ -363,21 +331,6 @@ class LateCallbacks(DetailTest):
     """Some images deliver the end of a killed command after the screen has been freed."""
 
     options = {"late_callbacks": True}
-
-    def test_find_no_console_or_no_text_to_set(self):
-        for command, error, entry_ in [
-                ("update", AttributeError, "opkg_update_finished:474"),
-                ("list-upgradable", KeyError, "opkg_upgrade_finished:501")]:
-            self.install_opkg(BLUE, hang=command)
-            self.box.hold()
-            self.box.press("ok", "blue")
-            if command != "update":
-                self.box.finish("opkg update")
-            self.box.press("red")
-            self.assertIs(self.box.screen, self.browser)
-            self.assertFails(error, ["ZirkUpdateInfo." + entry_], self.box.finish)
-            self.assertEqual(self.box.running, [])
-        self.assertFalse(self.box.config.usage.update_available.value)
 
     def test_of_an_earlier_pass_find_no_screen(self):
         self.install_opkg(BLUE)

@@ -230,14 +230,13 @@ class ReceiverTest(FeedTest):
         """Put a script in place of opkg.
 
         listing, update, installed: what `list-upgradable`, `update` and `list-installed` print.
-        status: the exit status. hang: the command that never ends; its process id is in
-        /tmp/opkg.pid.
+        status: the exit status. hang: the command that never ends.
         """
         self._unlink_opkg()
         texts = {"list-upgradable": listing, "update": update, "list-installed": installed}
         lines = ["#!/bin/sh"]
         if hang is not None:
-            lines.append('[ "$1" = %s ] && echo $$ > /tmp/opkg.pid && exec sleep 1000' % hang)
+            lines.append('[ "$1" = %s ] && exec sleep 1000' % hang)
         for command, text in texts.items():
             write("/tmp/opkg." + command, text)
         lines += ['cat "/tmp/opkg.$1"', "exit %d" % status, ""]
