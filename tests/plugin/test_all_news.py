@@ -124,14 +124,3 @@ class Closing(ScreenTest):
             self.module, "cache_file", "too late"))
         self.box.press("red")
         self.assertEqual(removed, ["/tmp/other.listing", "/tmp/other.cache"])
-
-    def test_fails_at_a_directory_in_the_place_of_a_file_and_does_no_more(self):
-        screen = self.open_news()
-        os.mkdir(LISTING)
-        self.addCleanup(os.rmdir, LISTING)
-        error = self.assertFails(OSError, ["AllNews.keyCancel:348"], self.box.press, "red")
-        self.assertEqual(error.filename, LISTING)
-        self.assertIs(self.box.screen, screen)
-        self.assertIsNone(screen.list)
-        self.assertFiles(present=[CACHE])
-        os.remove(CACHE)

@@ -119,6 +119,8 @@ class ScratchTest(DetailTest):
 
     def close_fails(self, number):
         self.fails(OSError, number, ["AllNews.keyCancel:348"], self.box.press, "red")
+        self.assertIsNone(self.browser.list)
+        self.assertFiles(present=[CACHE])
 
 
 class Full(ScratchTest):
