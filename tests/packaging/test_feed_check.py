@@ -342,7 +342,3 @@ class AddressTest(CheckTest):
                 [(NEWS, newer, NEWS, "warning", "newer than the index"),
                  (BASE, newer, INDEX, "warning", "older than packages of it (1, all/base_all")]]:
             self.compare_at_address(*together)
-
-
-if __name__ == "__main__":
-    unittest.main()

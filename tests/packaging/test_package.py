@@ -1,5 +1,4 @@
 """The packages that packaging/package makes: what is in them, and that a receiver can use it."""
-from __future__ import print_function
 
 import glob
 import hashlib
@@ -241,7 +240,3 @@ class CommandTest(unittest.TestCase):
             settings = {name: "a"} if name else {}
             self.assertEqual((2, "", "package: %s\n" % sentence),
                              run("packaging/package", *arguments, **settings))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -78,7 +78,3 @@ class Album(unittest.TestCase):
             status, told, sentence = self.make("none", *arguments)
             self.assertEqual((status, told), (2, ""))
             self.assertIn(words, sentence)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -2,7 +2,6 @@
 
 import os
 import signal
-import unittest
 
 from selenium.webdriver.common.keys import Keys
 
@@ -152,7 +151,3 @@ class PageTest(ViewerTest):
             self.assertLessEqual(viewer.driver.execute_script(
                 "return document.documentElement.scrollWidth"), width)
             self.assertGreaterEqual(viewer.find("#picture").rect["width"], min(width, 690) - 60)
-
-
-if __name__ == "__main__":
-    unittest.main()

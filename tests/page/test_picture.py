@@ -129,7 +129,3 @@ class RecordedTest(unittest.TestCase):
     def points(png):
         """A picture's points, without the colours that nobody can see where it is transparent."""
         return Image.open(png).convert("RGBA").convert("RGBa").convert("RGBA")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -145,7 +145,3 @@ class CommandTest(unittest.TestCase):
             self.assertIn(b"<h1>Kelvaro", page.read())
         os.write(terminal, b"\x03")
         self.assertEqual(0, process.wait(PATIENCE))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -336,7 +336,3 @@ class RealFilesAgree(Agreement):
                 browser = case.call("AllNews", recording.Session(), "/plugin")
                 case.press(browser, "keyCancel")
             self.case(body)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -434,7 +434,3 @@ def add_tests(case, walks):
 
 add_tests(InUse, WALKS)
 add_tests(Unused, WALKS[::UNUSED_WALKS])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -9,7 +9,6 @@ import select
 import shutil
 import subprocess
 import time
-import unittest
 import weakref
 
 from simulator import packages as standin
@@ -481,7 +480,3 @@ def _closing(way, late):
 for _way, _late in CLOSED:
     setattr(Closing, "test_%s%s" % (_way, "_with_late_callbacks" if _late else ""),
             _closing(_way, _late))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -10,7 +10,6 @@ import errno
 import os
 import threading
 import time
-import unittest
 
 from tests.support.receiver import (
     BLUE, CACHE, LISTING, NO_CONNECTION, SCRATCH, WAIT, document, entry, read, write)
@@ -444,7 +443,3 @@ class Caches(ScratchTest):
         write(CACHE, cPickle.dumps(Command(), 2))
         self.assertIsNone(self.module.load_cache())
         os.rmdir("/etc/made-by-a-pickle")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -392,7 +392,3 @@ with FeedServer("/tmp") as server:
 
 if leaks.COUNTS:
     del Bombs  # the debug interpreters need more memory than that
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -193,7 +193,3 @@ class LongTexts(ReceiverTest):
         for _ in range(4):
             round_of_everything()
         self.assertLess(leaks.memory() - before, MEGABYTE)
-
-
-if __name__ == "__main__":
-    unittest.main()

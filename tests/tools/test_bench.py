@@ -12,7 +12,3 @@ class Bench(unittest.TestCase):
         self.assertEqual(result.status, 0, result.stderr)
         self.assertEqual([line.split("  ")[0] for line in result.stdout.splitlines()],
                          ["milliseconds", "import", "judging 2,000 lines"])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -57,7 +57,3 @@ class Build(unittest.TestCase):
                                  "%s/build/native; waiting for it\n" % here)
             for build in builds:
                 self.assertEqual((build.communicate()[1], build.returncode), ("", 0))
-
-
-if __name__ == "__main__":
-    unittest.main()

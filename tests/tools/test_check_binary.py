@@ -94,6 +94,3 @@ def refuses(source, options, expected):
 
 for _name, _wrong in WRONG.items():
     setattr(CheckBinary, "test_refuses_" + _name, refuses(*_wrong))
-
-if __name__ == "__main__":
-    unittest.main()

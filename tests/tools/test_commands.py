@@ -63,7 +63,3 @@ class Packages(unittest.TestCase):
                          "source tools/packages.sh; need_packages one-such two-such", PATH=here)
         self.assertEqual(result, (2, "", "Packages are missing and this system has no apt-get: "
                                   "please run 'apt-get install one-such two-such' as root.\n"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -137,7 +137,3 @@ class Knowledge(unittest.TestCase):
                   for line in filter(None, (first, second))]
         for error, cause in zip(errors, self.causes(errors)):
             self.assertNotIn("not known", cause, error)
-
-
-if __name__ == "__main__":
-    unittest.main()

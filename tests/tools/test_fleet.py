@@ -63,7 +63,3 @@ class Fleet(unittest.TestCase):
             self.assertEqual((result.status, result.stdout), (2, ""))
             self.assertRegexpMatches(result.stderr, r"\Afleet: %s is a number from \d+ to \d+; "
                                      r"see --help\.\n\Z" % arguments[0])
-
-
-if __name__ == "__main__":
-    unittest.main()

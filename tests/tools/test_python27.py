@@ -30,7 +30,3 @@ class Given(unittest.TestCase):
                 self.assertEqual((result.status, result.stdout), (2, ""))
                 self.assertRegexpMatches(
                     result.stderr, r"\A.*KELVARO_PYTHON=%s is not .* UCS-2 .*\n\Z" % path)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -149,7 +149,3 @@ class Refusals(unittest.TestCase):
                 result = run("tools/sandbox", *command, KELVARO_SANDBOX=means, PATH=path)
                 self.assertEqual((result.status, result.stdout), (2, ""))
                 self.assertRegexpMatches(result.stderr, r"\Asandbox: %s.*\n\Z" % sentence)
-
-
-if __name__ == "__main__":
-    unittest.main()
