@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The news browser: what it shows at once, what its keys do, how it closes."""
 
 import os

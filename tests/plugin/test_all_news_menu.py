@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The browser's list: filling it, opening a row, coming back to it."""
 
 

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """Top 20: the choosers, installing and removing, and the loop they form."""
 
 import shutil

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """Whatever opkg does, and whenever the screen that asked it closes: the outcomes are known."""
 
 import errno

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """/tmp full or not writable; directories, links and worse in place of the module's files."""
 
 import cPickle

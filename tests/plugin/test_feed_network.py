@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """Whatever the server does, the module answers as it must, keeps its cache and leaks nothing."""
 
 import gc

@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The notifier: its cycle of waiting and judging listings, the question that it asks."""
 
 from tests.support.receiver import (

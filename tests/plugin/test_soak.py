@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """A soak: weeks of hourly checks and hundreds of openings of the browser leave everything flat.
 
 Now and then something is different: there are updates, and the user says yes or no; opkg is missing

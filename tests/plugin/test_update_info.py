@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The detail screen: one entry as text, stepping through the entries, the two views, closing."""
 
 import __builtin__

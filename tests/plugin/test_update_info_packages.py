@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """The detail screen's updates view: running opkg, reading its listing, showing it."""
 
 from tests.support.receiver import (

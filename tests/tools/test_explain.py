@@ -1,4 +1,3 @@
-# -*- coding: utf-8 -*-
 """tools/explain finds the cause of what the module really raises, in logs as hosts write them."""
 
 import ConfigParser
