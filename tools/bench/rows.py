@@ -12,14 +12,11 @@ import os
 import urllib2
 from Components.config import config
 from Tools import Notifications
+from simulator.receiver import MODULE_FILES
 from tools.bench import inputs
 
-LISTING = "/tmp/.package.tmp"
-CACHE = "/tmp/.updatecache"
-INSTALLED = "/tmp/.installed"
-# What the rows themselves write.
-ALL_INSTALLED = "/tmp/bench-installed"
-SCRATCH_FILES = (LISTING, CACHE, INSTALLED, ALL_INSTALLED)
+LISTING, CACHE, INSTALLED = MODULE_FILES
+ALL_INSTALLED = "/tmp/bench-installed"  # what a row itself writes
 
 
 class Answer(object):
@@ -135,10 +132,3 @@ def judge_listing(bench):
         notifier.opkg_upgrade_finished(text, 0)
         del Notifications.notifications[:]
     return call, lambda: (config.usage.update_available.value, notifier.upgradable_packages)
-
-
-def remove_scratch_files():
-    """Leave nothing of one row to the next."""
-    for path in SCRATCH_FILES:
-        if os.path.lexists(path):
-            os.remove(path)
