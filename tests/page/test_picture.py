@@ -107,7 +107,7 @@ class RecordedTest(unittest.TestCase):
 
     def test_screens_are_painted_as_recorded(self):
         lists = json.loads(subprocess.check_output(
-            ["tools/sandbox", "python2.7", "-O", "tests/support/painted.py",
+            ["tools/sandbox", "python2.7", "-O", "-m", "tests.support.painted",
              REFERENCE], cwd=PROJECT))
         names = sorted(name[:-len(".png")] for name in os.listdir(RECORDED)
                        if name.endswith(".png"))

@@ -1,20 +1,17 @@
 """Prints what paints the screens of the recorded pictures, as simulator.page.pictures reads it.
 
-Usage, in the sandbox: python2.7 -O tests/support/painted.py SKIN_FOLDER
+Usage, in the sandbox: python2.7 -O -m tests.support.painted SKIN_FOLDER
 """
 
 import json
-import os
 import sys
 
-sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+from simulator import SAMPLE_FEED, layout, packages, view
+from simulator.feedserver import FeedServer
+from simulator.receiver import Receiver
 
-from simulator import SAMPLE_FEED, layout, packages, view  # noqa: E402
-from simulator.feedserver import FeedServer  # noqa: E402
-from simulator.receiver import Receiver  # noqa: E402
-
-from Tools.LoadPixmap import LoadPixmap  # noqa: E402
-from painting.files import Files  # noqa: E402
+from Tools.LoadPixmap import LoadPixmap
+from painting.files import Files
 
 HEADER = "Zirk 3.1.0 (Vu+ Duo2)\n"
 ROW = ("Row %d: a title that is longer than the list is wide, so that it must be cut at the edge "
