@@ -7,7 +7,8 @@ import subprocess
 import tempfile
 import unittest
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+from tests.support.machine import PROJECT
+
 OWN = "pictures/simulator/duo2/en"  # where the default receiver's pictures are
 
 
@@ -22,7 +23,7 @@ class Album(unittest.TestCase):
     def make(cls, name, *arguments):
         """Make an album; return its exit status, what it has printed, and its last progress."""
         result = subprocess.run(
-            [os.path.join(ROOT, "run"), "--pictures", os.path.join(cls.here, name), *arguments],
+            [os.path.join(PROJECT, "run"), "--pictures", os.path.join(cls.here, name), *arguments],
             stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
         return result.returncode, result.stdout, result.stderr.splitlines()[-1]
 

@@ -9,7 +9,8 @@ import sys
 import traceback
 import urllib2
 
-from tests.support.receiver import CACHE, SOURCE, Blank, ModuleTest, raising, trail
+from tests.support.model import SOURCE
+from tests.support.receiver import CACHE, Blank, ModuleTest, raising, trail
 
 OUTER = LookupError("being handled")
 OTHER = KeyError("other")

@@ -19,12 +19,11 @@ from tests.support.model import MODEL
 from tests.support.receiver import (
     BLUE, LISTING, NO_CONNECTION, OPKG, SCRATCH, WAIT, raising, write)
 from tests.support.sampling import ONE_IN, sampled
-from tests.support.screens import DetailTest, UP_TO_DATE, block
+from tests.support.screens import BLUE_SHOWN, DetailTest, UP_TO_DATE, block
 
 from Screens.MessageBox import MessageBox
 
 HOURS_24 = 24 * 3600 * 1000
-BLUE_SHOWN = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
 NOISE = "".join(chr(byte) for byte in range(1, 256) if chr(byte) not in "\n\r ") * 1000
 
 #: What opkg prints: the listing, the update, the installed packages. What comes of it: the text of

@@ -12,7 +12,7 @@ import time
 
 from tests.support.receiver import (
     BLUE, CACHE, LISTING, NO_CONNECTION, SCRATCH, WAIT, document, entry, read, write)
-from tests.support.screens import DetailTest, UP_TO_DATE, block
+from tests.support.screens import BLUE_SHOWN, DetailTest, UP_TO_DATE, block
 
 FILLER = "/tmp/filler"
 VICTIM = "/etc/victim"
@@ -20,7 +20,6 @@ VICTIM = "/etc/victim"
 #: More than the standard library holds back before it writes.
 LARGE_NEWS = document(*[entry("Entry %d" % number) for number in range(2000)])
 LARGE_LISTING = "".join("package%04d - 1 - 2\n" % number for number in range(2000))
-BLUE_SHOWN = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
 INSTALLED = "a - 1\nb - 1\n"
 
 

@@ -14,7 +14,8 @@ class Names(ModuleTest):
     def test_of_the_builtins_come_after_those_of_the_module(self):
         self.box.patch(__builtin__, "vumodel", "solo")
         self.assertEqual(self.module.getHeader(), "Zirk 3.1.0 (Vu+ Duo2)\n")
-        self.unbind("vumodel")
+        self.replace(vumodel=None)
+        del self.module.vumodel
         self.assertEqual(self.module.getHeader(), "Zirk 3.1.0 (Vu+ Solo)\n")
         self.box.patch(__builtin__, "vumodel", None)
         del __builtin__.vumodel

@@ -8,7 +8,6 @@ import subprocess
 import tempfile
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-MODULE = os.path.join(PROJECT, "build", "native", "Kelvaro.so")
 
 Result = collections.namedtuple("Result", "status stdout stderr")
 

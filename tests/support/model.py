@@ -3,9 +3,11 @@
 import ast
 import os
 
+from tests.support.machine import PROJECT
+
+SOURCE = "plugin/src/Kelvaro"  # the file that the module's traceback entries name
 #: The module in plain Python, with each statement on its source line.
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-MODEL = os.path.join(ROOT, "plugin", "model", "Kelvaro.py")
+MODEL = os.path.join(PROJECT, "plugin", "model", "Kelvaro.py")
 
 with open(MODEL) as _stream:
     TEXT = _stream.read()

@@ -12,11 +12,11 @@ from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select
 
+from simulator import SAMPLE_FEED
 from simulator.page.pictures import start_browser
+from tests.support.machine import PROJECT
 
-PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 SERVER = ["/usr/bin/python3", "-B", "-m", "simulator.page.server"]
-SAMPLE_FEED = os.path.join(PROJECT, "simulator/sample-feed")
 PATIENCE = 15  # real seconds until the page must show what is expected
 
 NEWS = """<?xml version="1.0" encoding="UTF-8"?>

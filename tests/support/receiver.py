@@ -9,16 +9,15 @@ import traceback
 from xml.sax.saxutils import escape, quoteattr
 
 from simulator.feedserver import FeedServer
-from simulator.receiver import Receiver
+from simulator.receiver import FEED_CONFIGURATION, MODULE_FILES, Receiver
 from tests.support.leaks import LeakCheckedTest
+from tests.support.model import SOURCE
 
 import enigma
 
-LISTING = "/tmp/.package.tmp"
-CACHE = "/tmp/.updatecache"
-SCRATCH = "/tmp/.installed"
+LISTING, CACHE, SCRATCH = MODULE_FILES
 OPKG = "/usr/bin/opkg"
-CONFIGURATION = "/etc/opkg/all-feed.conf"  # its first line leads to the feed
+CONFIGURATION = FEED_CONFIGURATION  # its first line leads to the feed
 
 WAIT = "Please wait ..."
 NO_CONNECTION = "It seems that your Internet connection is not ok, please check it"
@@ -27,8 +26,6 @@ BLUE = "enigma2-skin-blue - 3.4-r5 - 3.5-r0\n"  # one upgradable package, as opk
 NOISE = "Package other-arch version 2.0-r0 has no valid architecture, ignoring.\n"
 ERRORS = ("Collected errors:\n * opkg_conf_load: Could not lock /usr/lib/opkg/lock: "
           "Resource temporarily unavailable.\n")
-
-SOURCE = "plugin/src/Kelvaro"  # the file that the module's traceback entries name
 
 
 class Broken(Exception):
@@ -140,11 +137,6 @@ class ModuleTest(LeakCheckedTest):
         for name, value in names.items():
             self.box.patch(self.module, name, value)
 
-    def unbind(self, name):
-        """Take a name out of the module until the test ends."""
-        self.replace(**{name: None})
-        delattr(self.module, name)
-
     def assertFails(self, error, entries, function, *args, **kwargs):
         """The call raises `error`, which has passed the module's functions as `entries` says.
 
@@ -218,12 +210,6 @@ class ReceiverTest(FeedTest):
         self.box.pass_time(0.1)
         return screen
 
-    def open_screen(self, screen_class, *args, **kwargs):
-        """Have the session open a screen, of a subclass for instance."""
-        screen = self.box.session.open(screen_class, *args, **kwargs)
-        self.box.loop.run_due()
-        return screen
-
     # The package manager.
 
     def install_opkg(self, listing="", update="", installed="", status=0, hang=None):
@@ -232,7 +218,7 @@ class ReceiverTest(FeedTest):
         listing, update, installed: what `list-upgradable`, `update` and `list-installed` print.
         status: the exit status. hang: the command that never ends.
         """
-        self._unlink_opkg()
+        self.remove_opkg()
         texts = {"list-upgradable": listing, "update": update, "list-installed": installed}
         lines = ["#!/bin/sh"]
         if hang is not None:
@@ -244,9 +230,6 @@ class ReceiverTest(FeedTest):
         os.chmod(OPKG, 0o755)
 
     def remove_opkg(self):
-        self._unlink_opkg()
-
-    def _unlink_opkg(self):
         if self._opkg is None:
             self._opkg = os.readlink(OPKG)
         if os.path.lexists(OPKG):
@@ -254,7 +237,7 @@ class ReceiverTest(FeedTest):
 
     def restore_opkg(self):
         if self._opkg is not None:
-            self._unlink_opkg()
+            self.remove_opkg()
             os.symlink(self._opkg, OPKG)
             self._opkg = None
 

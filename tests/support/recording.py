@@ -18,9 +18,7 @@ import weakref
 import xml.dom.minidom
 import xml.parsers.expat
 
-from tests.support.model import NAMES
-
-SOURCE = "plugin/src/Kelvaro"
+from tests.support.model import NAMES, SOURCE
 
 PLAIN_TYPES = frozenset([type(None), bool, int, long, float, str, unicode])
 

@@ -10,6 +10,9 @@ def block(name, old, new):
     return "\nPackage : %s \nold version : %s \nnew version : %s\n" % (name, old, new)
 
 
+BLUE_SHOWN = block("enigma2-skin-blue", "3.4-r5", "3.5-r0")
+
+
 class ScreenTest(ReceiverTest):
 
     def note_openings(self, method="openWithCallback"):
@@ -45,7 +48,10 @@ class DetailTest(ScreenTest):
 
     def open_detail(self, *args, **kwargs):
         """Open the screen, as a subclass if the keyword argument `screen` says so."""
-        return self.open_screen(kwargs.pop("screen", self.module.ZirkUpdateInfo), *args, **kwargs)
+        screen_class = kwargs.pop("screen", self.module.ZirkUpdateInfo)
+        screen = self.box.session.open(screen_class, *args, **kwargs)
+        self.box.loop.run_due()
+        return screen
 
     def labels(self):
         return dict((key, self.box.text("key_" + key)) for key in self.news_keys)

@@ -17,10 +17,10 @@ import tempfile
 import warnings
 
 from tests.support import model as face, recording, scenarios
-from tests.support.recording import Recorder, SOURCE
+from tests.support.recording import Recorder
 from tests.support.sampling import ONE_IN
 
-MODULE = os.environ.get("KELVARO_MODULE", os.path.join(face.ROOT, "build", "native", "Kelvaro.so"))
+MODULE = os.environ["KELVARO_MODULE"]
 
 
 # --- loading -------------------------------------------------------------------------------
@@ -33,7 +33,7 @@ def compiled_model():
             for part in ast.walk(statement):
                 if hasattr(part, "lineno"):
                     part.lineno = statement.lineno
-    return compile(tree, SOURCE, "exec")
+    return compile(tree, face.SOURCE, "exec")
 
 
 MODEL_CODE = compiled_model()
@@ -58,8 +58,6 @@ def load_module():
     The interpreter knows extension modules by their file and hands out what it has loaded
     before, so each loading takes a copy of the file.
     """
-    if MODULE.endswith(".py"):
-        return load_model()
     directory = directory_for_copies()
     try:
         path = os.path.join(directory, "Kelvaro.so")
@@ -85,7 +83,7 @@ def load_in_package(load):
         package = imp.new_module("plugins")
         package.__path__ = [directory]
         sys.modules["plugins"] = package
-        if load is load_model or MODULE.endswith(".py"):
+        if load is load_model:
             return load_model("plugins.Kelvaro")
         shutil.copy(MODULE, os.path.join(directory, "Kelvaro.so"))
         return __import__("plugins.Kelvaro", fromlist=["Kelvaro"])

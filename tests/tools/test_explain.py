@@ -6,7 +6,7 @@ import os
 import re
 import unittest
 
-from tests.support.machine import MODULE, PROJECT, directory, run, write
+from tests.support.machine import PROJECT, directory, run, write
 from tests.support.model import NAMES
 
 FULL = [
@@ -40,8 +40,7 @@ class Explain(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        result = run("tools/sandbox", "python2.7", "-O", "-m", "tests.support.crashes",
-                     KELVARO_MODULE=MODULE)
+        result = run("tools/sandbox", "python2.7", "-O", "-m", "tests.support.crashes")
         cls.logs = [(section, log.encode("ascii")) for section, log in json.loads(result.stdout)]
         cls.full = dict(cls.logs[::-1])["no room"]
         cls.other = dict(cls.logs)[None]
