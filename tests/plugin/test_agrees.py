@@ -36,25 +36,15 @@ class Agreement(unittest.TestCase):
             self.fail(text)
 
 
-def add_tests(case, name, scenario_list, body):
-    """Give the test case a test `name % scenario` for each scenario."""
-    for scenario in scenario_list:
-        def test(self, scenario=scenario):
-            body(self, scenario)
-        test.__name__ = name % re.sub(r"\W+", "_", scenario.__name__)
-        setattr(case, test.__name__, test)
-
-
 class FailuresAgree(Agreement):
     """Every operation of every walk fails in turn, with errors of changing kinds."""
 
+    def check(self, scenario):
+        self.agree(self.comparison.case(scenario, in_handler=True))
+        self.agree(self.comparison.failures(scenario, twins.failing_operations(scenario)))
 
-def operations_fail(self, scenario):
-    self.agree(self.comparison.case(scenario, in_handler=True))
-    self.agree(self.comparison.failures(scenario, twins.failing_operations(scenario)))
 
-
-add_tests(FailuresAgree, "test_each_failing_operation_of_%s", scenarios.FIXED, operations_fail)
+twins.add_tests(FailuresAgree, "test_each_failing_operation_of_%s", scenarios.FIXED)
 
 
 class GeneratedAgree(Agreement):
@@ -64,18 +54,17 @@ class GeneratedAgree(Agreement):
         for scenario in scenarios.STATUSES:
             self.agree(self.comparison.case(scenario))
 
+    def check(self, scenario):
+        for encoding in ("ascii", "utf-8"):
+            with default_encoding(encoding):
+                for seed in SEEDS:
+                    self.agree(self.comparison.case(scenario, seed=seed))
+                    self.agree(self.comparison.case(
+                        scenario, seed=seed, fail_at=1 + seed * 7 % 90,
+                        error=ERRORS[seed % len(ERRORS)], in_handler=bool(seed % 2)))
 
-def generated_cases(self, scenario):
-    for encoding in ("ascii", "utf-8"):
-        with default_encoding(encoding):
-            for seed in SEEDS:
-                self.agree(self.comparison.case(scenario, seed=seed))
-                self.agree(self.comparison.case(
-                    scenario, seed=seed, fail_at=1 + seed * 7 % 90,
-                    error=ERRORS[seed % len(ERRORS)], in_handler=bool(seed % 2)))
 
-
-add_tests(GeneratedAgree, "test_%s", scenarios.GENERATED, generated_cases)
+twins.add_tests(GeneratedAgree, "test_%s", scenarios.GENERATED)
 
 
 def walks_by_name():
@@ -283,14 +272,8 @@ class RealFilesAgree(Agreement):
         def scenario(case):
             shutil.rmtree(self.directory)
             os.mkdir(self.directory)
-            for name in ("open", "remove", "os_path", "system", "mkdir", "dump", "load"):
-                vars(case.module).pop(name, None)
-            for name in ("remove", "os_path", "dump", "load"):
-                vars(case.module)[name] = case.pristine[name]
-            for name in ("cache_file", "packagetmpfile", "packageinstalledfile"):
-                vars(case.module)[name] = os.path.join(self.directory, name)
+            case.use_real_files(self.directory)
             recorder = case.recorder
-            recorder.answers["fileExists"] = os.path.exists
             body(case)
             recorder.outcomes.append(sorted(os.listdir(self.directory)))
             for name in sorted(os.listdir(self.directory)):

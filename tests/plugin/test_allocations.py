@@ -281,16 +281,8 @@ def on_real_files(scenario):
     directory = tempfile.gettempdir()
 
     def on_files(case):
-        names = vars(case.module)
-        for name in ("open", "system", "mkdir"):
-            names.pop(name, None)
-        for name in ("remove", "dump", "load", "xml"):
-            names[name] = case.pristine[name]
-        names["os_path"] = Path
-        for name in ("cache_file", "packagetmpfile", "packageinstalledfile"):
-            names[name] = os.path.join(directory, name)
-            if os.path.exists(names[name]):
-                os.remove(names[name])
+        case.use_real_files(directory)
+        case.replace(os_path=Path, xml=case.pristine["xml"])
         case.recorder.answers["fileExists"] = Path.exists
         scenario(case)
     on_files.__name__ = scenario.__name__ + "_on_real_files"
@@ -347,16 +339,6 @@ REAL = [on_real_files(one) for one in (
     named("document_that_ends_early", document(scenarios.DOCUMENT[:400])))]
 
 
-def wrong_arguments(case):
-    """Arguments that do not fit, of each kind."""
-    for args, kwargs in (((1, 2, 3, 4, 5, 6), {}), ((), {"unknown": 1}), ((), {u"\xe4": 1}),
-                         ((1,), {"f_name": 2}), ((), {"f_name": 1, "other": 2})):
-        for name in ("newsURL", "skip_entry", "getHeader"):
-            case.call(name, *args, **kwargs)
-        case.call("AllNews", *args, **kwargs)
-        case.press(case.module.update_notification, "setSession", *args, **kwargs)
-
-
 def looked_at(case):
     """What can be asked of functions and classes."""
     for thing in (case.module.newsURL, vars(case.module.AllNews)["keyCancel"]):
@@ -368,7 +350,7 @@ def looked_at(case):
 
 
 #: A file that swallows errors swallows a MemoryError, too, so the call goes another way.
-WALKS = [walk for walk in scenarios.FIXED + REAL + [wrong_arguments, looked_at]
+WALKS = [walk for walk in scenarios.FIXED + REAL + [scenarios.wrong_arguments, looked_at]
          if "swallows" not in walk.__name__]
 
 
@@ -426,11 +408,5 @@ class Foreign(ModuleTest):
         self.assertFails(MemoryError, ["getHeader:52"], self.module.getHeader)
 
 
-def add_tests(case, walks):
-    for scenario in walks:
-        setattr(case, "test_%s_survives_each_failing_allocation" % scenario.__name__,
-                lambda self, scenario=scenario: self.check(scenario))
-
-
-add_tests(InUse, WALKS)
-add_tests(Unused, WALKS[::UNUSED_WALKS])
+twins.add_tests(InUse, "test_%s_survives_each_failing_allocation", WALKS)
+twins.add_tests(Unused, "test_%s_survives_each_failing_allocation", WALKS[::UNUSED_WALKS])

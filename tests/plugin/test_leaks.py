@@ -56,11 +56,7 @@ class Walks(unittest.TestCase):
 
     def test_of_wrong_arguments_leave_nothing(self):
         def scenario(case):
-            for args, kwargs in (((1, 2, 3, 4, 5, 6), {}), ((), {"unknown": 1}),
-                                 ((), {u"\xe4": 1}), ((1,), {"f_name": 2})):
-                for name in ("newsURL", "skip_entry", "getHeader", "AllNews"):
-                    case.call(name, *args, **kwargs)
-                case.press(case.module.update_notification, "setSession", *args, **kwargs)
+            scenarios.wrong_arguments(case)
             case.replace(open=globals)
             case.call("load_cache")
         self.check(scenario)

@@ -127,6 +127,15 @@ FUNCTIONS = [
 ]
 
 
+def wrong_arguments(case):
+    """Arguments that do not fit, of each kind."""
+    for args, kwargs in (((1, 2, 3, 4, 5, 6), {}), ((), {"unknown": 1}), ((), {u"\xe4": 1}),
+                         ((1,), {"f_name": 2}), ((), {"f_name": 1, "other": 2})):
+        for name in ("newsURL", "skip_entry", "getHeader", "AllNews"):
+            case.call(name, *args, **kwargs)
+        case.press(case.module.update_notification, "setSession", *args, **kwargs)
+
+
 # --- the news browser ----------------------------------------------------------------------
 
 def browser(case):

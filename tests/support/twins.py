@@ -213,6 +213,22 @@ class Case(object):
         """Replace names of the module's namespace for this run."""
         vars(self.module).update(names)
 
+    def use_real_files(self, directory):
+        """Give the module the interpreter's own files, pickles and os functions for this run.
+
+        Its files lie in the directory, and are not there yet.
+        """
+        names = vars(self.module)
+        for name in ("open", "system", "mkdir"):
+            names.pop(name, None)
+        for name in ("remove", "os_path", "dump", "load"):
+            names[name] = self.pristine[name]
+        for name in ("cache_file", "packagetmpfile", "packageinstalledfile"):
+            names[name] = os.path.join(directory, name)
+            if os.path.exists(names[name]):
+                os.remove(names[name])
+        self.recorder.answers["fileExists"] = os.path.exists
+
     def call(self, name, *args, **kwargs):
         """Call a name of the module (see `do`)."""
         return self.do(lambda: getattr(self.module, name)(*args, **kwargs))
@@ -390,3 +406,10 @@ def describe_how(how):
     """The arguments of `run` as a text to repeat them by."""
     return ", ".join("%s=%s" % (name, getattr(value, "__name__", value))
                      for name, value in sorted(how.items())) or "no failure"
+
+
+def add_tests(case, name, scenario_list):
+    """Give a test case a test `name % scenario` for each scenario: its check() of it."""
+    for scenario in scenario_list:
+        setattr(case, name % re.sub(r"\W+", "_", scenario.__name__),
+                lambda self, scenario=scenario: self.check(scenario))
