@@ -1,4 +1,4 @@
-"""A soak: weeks of hourly checks and hundreds of openings of the browser leave everything flat.
+"""A soak: days of hourly checks and a hundred openings of the browser leave everything flat.
 
 Now and then something is different: there are updates, and the user says yes or no; opkg is missing
 or fails; the server does what it should not. KELVARO_ONE_IN=1 takes a simulated year.

@@ -1,4 +1,4 @@
-"""Running the project's own scripts from tests on the machine itself."""
+"""Runs commands and the project's scripts for tests."""
 
 import collections
 import contextlib

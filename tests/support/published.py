@@ -1,4 +1,4 @@
-"""Reads a feed as a receiver does, and prints what it finds; for test_publish.py.
+"""Reads a feed as a receiver does, and prints what it finds; for tests/packaging/test_feed.py.
 
     tools/sandbox ... python2.7 -O -m tests.support.published FEED
 

@@ -26,8 +26,8 @@ def runs(release):
             lines = block.split("\n")
             command, _, note = lines[0][len("$ opkg "):].partition("   # ")
             found.append(Run(command, note, lines[1][len("exit "):], *[
-                "".join(line[5:] + "\n" for line in lines[2:] if line.startswith(stream))
-                for stream in ("out", "err")]))
+                "".join(line[5:] + "\n" for line in lines[2:] if line.startswith(kind))
+                for kind in ("out", "err")]))
     return found
 
 
