@@ -11,7 +11,7 @@ browser_packages=(chromium chromium-driver python3-selenium python3-aiohttp pyth
 #
 # Makes sure that the named Debian packages are installed. Missing ones are installed with
 # apt-get, as root or through sudo, after saying so on standard error; nothing is written to
-# standard output. Package lists are fetched only when the installation fails without.
+# standard output. Package lists are fetched only when the installation fails without them.
 # Exits with status 2, after one sentence that names the packages, when it cannot.
 need_packages() {
   local package log

@@ -47,7 +47,7 @@ class Album(unittest.TestCase):
                 if ending == ".png":
                     self.assertIn(('src="%s"' % found[0]).encode(), album["index.html"])
 
-    def test_shows_what_differs_from_a_former_one_and_is_else_the_same_to_the_byte(self):
+    def test_shows_what_differs_from_a_former_one_and_is_otherwise_the_same_to_the_byte(self):
         former = shutil.copytree(os.path.join(self.here, "one"), os.path.join(self.here, "former"))
         layout = os.path.join(former, OWN, "01-AllNews.json")
         with open(layout) as stream:

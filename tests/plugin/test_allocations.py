@@ -7,7 +7,7 @@ and in its import, each failure has a process of its own, in which what is made 
 use, has not been made.
 
 - What comes before the failure is as without it. The call in which it happens ends as without it,
-  or as is_allowed() says. Once it has ended as without it, the rest is as without it, too.
+  or as is_allowed() says. If it ends as without the failure, so does the rest.
 - The same walk succeeds right after, operation by operation as before.
 - Nothing is lost (see tests/support/leaks.py), except where the interpreter itself does
   (IN_OTHER_WORDS).
@@ -31,8 +31,8 @@ from tests.support.importing import record_import
 from tests.support.receiver import ModuleTest
 from tests.support.sampling import ONE_IN
 
-#: One in so many allocations fails; one in so many where that takes a process, and there in one in
-#: so many walks.
+#: IN_USE: one allocation in so many fails. UNUSED: the same where each takes a process, and only in
+#: one walk in UNUSED_WALKS.
 IN_USE, UNUSED = max(1, ONE_IN // 2), 1 if ONE_IN == 1 else 4 * ONE_IN
 UNUSED_WALKS = max(1, ONE_IN // 16)
 
@@ -164,7 +164,7 @@ class Walk(object):
             whole.append(True)
         run = twins.run(twins.module(), scenario)
         if whole:
-            # It may have gone another way, that with less memory, but not to another end.
+            # It may have gone another way, but to the same end.
             for what in ("outcomes", "files", "directories"):
                 found, expected = getattr(run, what), getattr(self.clean, what)
                 if without_labels(found) != without_labels(expected):

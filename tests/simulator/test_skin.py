@@ -150,7 +150,7 @@ class Places(SkinTest):
 
 class Painting(SkinTest):
 
-    def test_sources_come_first_then_widgets_then_decoration_unless_a_position_says_else(self):
+    def test_sources_come_first_then_widgets_then_decoration_unless_a_position_says_otherwise(self):
         layout = self.lay_out(
             '<eLabel position="0,0" size="9,9"/><widget name="text" position="0,0" size="9,9"/>'
             '<eLabel position="0,0" size="9,9" zPosition="-1"/>'

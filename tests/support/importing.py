@@ -16,8 +16,9 @@ def record_import(load, changes=(), hidden=(), fail_at=0, error=ERRORS[0], in_ha
                   then=None):
     """Import one implementation on the recording host; returns the Recorder.
 
-    changes: of the host's modules, see HostModules. hidden: of others, see hide. in_handler: import
-    while another exception is being handled. then: a function that is tried with the module.
+    changes: of the host's modules, see HostModules. hidden: names of other modules to hide (see
+    hide). in_handler: import while another exception is being handled. then: a function that is
+    tried with the module.
     """
     recorder = Recorder(fail_at, error)
     module = None

@@ -23,9 +23,9 @@ COUNTS = hasattr(sys, "gettotalrefcount")
 #: What other interpreters count references to, in addition to what a test names.
 SHARED = [None, True, False, 0, 1, "", u"", (), "menu", "update", "item", "all", "normal", "title"]
 
-#: How often there may be more than before until that is a leak, for caches fill: with the quick
-#: collection, that of the youngest objects; and with the whole one, which also gives back the freed
-#: objects that the interpreter keeps for new ones.
+#: How many calls may leave more behind before it counts as a leak, since caches fill: with the
+#: quick collection, that of the youngest objects; and with the whole one, which also gives back the
+#: freed objects that the interpreter keeps for new ones.
 QUICK, WHOLE = 4, 40
 
 
@@ -66,8 +66,8 @@ def loss(call, watched=()):
     watched: objects to which references are counted where not all are.
 
     What is lost each time shows each time: a call that once leaves as much as it found has lost
-    nothing. With the whole collection three calls together have to: one may give back what earlier
-    calls have left, and so hide what it loses.
+    nothing. With the whole collection three calls together must leave as much as they found: one
+    may give back what earlier calls have left, and so hide what it loses.
     """
     watched = list(watched)
     gc.disable()

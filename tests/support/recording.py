@@ -32,8 +32,8 @@ class Recorder(object):
     log holds the operations so far, as tuples that compare equal between implementations.
     files is the content (byte strings) of the recorded file system by path, directories the
     set of its directories. places: with `places`, the line of the module at each operation of
-    the log (None: outside of it). details: without, the log is of no more than the operations'
-    names, which takes half of the time. answers gives return values of host functions by name (see
+    the log (None: outside of it). details: if false, the log holds only the operations' names,
+    which halves the time. answers gives return values of host functions by name (see
     `answer`). outcomes is for the caller's own use. Nothing is noted while noting is false.
     """
 

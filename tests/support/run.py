@@ -1,6 +1,6 @@
 """Runs the tests of files: python tests/support/run.py [--one-in N] FILE...
 
-Each line of KELVARO_TESTS is a pattern: those tests are taken whose "FILE CLASS.NAME" contains one.
+Each line of KELVARO_TESTS is a pattern: only tests whose "FILE CLASS.NAME" contains one are run.
 --one-in takes one in N of what is generated, unless KELVARO_ONE_IN says how many. The last line is
 "N passed, N failed"; a skipped test has failed.
 """
@@ -18,7 +18,7 @@ MAY_SKIP = os.environ.get("KELVARO_SANDBOX") == "proot"
 
 
 class Result(unittest.TextTestResult):
-    """Takes a test for failed that shows nothing: one skipped, or expected to fail."""
+    """Counts a test that shows nothing as failed: one skipped, or expected to fail."""
 
     passed = 0
 
@@ -77,7 +77,7 @@ def main(arguments):
     tests = [pair for path in options.files for pair in tests_of(path)]
     chosen = [test for name, test in tests
               if not patterns or any(pattern in name for pattern in patterns)]
-    # With every name as it starts, so that one that ends the process, or never ends, can be told.
+    # With every name as it starts: one that ends the process, or never ends, can be identified.
     runner = unittest.TextTestRunner(sys.stdout, verbosity=2, resultclass=Result)
     result = runner.run(unittest.TestSuite(chosen))
     for test, reason in result.skipped:

@@ -1,5 +1,5 @@
 """How many of the generated cases and of the failing operations are tried: KELVARO_ONE_IN=N takes
-one in N, 1 all. Without it there are so many that a run of all tests stays short."""
+one in N, 1 all. Without it, one in 8, so that a run of all tests stays short."""
 
 import os
 

@@ -49,7 +49,7 @@ def check_documents(tree, model, configuration, problems):
                       % result.returncode)
     found = json.loads(result.stdout)
     for each in found["problems"]:
-        # What is missing has been told of already where the reason is known.
+        # A missing file is already reported where the reason is known.
         if contents[each["file"]] is not None or not tree.has_told(each["file"]):
             problems.append(Problem(**each))
     return found

@@ -124,7 +124,7 @@ def read_index(tree, place, problems):
 
 
 def check_paragraph(paragraph, place):
-    """Say whether opkg can take a package as its paragraph describes it; adds what it can't."""
+    """Return whether opkg can take a package as its paragraph has it; add a problem if not."""
     for field in ("Package", "Version", "Filename"):
         if not paragraph.get(field):
             paragraph.error(field, "The package has no %s, and opkg can't install it" % field,
