@@ -108,7 +108,7 @@ def from_share(path):
 
 
 def path_of(name):
-    """The other way round; a font of the image has no path of its own."""
+    """The path of a name that from_share() gave."""
     return os.path.join(SHARE, name)
 
 

@@ -10,7 +10,7 @@ from painting.fonts import USUAL, Face, faces
 
 SKIN = {
     "desktop": [1280, 720], "find": lambda name: os.path.join(HOST, name),
-    "fonts": {"Regular": {"file": "LiberationSans-Bold.ttf", "found": True, "scale": 100,
+    "fonts": {"Regular": {"file": "LiberationSans-Bold.ttf", "path": None, "scale": 100,
                           "replacement": 0}},
     "windowstyle": {"colors": {"Background": "#00000001", "ListboxBackground": "#00000002",
                                "LabelForeground": "#00000003"}}}

@@ -22,6 +22,7 @@ from Components.Sources.StaticText import StaticText
 from Screens.ChoiceBox import ChoiceBox
 from Screens.MessageBox import MessageBox
 from Screens.Screen import Screen
+from painting.fonts import DEBIAN, faces
 from painting.pictures import picture
 
 REFERENCE = os.path.join(ROOT, "tests", "simulator", "recorded", "reference")
@@ -307,6 +308,16 @@ class Files(SkinTest):
                 ("~/z.png", "Try/z.png"), ("Try/deep/a.png", "Try/deep/a.png")]:
             self.assertEqual(skin.from_share(skin.find(name)), path)
         self.assertEqual(skin.find("~/z.png", "/plugin"), "/plugin/z.png")
+
+    def test_fonts_of_the_skins_folder_are_its_own(self):
+        for name in ("flat.ttf", "fonts/deep.ttf"):
+            path = os.path.join(FOLDER, name)
+            if not os.path.isdir(os.path.dirname(path)):
+                os.makedirs(os.path.dirname(path))
+            shutil.copy(os.path.join(DEBIAN, "LiberationSerif-Regular.ttf"), path)
+            self.load('<fonts><font name="Own" filename="%s"/></fonts>' % name)
+            self.assertEqual([face.path for face in faces(skin.described(), "Own", 20)],
+                             [os.path.join(skin.SHARE, "Try", name)])
 
     def test_a_folder_beside_the_skin_adds_to_what_it_falls_back_to(self):
         for name in ("icons/input_info.png", "new.png"):

@@ -163,16 +163,15 @@ def faces(skin, family, size):
     if family not in fonts:
         return []
     others = sorted(name for name in fonts if fonts[name]["replacement"] and name != family)
-    sized = [(_path(skin, fonts[name], name in others), size * fonts[name]["scale"] // 100)
+    sized = [(_path(fonts[name], name in others), size * fonts[name]["scale"] // 100)
              for name in [family] + others]
     return [found for found in (face(path, pixels) for path, pixels in sized
                                 if path and pixels > 0) if found]
 
 
-def _path(skin, font, only_own):
+def _path(font, only_own):
     """Where a font lies on this machine, or one that stands in for it; None for none."""
-    own = skin["find"](font["file"])
-    paths = [own, os.path.join(DEBIAN, os.path.basename(font["file"]))]
-    if font["found"] and not only_own:
+    paths = [font["path"], os.path.join(DEBIAN, os.path.basename(font["file"]))]
+    if not only_own:
         paths.append(USUAL)
     return ([path for path in paths if path and os.path.isfile(path)] + [None])[0]
