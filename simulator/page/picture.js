@@ -94,8 +94,10 @@ const DO = {
   letters({points, width}, {size, letters, y, clip, outline, colour, ground}, font) {
     const [left, top, wide, high] = clip;
     const [from, to] = [parts(ground), parts(colour)];
-    const steps = [...Array(16).keys()].map((step) => (
-      point(from.map((start, part) => start + Math.floor((to[part] - start) * step / 16)))));
+    // Rounded down is the transparency, so opacity, part 3, is rounded up.
+    const rounded = [Math.floor, Math.floor, Math.floor, Math.ceil];
+    const steps = [...Array(16).keys()].map((step) => point(from.map(
+      (start, part) => start + rounded[part]((to[part] - start) * step / 16))));
     for (const [letter, x] of letters) {
       for (const [right, down, step] of mask(font, size, outline ?? 0, letter)) {
         const column = x + right;
