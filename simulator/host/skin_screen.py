@@ -10,7 +10,7 @@ from painting.pictures import picture
 _FILES = ("pixmap", "backgroundPixmap", "selectionPixmap", "sliderPixmap", "scrollbarSliderPicture",
           "scrollbarbackgroundPixmap", "scrollbarBackgroundPicture")
 #: Known to the host, without a trace in the picture or dealt with before.
-_SILENT = ("conditional", "objectTypes", "render", "source", "name", "position", "size")
+_SILENT = ("conditional", "objectTypes", "source", "name", "position", "size")
 
 
 class Element(object):
@@ -155,6 +155,7 @@ class _Reader(object):
         except Exception:
             renderer.detach()
             raise
+        del attributes["render"]
         self.sources.append(
             Element(part, "source", name, renderer, attributes, render, converters))
 

@@ -183,7 +183,8 @@ class Faults(SkinTest):
         for element, line in [
                 ('eLabel odd="1"', usual % ("odd", "1")),
                 ('widget source="rows" render="Listbox" halign="left"', usual % ("halign", "left")),
-                ('widget name="text" render="Label"', None),
+                ('widget name="text" render="Label"', usual % ("render", "Label")),
+                ('widget source="source" render="Label"', None),
                 ('widget name="bar" alphatest="on"', usual % ("alphatest", "on")),
                 ('widget name="scroll" scrollbarMode="odd"', usual % ("scrollbarMode", "odd")),
                 ('eLabel backgroundColor="odd"',
