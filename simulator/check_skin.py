@@ -24,7 +24,7 @@ from Screens.MessageBox import MessageBox
 from painting.fonts import faces
 from painting.pictures import picture
 from painting.screen import BLACK, RT_WRAP, common, entries, value_of
-from painting.text import measured
+from painting.text import DEFAULT_FONT, measured
 from simulator import ROOT, layout, loop, plugin_files, skins, view
 from simulator.options import OneSentence, add_further_skin_options, skin_arguments
 from simulator.problems import FORMS, Problem, Problems, add_format_option
@@ -353,7 +353,7 @@ class Check(object):
     def _measure_label(self, language, element, look):
         step = 2 * (look.get("border") or [0])[0]
         self._measure(language, element, look, look["text"].rstrip("\n"),
-                      look["font"] or ["Regular", 12],
+                      look["font"] or DEFAULT_FONT,
                       [extent - step for extent in look["final"][2:]], not look["noWrap"])
 
     def _measure_rows(self, language, element, look):

@@ -7,7 +7,7 @@ import subprocess
 import keymap
 import skin
 from painting.fonts import EvenFace
-from painting.text import measured
+from painting.text import DEFAULT_FONT, measured
 from simulator.loop import main_loop
 
 zirk_version = "3.1.0"
@@ -240,7 +240,7 @@ class eLabel(eWidget):
 
     def calculateSize(self):
         """The size that the text needs, wrapped at the label's width."""
-        lines, height = typeset(self._text, self.look.get("font") or ["Regular", 12],
+        lines, height = typeset(self._text, self.look.get("font") or DEFAULT_FONT,
                                 None if self.look.get("noWrap") else self._size.width())
         return eSize(max([width for _, width in lines] + [0]), height * len(lines))
 

@@ -76,6 +76,11 @@ class TextTest(unittest.TestCase):
         tab = text.lines_of(faces(SKIN, "Regular", 20), "a\\tb", None)[0][1]
         self.assertEqual(160, tab.x)
 
+    def test_a_text_whose_skin_names_no_font_has_the_hosts(self):
+        for draws in ("label", "scroll"):
+            letters = painted(element(draws, [0, 0, 99, 99], text="a", top=0, total=14))[1]
+            self.assertEqual(12, letters["size"], draws)
+
     def test_a_text_stands_where_its_alignment_says_and_is_cut_by_its_label(self):
         for how, x, y in ((dict(), 100, 220), (dict(valign="center"), 100, 237),
                           (dict(valign="bottom"), 100, 253), (dict(halign="right"), 294, 220),

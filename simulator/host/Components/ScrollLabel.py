@@ -2,6 +2,7 @@
 
 import enigma
 from Components.Label import Label
+from painting.text import DEFAULT_FONT
 
 
 class ScrollLabel(Label):
@@ -17,8 +18,8 @@ class ScrollLabel(Label):
 
     def skinApplied(self, look):
         """Shrink the compiled widget to whole lines, and a sixth of one."""
-        font = look.get("font") or ["Regular", 12]
-        self._line = enigma.typeset("", font, None)[1] or 30
+        self._font = look.get("font") or DEFAULT_FONT
+        self._line = enigma.typeset("", self._font, None)[1] or 30
         width, height = self.instance.size().pair()
         self.page = height // self._line * self._line
         self.instance.resize(enigma.eSize(width, self.page + self._line // 6))
@@ -30,10 +31,9 @@ class ScrollLabel(Label):
         if self.instance is None or not self._line:
             self._lines = self.getText().rstrip().split("\n")
             return
-        font = self.instance.look.get("font") or ["Regular", 12]
         text, width = self.getText().rstrip(), self.instance.size().width()
-        self.total = self._line * len(enigma.typeset(text, font, width - margin)[0])
-        self._lines = [line for line, _ in enigma.typeset(text, font, width - self.BAR)[0]]
+        self.total = self._line * len(enigma.typeset(text, self._font, width - margin)[0])
+        self._lines = [line for line, _ in enigma.typeset(text, self._font, width - self.BAR)[0]]
         # What is too long for the height is lost.
         del self._lines[self.total // self._line:]
 

@@ -14,7 +14,7 @@ height], colours "#aarrggbb" with AA as the transparency towards the television.
 
 from painting.fonts import faces
 from painting.pictures import picture
-from painting.text import typeset
+from painting.text import DEFAULT_FONT, typeset
 
 HALIGN = {1: "left", 2: "right", 4: "center", 8: "block"}
 VALIGN = {16: "center", 32: "bottom"}
@@ -190,7 +190,7 @@ def _label(painter, element, place):
     how = {"halign": element["halign"], "valign": element["valign"],
            "wrap": not element["noWrap"]}
     colour = element["foreground"] or painter.style("LabelForeground")
-    ground, font = painter.ground(element["background"]), element["font"] or ["Regular", 12]
+    ground, font = painter.ground(element["background"]), element["font"] or DEFAULT_FONT
     shadow = element.get("shadow")
     if shadow:
         x, y, shade = shadow
@@ -204,7 +204,7 @@ def _label(painter, element, place):
 def _scrolling_text(painter, element, place):
     _fill_own(painter, element, place)
     left, top, width, height = place
-    font = element["font"] or ["Regular", 20]
+    font = element["font"] or DEFAULT_FONT
     found = faces(painter.skin, *font)
     page = height // found[0].line_height * found[0].line_height if found else 0
     painter.clip = common(painter.clip, [left, top, width, page])

@@ -9,6 +9,7 @@ from painting.fonts import faces
 _PART = re.compile(u"\\\\(?P<control>[ntr])|\\\\c(?P<colour>.{8})|(?P<letter>.)", re.DOTALL)
 _CONTROLS = {u"n": u"\n", u"t": u"\t", u"r": u"\r"}
 _TAB = 8  # sizes of the font
+DEFAULT_FONT = ["Regular", 12]  # of texts, where the skin names none
 _KEPT = 20000  # letters of texts that are kept as they were broken into lines
 
 
