@@ -369,8 +369,9 @@ def statistics_problems(content):
             records += 1
             _check_record(problems, number, shown, *fields[:2])
     if not records:
-        problems.warning(None, u"There is no record in a section, and \"Top 20\" opens empty",
-                         u"add sections with records")
+        problems.error(None, u"There is no record in a section, and receivers whose skin has no "
+                       u"chooser of its own restart their menus when \"Top 20\" opens",
+                       u"add sections with records")
     return problems
 
 

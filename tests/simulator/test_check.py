@@ -279,7 +279,7 @@ class StatisticsTest(CheckTest):
 
     def test_no_record_or_no_file(self):
         for content in ("", "EXTENSIONS\nSKINS\n", "\n"):
-            self.problem("zirkdlstat.txt", "warning", "opens empty", statistics=content)
+            self.problem("zirkdlstat.txt", "error", "restart", "chooser", statistics=content)
         os.remove(os.path.join(self.directory, "zirkdlstat.txt"))
         self.problem("zirkdlstat.txt", "error", "missing", "yellow", statistics=None)
         self.assertEqual(json.loads(self.output)["top20"], [])
