@@ -8,6 +8,7 @@ import fcntl
 import glob
 import json
 import os
+import subprocess
 import sys
 
 import keymap
@@ -63,12 +64,12 @@ class Faults(object):
         elif name == "locked":
             self._lock.close()
         elif name == "no-space" and on:
-            os.system("cat /dev/zero > %s 2> /dev/null" % FILLER)
+            subprocess.call("cat /dev/zero > %s 2> /dev/null" % FILLER, shell=True)
         elif name == "no-space":
             os.remove(FILLER)
 
     def _strike(self):
-        """Have the server's answers go wrong as they are to now."""
+        """Make the server fail as the switches now say."""
         self.server.clear()
         if self.on["not-found"]:
             self._fault(status=404)

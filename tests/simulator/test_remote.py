@@ -230,6 +230,7 @@ class FaultTest(RemoteTest):
                 screen = front(self.last("screen"))
                 self.assertEqual((screen["name"], element(screen, "status")["text"]),
                                  ("Ipkg", status))
+                self.assertNotIn("/dev/zero", str(self.log("command")))  # the fault's own doing
 
     def test_each_fault_of_opkg_empties_the_listing_until_it_is_switched_off(self):
         packages.build_feed(self.feed, [packages.Package("disk-tools", "8")])
