@@ -331,9 +331,6 @@ class Check(object):
         texts = []
         for entry in look["template"]["entries"]:
             kind, value = entry["kind"], entry["value"]
-            if kind == "text" and entry["font"] >= len(look["template"]["fonts"]):
-                self._add("error", place, u"From the text with font %d on rows stay blank, since "
-                          u"there is no such font" % entry["font"], u"add it to the fonts")
             if kind == "text" and isinstance(value, int):
                 texts.append(value)
                 if not ENTRY <= value <= ICON:
@@ -342,11 +339,17 @@ class Check(object):
                 elif value != TITLE:
                     self._add("warning", place, u"The text with index %d is shown as "
                               u"\"<not-a-string>\"" % value, u"show index 1, the title")
-            elif kind.startswith("pixmap") and not _is_picture(value):
+            if kind == "text" and entry["font"] >= len(look["template"]["fonts"]):
+                self._add("error", place, u"From the text with font %d on rows stay blank, since "
+                          u"there is no such font" % entry["font"], u"add it to the fonts")
+                break
+            if kind.startswith("pixmap") and not _is_picture(value):
                 self._add("error", place, u"From the picture %s on rows stay blank, since there is "
                           u"none" % _text(value), u"show index 2, the icon")
-        if not texts:
-            self._add("warning", place, u"Titles are not shown", u"add a text with index 1")
+                break
+        else:
+            if not texts:
+                self._add("warning", place, u"Titles are not shown", u"add a text with index 1")
 
     # Texts.
 

@@ -95,6 +95,8 @@ ALONE = [
     ("text=1", "text=1, font=1", "error", "stay blank, since there is no such font", "fonts"),
     ("png=2", "png=1", "error", "the picture 1 on rows stay blank", "index 2"),
     ("png=2", "png=3", "error", "the picture 3 on rows stay blank", "index 2"),
+    ("png=2)", "png=3), MultiContentEntryText(text=3)", "error", "the picture 3 on rows stay blank",
+     "index 2"),
     ('gFont("Regular"', 'gFont("Odd"', "error", "no font Odd", "Thin"),
     ("e-128,450", "e-128,49", "error", "lower than a row", "higher"),
     ("e-128,440", "e-128,20", "error", "lower than a line", "higher"),

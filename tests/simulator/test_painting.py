@@ -116,6 +116,18 @@ class ListTest(unittest.TestCase):
             self.assertEqual(([thumb] if thumb else []) + frame, fills("#00000003", found))
             self.assertEqual([[1191, 150, 5, 455]] if frame else [], fills("#00000002", found))
 
+    def test_a_row_ends_where_a_picture_or_a_font_is_not_there(self):
+        words = {"kind": "text", "value": 0, "font": 0, "rect": [0, 0, 99, 50], "flags": 1}
+        lacking = {"kind": "pixmap", "value": 1, "rect": [0, 0, 9, 9], "flags": 0}
+        for before, shown in ((dict(lacking, value=None), True), (lacking, False),
+                              (dict(lacking, value=7), False), (dict(words, value=None), True),
+                              (dict(words, font=1), False)):
+            found = painted(dict(
+                element("list", [0, 0, 99, 50], itemHeight=50, scrollbarMode="showNever", index=0,
+                        content=[("words", None)]),
+                template={"entries": [before, words], "fonts": [["Regular", 20]]}))
+            self.assertEqual(shown, "letters" in [one["do"] for one in found], before)
+
     def test_a_scrolling_text_shows_whole_lines_and_where_they_are(self):
         words = "\n".join("line %d" % number for number in range(13))
         for top, first, thumb in ((0, "0", 0), (88, "4", 29), (176, "8", 57), (198, "9", 64)):

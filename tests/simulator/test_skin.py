@@ -372,6 +372,10 @@ class Contents(SkinTest):
         layout = self.lay_out('<widget source="rows" render="Listbox">%s</widget>' % template)
         self.assertEqual(layout["elements"][0]["rows"], 7)
         self.assertRaises(MemoryFault, self.box.session.open, Probe)
+        for before in ("MultiContentEntryPixmap(png=0)", "MultiContentEntryText(text=0, font=1)"):
+            self.lay_out('<widget source="rows" render="Listbox">%s</widget>' % template.replace(
+                "[Multi", "[%s, Multi" % before))
+            self.box.session.open(Probe)  # the rest of each row stays blank
 
     def test_sources_show_what_converters_make_of_them(self):
         widget = ('<widget source="%s" render="Label" size="9,9">'

@@ -339,8 +339,9 @@ def _row(painter, element, place, row, number):
         _string(painter, element, row, place, colour, ground)
     else:
         for entry in entries(element, row):
-            if not _entry(painter, element, entry, row, place, colour, ground, kind, selection):
-                break  # the rest of the row stays blank
+            _entry(painter, element, entry, row, place, colour, ground, kind, selection)
+            if ends_row(entry, row, element["template"]["fonts"], painter.skin["find"]):
+                break
     if selected and not element["selectionPixmap"]:
         _border(painter, "bsListboxEntry", place)
 
@@ -366,6 +367,20 @@ def value_of(entry, row):
     return value
 
 
+def ends_row(entry, row, fonts, find):
+    """Do the entries after this one stay blank, for want of its font or picture?"""
+    if entry["kind"] == "text":
+        return entry["font"] >= len(fonts)
+    return (entry["kind"].startswith("pixmap") and entry["value"] is not None
+            and _picture_of(entry, row, find) is None)
+
+
+def _picture_of(entry, row, find):
+    """The Picture that an entry shows of its row, or None; find: gives the path of a name."""
+    value = value_of(entry, row)
+    return picture(find(value) if isinstance(value, str) else getattr(value, "path", None))
+
+
 def _colour(colour, row):
     """A colour that an entry names, or has its row give: then it is the list [index]."""
     if isinstance(colour, list):
@@ -389,27 +404,23 @@ def _string(painter, element, row, place, colour, ground):
 
 
 def _entry(painter, element, entry, row, place, colour, ground, kind, selection):
-    """Paint an entry of a row; return whether those after it are painted, too."""
     left, top, width, height = entry["rect"]
     inside = [place[0] + left, place[1] + top, width, height]
     whole, painter.clip = painter.clip, common(common(painter.clip, place), inside)
     back = _colour(entry.get("background" + kind), row)
-    value = value_of(entry, row)
-    going_on = True
     if back:
         painter.fill(inside, back)
     elif selection and entry["kind"] == "text":
         _centred(painter, selection, place, "seen", inside)
     if entry["kind"] == "text":
         colour = _colour(entry.get("foreground" + kind), row) or colour
-        going_on = entry["font"] < len(element["template"]["fonts"])
-        if going_on and value is not None:
-            _entry_text(painter, element["template"]["fonts"][entry["font"]], entry, value, inside,
-                        colour, back or ground, element.get("border"))
+        fonts, value = element["template"]["fonts"], value_of(entry, row)
+        if entry["font"] < len(fonts) and value is not None:
+            _entry_text(painter, fonts[entry["font"]], entry, value, inside, colour, back or ground,
+                        element.get("border"))
     elif entry["kind"].startswith("pixmap"):
-        going_on = value is not None and _entry_picture(painter, entry, value, inside)
+        _entry_picture(painter, entry, _picture_of(entry, row, painter.skin["find"]), inside)
     painter.clip = whole
-    return going_on
 
 
 def _entry_text(painter, font, entry, words, place, colour, ground, outline):
@@ -424,14 +435,11 @@ def _entry_text(painter, font, entry, words, place, colour, ground, outline):
                  halign=HALIGN.get(flags & 15), valign=VALIGN.get(flags & 48))
 
 
-def _entry_picture(painter, entry, value, place):
-    found = painter.load(value) if isinstance(value, str) else picture(
-        getattr(value, "path", None))
+def _entry_picture(painter, entry, found, place):
     if found is not None:
         solid = "solid" if found.palette or entry["flags"] & (STRETCH | KEEP_SHAPE) else "seen"
         mode = {"pixmap alphatest": solid, "pixmap alphablend": "blend"}.get(entry["kind"], "all")
         painter.picture(found, _in_entry(found, entry["flags"], place), place, mode)
-    return found is not None
 
 
 def _in_entry(found, flags, place):

@@ -4,6 +4,7 @@ import functools
 
 import skin
 from Components.Converter.Converter import Converter
+from painting.screen import ends_row
 
 
 class MemoryFault(RuntimeError):
@@ -45,13 +46,15 @@ class TemplatedMultiContent(Converter):
 
     def paint(self):
         """The rows are painted: a text that lies past a row's end is a memory fault."""
-        wanted = [entry["value"] for entry in self.template["entries"]
-                  if entry["kind"] == "text" and isinstance(entry["value"], int)]
         for row in self.source.list:
-            for index in wanted:
-                if isinstance(row, tuple) and not 0 <= index < len(row):
+            for entry in self.template["entries"] if isinstance(row, tuple) else []:
+                index = entry["value"]
+                if (entry["kind"] == "text" and isinstance(index, int)
+                        and not 0 <= index < len(row)):
                     raise MemoryFault("the skin's template shows text %d of a row with %d parts: "
                                       "there the GUI crashes" % (index, len(row)))
+                if ends_row(entry, row, self.template["fonts"], skin.path_of):
+                    break
 
     def changed(self):
         self.source.list  # what is no list has none
