@@ -46,9 +46,9 @@ def describe(screen):
     """The screen as plain data, ready to be sent elsewhere: strings, numbers, lists, None.
 
     name: its class; layout: the skin's screen it is drawn as, None for a blank one; title: the
-    window title; elements: those in sight, in the order of reading, each with "name", "place" and
-    "kind": "text" (text), "list" (rows, index), "pages" (lines, page, pages). A message box has
-    "seconds" left besides. The television picture, None, gives None.
+    window title; elements: those in sight, in reading order, each with "name", "place" and "kind":
+    "text" (text), "list" (rows, index), "pages" (lines, page, pages) or None; a bar has its "value"
+    besides. A message box has "seconds" left. The television picture, None, gives None.
     """
     if screen is None:
         return None
