@@ -2,6 +2,7 @@
 
 import skin
 from painting.pictures import picture
+from painting.screen import SCROLLBAR_WIDTH, common
 
 _BASE = ("font", "foreground", "background", "halign", "valign", "pixmap", "alphatest")
 _FLAGS = ("noWrap", "transparent", "scale")
@@ -80,7 +81,8 @@ def _list(element):
         template = element.widget.template() if instance.kind == "list" else None
     return dict(
         described, template=template, itemHeight=instance.itemHeight, rows=instance.count(),
-        scrollbarMode=instance.scrollbarMode, scrollbarWidth=look.get("scrollbarWidth", 20),
+        scrollbarMode=instance.scrollbarMode,
+        scrollbarWidth=look.get("scrollbarWidth", SCROLLBAR_WIDTH),
         index=instance.getCurrentIndex(), content=element.rows())
 
 
@@ -95,6 +97,4 @@ def _opaque(look):
 
 
 def _lies_over(above, below):
-    left, top, width, height = below
-    return (width > 0 and height > 0 and above[0] <= left and above[1] <= top
-            and above[0] + above[2] >= left + width and above[1] + above[3] >= top + height)
+    return below[2] > 0 and below[3] > 0 and common(above, below) == below

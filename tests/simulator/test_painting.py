@@ -22,7 +22,8 @@ def element(draws, final, **more):
         "font", "foreground", "background", "halign", "valign", "noWrap", "transparent", "pixmap",
         "alphatest", "scale", "scrollbar", "foregroundSelected", "backgroundSelected", "template",
         "selectionPixmap", "backgroundPixmap", "value", "range", "orientation"))
-    silent.update(draws=draws, final=final, visible=True, covered=False, **more)
+    silent.update(draws=draws, final=final, visible=True, covered=False, scrollbarWidth=20)
+    silent.update(more)
     return silent
 
 
@@ -115,6 +116,13 @@ class ListTest(unittest.TestCase):
                      [1215, 150, 1, 455]] if width == 1127 else []
             self.assertEqual(([thumb] if thumb else []) + frame, fills("#00000003", found))
             self.assertEqual([[1191, 150, 5, 455]] if frame else [], fills("#00000002", found))
+
+    def test_a_bar_is_as_wide_as_the_layout_says(self):
+        for bar in (20, 8, 0):
+            found = painted(element(
+                "list", [0, 0, 99, 50], itemHeight=50, scrollbarMode="showAlways", index=0,
+                scrollbarWidth=bar, content=[], background="#00000004"))
+            self.assertEqual([[0, 0, 94 - bar, 50]], fills("#00000004", found))
 
     def test_a_row_ends_where_a_picture_or_a_font_is_not_there(self):
         words = {"kind": "text", "value": 0, "font": 0, "rect": [0, 0, 99, 50], "flags": 1}

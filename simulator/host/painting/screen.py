@@ -275,7 +275,7 @@ def _bar(painter, element, place):
     if found:
         painter.picture(found, place[:2] + [found.width, found.height], part)
     else:
-        painter.fill(part, element["foreground"] or painter.style("LabelForeground"))
+        painter.fill(part, painter.style("LabelForeground"))
     painter.edge(element, place)
 
 
@@ -287,11 +287,10 @@ def _television(painter, element, place):
 
 def _list(painter, element, place):
     left, top, width, height = place
-    look = element["scrollbar"] or {}
     mode, rows = element["scrollbarMode"], element["content"]
     index, high = max(0, element["index"] or 0), element["itemHeight"]
     page = height // high
-    bar = look.get("width") or SCROLLBAR_WIDTH
+    bar = element["scrollbarWidth"]
     shown = mode == "showAlways" or mode in ("showOnDemand", "showLeft") and len(rows) > page > 0
     shift = bar + 5 if mode == "showLeft" else 0
     if shown or shift:
