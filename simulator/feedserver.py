@@ -7,7 +7,7 @@ A feed is a directory:
     all/Packages.gz     the package index, and beside it the packages
 
 It is served below the path /feed. The base address that the package manager knows ends in
-"/all"; whoever wants another file of the feed replaces "all" in that address by the file's
+"/all"; whoever wants another file of the feed replaces "all" in that address with the file's
 name, everywhere it occurs, so nothing else in the address may contain these letters.
 
     server = FeedServer("simulator/sample-feed").start()
@@ -34,7 +34,6 @@ import urllib
 from simulator.opkg import database
 
 ROOT = "/feed"
-SOURCE_NAME = "Zirk-all"
 
 #: The points of an answer at which a fault can strike: before the status line, between the
 #: headers and the body, after half of the body.
@@ -132,7 +131,7 @@ class FeedServer(object):
 
     def conf_line(self):
         """Return the first line of the feed configuration that leads to this server."""
-        return "src/gz %s %s\n" % (SOURCE_NAME, self.url)
+        return "src/gz Zirk-all %s\n" % self.url
 
     def fault(self, path, **what):
         """Make the answers for one path go wrong; an earlier fault there is taken back.

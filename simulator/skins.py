@@ -27,13 +27,12 @@ def use(directory=None, user_file=None, size=(1280, 720), stand_ins=False):
     skin has its own. Raises SkinFailed with the host's own line where the GUI would not start.
     """
     skin.stand_ins = set() if stand_ins else None
-    own = None
-    if directory is None and user_file is None:
-        own = size, scaled(os.path.join(HOST, "skin.xml.in"), size[0])
-        if own in _own:
-            skin.restore(_own[own])
-            if not skin.edited():
-                return
+    text = scaled(os.path.join(HOST, "skin.xml.in"), size[0])
+    own = (size, text) if directory is None and user_file is None else None
+    if own in _own:
+        skin.restore(_own[own])
+        if not skin.edited():
+            return
     shutil.rmtree(skin.SHARE, ignore_errors=True)
     _merge(os.path.join(HOST, skin.DEFAULT), os.path.join(skin.SHARE, skin.DEFAULT))
     os.symlink(os.path.join(HOST, "skin_default.xml"), os.path.join(skin.SHARE, "skin_default.xml"))
@@ -41,7 +40,7 @@ def use(directory=None, user_file=None, size=(1280, 720), stand_ins=False):
         name = "Simulated"
         os.mkdir(os.path.join(skin.SHARE, name))
         with open(os.path.join(skin.SHARE, name, "skin.xml"), "w") as stream:
-            stream.write(scaled(os.path.join(HOST, "skin.xml.in"), size[0]))
+            stream.write(text)
     else:
         directory = os.path.realpath(directory)
         name = os.path.basename(directory)

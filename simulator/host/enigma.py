@@ -54,8 +54,6 @@ class eConsoleAppContainer(object):
 
     def execute(self, command):
         """Start `command`; 0, or -1 when it cannot be started."""
-        if self.running():
-            return -1
         with open(os.devnull) as nothing:
             try:
                 self._process = subprocess.Popen(
@@ -90,14 +88,13 @@ class eConsoleAppContainer(object):
             for function in list(self.dataAvail):
                 function(text)
         else:
-            # -1 stands for an end by a signal.
-            self._end(lambda status: status if status >= 0 else -1)
+            self._end()
 
     def abandon(self):
         """Stop the command; nobody is told."""
         self._signal()
         self.appClosed = []
-        self._end(None)
+        self._end()
 
     def _signal(self):
         try:
@@ -105,14 +102,14 @@ class eConsoleAppContainer(object):
         except OSError:
             pass  # has just ended
 
-    def _end(self, judge):
+    def _end(self):
         process, self._process = self._process, None
         process.stdout.close()
-        status = process.wait()
+        status = max(-1, process.wait())  # -1 stands for an end by a signal
         main_loop.ended(self)
         functions, self.dataAvail, self.appClosed = self.appClosed, [], []
         for function in functions:
-            function(judge(status))
+            function(status)
 
 
 def _prepare_child():
@@ -294,7 +291,7 @@ class eListbox(eWidget):
         if look.get("itemHeight") is not None:
             self.itemHeight = look["itemHeight"] or 20
         self.scrollbarMode = look.get("scrollbarMode") or self.scrollbarMode
-        self.wrap = self.wrap or bool(look.get("enableWrapAround"))
+        self.wrap = bool(look.get("enableWrapAround"))
 
     def setCount(self, count):
         self._count = count
@@ -331,9 +328,9 @@ class eDesktop(object):
     def __init__(self):
         self.resize(720, 576)
 
-    def resize(self, width, height=None):
-        """Make the picture this large; a width of PICTURES will do."""
-        self._size = eSize(width, PICTURES[width] if height is None else height)
+    def resize(self, width, height):
+        """Make the picture this large."""
+        self._size = eSize(width, height)
 
     def size(self):
         return self._size

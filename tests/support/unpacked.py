@@ -42,7 +42,7 @@ def main(package):
 
 def use(box, width):
     """Start the plug-in with the screens of that width, and walk through them."""
-    enigma.getDesktop(0).resize(width)
+    enigma.getDesktop(0).resize(width, enigma.PICTURES[width])
     box.load()
     print(box.module.__name__)
     print(box.module.__file__)

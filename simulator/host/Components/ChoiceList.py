@@ -18,7 +18,8 @@ class ChoiceList(MenuList):
 
     def postWidgetCreate(self, instance):
         MenuList.postWidgetCreate(self, instance)
-        instance.itemHeight = skin.aliases.get("ChoiceList", ("Regular", 20, 25, 20))[2]
+        self._alias = skin.aliases.get("ChoiceList", ("Regular", 20, 25, 20))
+        instance.itemHeight = self._alias[2]
         instance.scrollbarMode = "showOnDemand"
 
     def template(self, number=0):
@@ -34,8 +35,7 @@ class ChoiceList(MenuList):
             place = skin.parameters.get("ChoicelistIcon", [5, 0, 35, 25])
             entries.insert(0, {"kind": PIXMAP, "flags": 0, "value": skin.from_share(path),
                                "rect": place})
-        alias = skin.aliases.get("ChoiceList", ("Regular", 20, 25, 20))
-        return {"itemHeight": alias[2], "fonts": [list(alias[:2])], "entries": entries}
+        return {"itemHeight": self._alias[2], "fonts": [list(self._alias[:2])], "entries": entries}
 
     def rows(self):
         """The rows as the compiled list gets them: each with what it consists of."""

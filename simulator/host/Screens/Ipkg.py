@@ -42,7 +42,7 @@ class Ipkg(Screen):
             self["status"].setText(
                 {IpkgComponent.CMD_UPDATE: _("Update package list"),
                  IpkgComponent.CMD_INSTALL: _("Installing"),
-                 IpkgComponent.CMD_REMOVE: _("Removing")}.get(command, _("Running")))
+                 IpkgComponent.CMD_REMOVE: _("Removing")}[command])
             self.ipkg.startCmd(command, args)
         elif self._failed:
             self["status"].setText(_("Done, with errors"))

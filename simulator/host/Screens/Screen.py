@@ -8,17 +8,16 @@ from Components.Sources.StaticText import StaticText
 
 class Screen(dict):
 
-    def __init__(self, session, parent=None):
+    def __init__(self, session):
         dict.__init__(self)
         self.session = session
-        self.parent = parent
         self.skinName = self.__class__.__name__
         self.layout = None  # the name of the skin's screen that was found
-        self.look = {}  # of that one: see skin_screen.py, which also makes all of these
+        self.look = {}  # what the skin says of it; skin_screen.py sets this and the next five
         self.elements = []
         self.missing = []  # names of components that the skin does not have
         self.log = []  # lines of the host
-        self.applets = []  # the skin's own code: pairs of it, compiled, and its element
+        self.applets = []  # the skin's own code: pairs of compiled code and element
         self.instance = None
         self.execing = False  # in front, with its keys alive
         self.close_on_next_exec = None
@@ -48,9 +47,8 @@ class Screen(dict):
     # For the skin.
 
     def getRelatedScreen(self, name):
-        """The sources of the session, of the whole host or of the screen that this belongs to."""
-        return {"session": self.session.screen, "global": self.session.global_screen,
-                "parent": self.parent}.get(name)
+        """The sources of the session or of the whole host."""
+        return {"session": self.session.screen, "global": self.session.global_screen}.get(name)
 
     def runApplets(self):
         """Run the skin's own code, with `self` for this screen."""

@@ -13,7 +13,6 @@ class Listbox(Renderer):
     def GUIcreate(self):
         Renderer.GUIcreate(self)
         self.instance.itemHeight = self.source.template["itemHeight"]
-        self.instance.wrap = self.source.enableWrapAround
         self.instance.changed = lambda: self.source.moved(self.getIndex())
         self.source.lead(self)
 

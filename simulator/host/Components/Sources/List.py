@@ -5,22 +5,18 @@ from Components.Sources.Source import Source
 
 class List(Source):
 
-    def __init__(self, list=[], enableWrapAround=False):
+    def __init__(self, list=[]):
         Source.__init__(self)
         self._list = list
-        self.enableWrapAround = enableWrapAround
         self.onSelectionChanged = []
         self.master = None  # the first list box that renders this list
-
-    def getList(self):
-        return self._list
 
     def setList(self, list):
         self._list = list
         self.changed()
         self.selectionChanged()
 
-    list = property(lambda self: self.getList(), lambda self, list: self.setList(list))
+    list = property(lambda self: self._list, lambda self, list: self.setList(list))
 
     def updateList(self, list):
         """Put in rows of the same number; the selection stays and nobody is told of one."""
