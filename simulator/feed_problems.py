@@ -32,7 +32,7 @@ UNBEARABLE_NEWS = 4000000
 #: interpreter's; and what it means when one can't show a text.
 ENCODINGS = [("utf-8", ERROR), ("ascii", WARNING)]
 
-#: The elements that the news are made of: the one around each, and the attributes that count.
+#: The elements that the news is made of: the one around each, and the attributes that count.
 ELEMENTS = {
     "update": (None, ("type", "require")),
     "title": ("update", ()),
@@ -170,7 +170,7 @@ def _read(content):
 
 
 class _Element(object):
-    """An element that the news are made of, or one whose name differs from theirs in capitals."""
+    """An element that the news is made of, or one whose name differs from theirs in capitals."""
 
     def __init__(self, node, around):
         """around: the _Elements that it stands in, from the outermost to the innermost."""
@@ -428,7 +428,7 @@ def configuration_problems(content, made):
                   u"let the address end in /all, without a slash"
                   if not words[2].endswith("/all") else
                   u"keep \"all\" out of the names of hosts and folders")
-        problems.error(1, u"The news are looked for in the wrong place; stripping the line leaves "
+        problems.error(1, u"The news is looked for in the wrong place; stripping the line leaves "
                        u"\"%s\", replacing each \"all\" makes \"%s\" of it, and \"%s\" is "
                        u"meant" % (_shown(stripped), _shown(made), _shown(meant)), remedy)
     return problems

@@ -124,7 +124,7 @@ class Tour(object):
         self._must_be_front(box.module.AllNews)
         self._show("The news browser opens at once, with a row that asks to wait")
         box.pass_time(0.1)
-        self._show("A tenth of a second later the news are there")
+        self._show("A tenth of a second later the news is there")
         if isinstance(box.screen, MessageBox):
             box.press("ok")
         self._must_be_front(box.module.AllNews)

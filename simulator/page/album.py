@@ -45,8 +45,8 @@ PAGE = """<!DOCTYPE html>
 
 #: What an album has of a screen: the PNG's path, the content of the layout file.
 Picture = collections.namedtuple("Picture", "path layout")
-#: A picture that is not as it was. points: how many differ; changes: of the layout, sentences.
-Difference = collections.namedtuple("Difference", "name points changes")
+#: A picture that is not as it was. pixels: how many differ; changes: of the layout, sentences.
+Difference = collections.namedtuple("Difference", "name pixels changes")
 
 
 class Painter:
@@ -130,17 +130,17 @@ def compare(old, directory, folder):
         one, other = former.get(name), latter.get(name)
         before, now = _images(one, other)
         differing = _differing(before, now)
-        points = differing.histogram()[255]
+        pixels = differing.histogram()[255]
         if one is None or other is None:
             changes = ["There was no such picture." if one is None else "It is not there any more."]
         else:
             changes = list(_changes(one.layout["screens"][0], other.layout["screens"][0]))
-        if points or changes:
+        if pixels or changes:
             before.save(_place(directory, "before", name + ".png"))
             marked = now.convert("L").point(lambda value: value // 3).convert("RGB")
             marked.paste("#ff3090", mask=differing)
             marked.save(_place(directory, "difference", name + ".png"))
-            yield Difference(name, points, changes)
+            yield Difference(name, pixels, changes)
 
 
 def _images(*two):
@@ -177,8 +177,8 @@ def write_index(directory, steps, differences):
     parts = [PAGE]
     if differences:
         parts.append("<h1>Different</h1>\n")
-    for name, points, changes in differences:
-        parts.append("<h2>%s: %d points</h2>\n<section>\n" % (escape(name), points))
+    for name, pixels, changes in differences:
+        parts.append("<h2>%s: %d pixels</h2>\n<section>\n" % (escape(name), pixels))
         parts += [_figure("%s/%s" % (folder, name), folder)
                   for folder in ("before", "pictures", "difference")
                   if os.path.exists(os.path.join(directory, folder, name + ".png"))]
@@ -266,8 +266,8 @@ def main(arguments):
             painter.close()
     for sentence in painter.wrong:
         print(sentence)
-    for name, points, changes in differences:
-        print("%s differs: %d points, %d changes of the layout" % (name, points, len(changes)))
+    for name, pixels, changes in differences:
+        print("%s differs: %d pixels, %d changes of the layout" % (name, pixels, len(changes)))
     return 1 if painter.wrong or differences else 0
 
 

@@ -7,21 +7,21 @@ function parts(colour) {
   return [red, green, blue, 255 - clear];
 }
 
-/** The four parts of a point as one number, as a Uint32Array over ImageData has them. */
-function point(four) {
+/** The four parts of a pixel as one number, as a Uint32Array over ImageData has them. */
+function pixel(four) {
   return new Uint32Array(new Uint8ClampedArray(four).buffer)[0];
 }
 
-/** What draw(context) draws: its bytes, four a point, and its points, one number each. */
+/** What draw(context) draws: its bytes, four a pixel, and its pixels, one number each. */
 function pixelsOf(width, height, draw) {
   const canvas = new OffscreenCanvas(width, height);
   const context = canvas.getContext("2d", {willReadFrequently: true});
   draw(context);
-  return withPoints(context.getImageData(0, 0, width, height));
+  return withPixels(context.getImageData(0, 0, width, height));
 }
 
-function withPoints({data, width, height}) {
-  return {bytes: data, points: new Uint32Array(data.buffer), width, height};
+function withPixels({data, width, height}) {
+  return {bytes: data, pixels: new Uint32Array(data.buffer), width, height};
 }
 
 // Files, each loaded once. Their names change with their content.
@@ -84,32 +84,32 @@ function mask(family, size, outline, letter) {
 }
 
 const DO = {
-  fill({points, width}, {rect: [left, top, wide, high], colour}) {
-    const one = point(parts(colour));
+  fill({pixels, width}, {rect: [left, top, wide, high], colour}) {
+    const one = pixel(parts(colour));
     for (let y = top; y < top + high; y++) {
-      points.fill(one, y * width + left, y * width + left + wide);
+      pixels.fill(one, y * width + left, y * width + left + wide);
     }
   },
 
-  letters({points, width}, {size, letters, y, clip, outline, colour, ground}, font) {
+  letters({pixels, width}, {size, letters, y, clip, outline, colour, ground}, font) {
     const [left, top, wide, high] = clip;
     const [from, to] = [parts(ground), parts(colour)];
     // Rounded down is the transparency, so opacity, part 3, is rounded up.
     const rounded = [Math.floor, Math.floor, Math.floor, Math.ceil];
-    const steps = [...Array(16).keys()].map((step) => point(from.map(
+    const steps = [...Array(16).keys()].map((step) => pixel(from.map(
       (start, part) => start + rounded[part]((to[part] - start) * step / 16))));
     for (const [letter, x] of letters) {
       for (const [right, down, step] of mask(font, size, outline ?? 0, letter)) {
         const column = x + right;
         const row = y + down;
         if (column >= left && column < left + wide && row >= top && row < top + high) {
-          points[row * width + column] = steps[step];
+          pixels[row * width + column] = steps[step];
         }
       }
     }
   },
 
-  picture({bytes, points, width}, {rect, clip: [left, top, wide, high], mode}, source) {
+  picture({bytes, pixels, width}, {rect, clip: [left, top, wide, high], mode}, source) {
     const least = {all: 0, seen: 1, solid: 128}[mode];
     for (let y = top; y < top + high; y++) {
       const row = Math.floor((y - rect[1]) % rect[3] * source.height / rect[3]);
@@ -124,7 +124,7 @@ const DO = {
             bytes[4 * to + part] += (over - bytes[4 * to + part]) * alpha >> 8;
           }
         } else if (alpha >= least) {
-          points[to] = source.points[from];
+          pixels[to] = source.pixels[from];
         }
       }
     }
@@ -137,7 +137,7 @@ export async function paint([width, height], operations, addressOf = (name) => "
     font: await load(font, loadFont, addressOf),
     file: await load(file, loadPicture, addressOf)})));
   const picture = new ImageData(width, height);
-  const painted = withPoints(picture);
+  const painted = withPixels(picture);
   operations.forEach((operation, at) => {
     const {font, file} = files[at];
     if (font !== null && file !== null) {

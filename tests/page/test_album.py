@@ -58,8 +58,8 @@ class Album(unittest.TestCase):
                     os.path.join(former, OWN, "03-ZirkUpdateInfo.png"))
         status, told, progress = self.make("latter", "--against", former)
         self.assertEqual((status, progress), (1, "Comparing with " + former))
-        self.assertRegex(told, r"\Asimulator/duo2/en/01-AllNews differs: 0 points, 1 changes.*\n"
-                               r"simulator/duo2/en/03-ZirkUpdateInfo differs: [1-9]\d+ points, 0 .*"
+        self.assertRegex(told, r"\Asimulator/duo2/en/01-AllNews differs: 0 pixels, 1 changes.*\n"
+                               r"simulator/duo2/en/03-ZirkUpdateInfo differs: [1-9]\d+ pixels, 0 .*"
                                r"\n\Z")
         one, album = self.files("one"), self.files("latter")
         index, steps = album.pop("index.html"), one.pop("index.html").partition(b"<h2>")[2]

@@ -115,7 +115,7 @@ class PageTest(ViewerTest):
         viewer = self.open_news()
         viewer.press("cancel")
         self.assert_shows(viewer, screen=None)
-        # Before the news have come there is no cache to read.
+        # Before the news has come there is no cache to read.
         viewer.driver.execute_script("""
             document.querySelector("[data-key=news]").click();
             document.querySelector("[data-key=ok]").click();""")

@@ -18,7 +18,7 @@ REFERENCE = os.path.join(PROJECT, "tests/simulator/recorded/reference")
 
 TITLES = ["Grüße: update today", "A long entry", "The oldest entry"]
 
-# The opacity of a point in the picture.
+# The opacity of a pixel in the picture.
 OPACITY = """
 const [x, y] = arguments;
 const context = new OffscreenCanvas(1, 1).getContext("2d");
@@ -101,7 +101,7 @@ class PictureTest(ViewerTest):
 class RecordedTest(unittest.TestCase):
     """Our painter paints what a receiver's own did."""
 
-    #: Points of a picture that may be far from the recorded ones: edges of letters with an outline.
+    #: Pixels of a picture that may be far from the recorded ones: edges of letters with an outline.
     FEW = 50
     FAR = 48  # of 255, in some channel
 
@@ -118,7 +118,7 @@ class RecordedTest(unittest.TestCase):
         self.assertEqual(painted[0], again)
         for name, (ours, unread) in zip(names, painted):
             self.assertEqual(set(), unread)
-            one, other = [self.points(source) for source in (
+            one, other = [self.pixels(source) for source in (
                 os.path.join(RECORDED, name + ".png"), io.BytesIO(ours))]
             self.assertEqual(one.size, other.size)
             # A letter's edge may be another step of its mixture, but none that there is not.
@@ -129,6 +129,6 @@ class RecordedTest(unittest.TestCase):
             self.assertLess(sum(differing.histogram()[self.FAR + 1:]), self.FEW, name)
 
     @staticmethod
-    def points(png):
-        """A picture's points, without the colours that nobody can see where it is transparent."""
+    def pixels(png):
+        """A picture's pixels, without the colours that nobody can see where it is transparent."""
         return Image.open(png).convert("RGBA").convert("RGBa").convert("RGBA")

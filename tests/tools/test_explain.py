@@ -12,9 +12,9 @@ from tests.support.model import NAMES
 FULL = [
     "line 316, AllNews.createMenu: the browser shows the news",
     "    code = parse_xml()",
-    "line 168, parse_xml: the news are fetched, read and stored",
+    "line 168, parse_xml: the news is fetched, read and stored",
     "    write_cache(list)",
-    "line 96, write_cache: the news are stored",
+    "line 96, write_cache: the news is stored",
     "    fd.close()",
     "cause: /tmp has no room left",
     "owner: Delete what fills /tmp, or restart the receiver.",
