@@ -19,7 +19,7 @@ def main(arguments):
                          epilog="./run --check DIR checks a feed, ./run --check-skin DIR a skin; "
                          "see ./run --check --help and ./run --check-skin --help. "
                          "./run --layout OUT.json writes what the skin makes of each screen; "
-                         "of the options it takes those of the skin.")
+                         "it takes only the skin options.")
     parser.add_argument("--text", action="store_true",
                         help="show the television picture as text, in the terminal")
     parser.add_argument("--tour", action="store_true",

@@ -118,7 +118,7 @@ def _last_line(traceback):
 
 
 def _unforeseen(restart):
-    """Return the Problem of a document at which the module fails for reasons of the parser's."""
+    """Return the Problem of a document at which the module fails for the parser's own reasons."""
     remedy = (u"nest its elements less deeply" if restart.startswith("RuntimeError") else
               u"save it as UTF-8, declared so, with neither namespaces nor a document type")
     return Problem(NEWS, None, ERROR, u"Receivers restart their menus at this document (%s)"

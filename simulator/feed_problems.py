@@ -343,8 +343,8 @@ def statistics_problems(content):
     lines = content.split("\n")
     returns = [number for number, line in enumerate(lines, 1) if line.endswith("\r")]
     if returns:
-        problems.error(returns[0], u"This line ends with a carriage return, like %d in all, which "
-                       u"makes it no section or stands in the count" % len(returns),
+        problems.error(returns[0], u"This line ends with a carriage return, as do %d in all: so "
+                       u"ended, a section is not recognised, and a count shows it" % len(returns),
                        u"end lines with a line feed alone")
     for number, line in enumerate(lines, 1):
         line = line.rstrip("\r")

@@ -26,8 +26,8 @@ def add_receiver_options(parser):
     parser.add_argument("--model", default="duo2", metavar="KEY",
                         help="the receiver's model key (default: duo2): " + ", ".join(MODELS))
     parser.add_argument("--feed", default=SAMPLE_FEED, metavar="DIR",
-                        help="a folder with zirknews.xml, zirkdlstat.txt and all/, read anew at "
-                             "each opening (default: simulator/sample-feed)")
+                        help="a folder with zirknews.xml, zirkdlstat.txt and all/, read again "
+                             "each time the news opens (default: simulator/sample-feed)")
     parser.add_argument("--image-version", default="3.1.0", metavar="TEXT",
                         help="the image's version (default: 3.1.0)")
     parser.add_argument("--language", default="en", metavar="KEY",

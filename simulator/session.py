@@ -6,7 +6,7 @@ from Components.Sources.StaticText import StaticText
 from Tools import Notifications
 
 
-#: Sources that every screen may show: with no television in here they have nothing to tell.
+#: Sources that any screen may show; empty, since there is no television here.
 _SESSION = ["CurrentService", "Event_Now", "Event_Next", "VideoPicture", "FrontendStatus",
             "FrontendInfo", "TunerInfo", "RecordState", "Standby", "HddSleepingState"]
 

@@ -42,7 +42,7 @@ windowstyle = None
 margins = (0, 0, 0, 0)  # left, top, right, bottom of the area that screens are placed in
 log = []  # lines of the host about its files, oldest first
 said = []  # all its lines, each once
-files = {}  # path of each that was read: what tells that it has changed
+files = {}  # path of each file read: its stamp, to notice a change
 _LOADED = (dom_screens, colors, fonts, aliases, parameters, files)
 faults = None  # a list: what is wrong is noted there, and passed over to find what else is
 
@@ -243,7 +243,7 @@ def _read_output(output):
 
 
 def _set_larger_parameters():
-    """The host's own for large pictures; a skin's come later."""
+    """The host's own parameters for large pictures; the skin's are read later."""
     if enigma.getDesktop(0).size().height() >= 1080:
         parameters.update(ChoicelistName=[68, 3, 1000, 30], ChoicelistIcon=[7, 0, 52, 38])
 

@@ -9,7 +9,7 @@ from painting.pictures import picture
 
 _FILES = ("pixmap", "backgroundPixmap", "selectionPixmap", "sliderPixmap", "scrollbarSliderPicture",
           "scrollbarbackgroundPixmap", "scrollbarBackgroundPicture")
-#: Known to the host, without a trace in the picture or dealt with before.
+#: Known to the host, but invisible or already dealt with.
 _SILENT = ("conditional", "objectTypes", "source", "name", "position", "size")
 
 
@@ -86,7 +86,7 @@ class _Reader(object):
         area = _Area(left, top, width - left - right, height - top - bottom, stacked=True)
         self._window = width, height  # in which a size without a position is worked out
         self._within = [name]  # the screens that are being read, panels in it
-        self.attributes = {"position": (0, 0), "size": (width, height)}  # for want of right ones
+        self.attributes = {"position": (0, 0), "size": (width, height)}  # until read, or if wrong
         with skin.blame("place", dom, go_on=True):
             self.attributes = self._collect(dom, area)
         inner = _Area(0, 0, None, None)
@@ -178,7 +178,8 @@ class _Reader(object):
         name = part.get("name")
         if name in skin.dom_screens:
             if skin.faults is not None and name in self._within:
-                raise RuntimeError("maximum recursion depth exceeded")  # comes at once
+                # At once, not after a thousand levels.
+                raise RuntimeError("maximum recursion depth exceeded")
             self._within.append(name)
             self._children(skin.dom_screens[name], area)
             self._within.pop()
@@ -248,7 +249,7 @@ def _module(package, name):
 
 
 def _converted(source, kind, text):
-    """What `source` is after such a converter; one serves all that ask for the same."""
+    """`source` behind such a converter; widgets that ask for the same share it."""
     if not kind:
         raise AssertionError("'convert'-tag needs a 'type'-attribute")
     made = _component("Converter", kind)

@@ -88,10 +88,10 @@ class Transaction(object):
             if autoremove:
                 needed = database.dependencies(self._known.installed[name])
                 if not all(map(self._satisfied, needed)):
-                    status = FAILED  # and not a word why: opkg does the same
+                    status = FAILED  # without a word why, as opkg does
                 self._add_orphans(doomed)
-            for goner in doomed:
-                if self._remove_one(goner):
+            for each in doomed:
+                if self._remove_one(each):
                     removed = True
                 else:
                     status = FAILED

@@ -1,9 +1,9 @@
 """Makes a PNG and a layout file of each screen of the tour: ./run --pictures OUT. Python 3.
 
 OUT/pictures/SKIN/MODEL/LANGUAGE/ has the screens of one receiver, OUT/index.html shows all. With
---against OLD, where an earlier run has left the like, OUT/before/ and OUT/difference/ have what is
-not the same, and the index shows that first. Needs what simulator/page/pictures.py does,
-python3-pil and a built module: ./run sees to it.
+--against OLD, an earlier OUT, OUT/before/ and OUT/difference/ have what is not the same, and the
+index shows that first. Needs what simulator/page/pictures.py does, python3-pil and a built module:
+./run sees to it.
 
 Exit status: 0; 1 when something differs, or a tour was not as it must be; 2 after one sentence that
 says what is wrong.

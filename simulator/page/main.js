@@ -25,7 +25,7 @@ socket.addEventListener("message", ({data}) => {
   EVENTS[message.event]?.(message);
 });
 socket.addEventListener("close", () => {
-  tell("The receiver has gone. Start ./run again and load this page anew.");
+  tell("The receiver is gone. Start ./run again and reload this page.");
 });
 
 /** Shows a sentence over the picture, until something is asked for. */
@@ -34,7 +34,7 @@ function tell(sentence) {
   find("notice").hidden = !sentence;
 }
 
-/** Shows a text that comes again and again, and is drawn anew when it has changed. */
+/** Shows a text that arrives again and again; touches the page only when it has changed. */
 function showText(id, text) {
   if (find(id).textContent !== text) {
     find(id).textContent = text;

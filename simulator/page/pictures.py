@@ -34,7 +34,7 @@ class Driver(Service):
     """The program that drives the browser, without Selenium's long waits for its start and end."""
 
     def is_connectable(self):
-        """Return whether it can be spoken to, soon after it is."""
+        """Return whether the driver answers, asking every 10 ms."""
         for _ in range(50):
             if super().is_connectable():
                 return True
@@ -52,7 +52,7 @@ def start_browser(width=1440, height=900):
     for argument in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu",
                      "--hide-scrollbars", "--no-first-run", "--disable-background-networking",
                      "--disable-component-update", "--force-color-profile=srgb",
-                     # Pages of the browser's own, which take as long to load as itself.
+                     # The browser's own pages, which take as long to load as the browser itself.
                      "--disable-features=WebUIOmniboxPopup,WebUIOmniboxAimPopup",
                      # The page needs no network but loopback.
                      "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1"):

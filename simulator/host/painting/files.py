@@ -6,7 +6,7 @@ import os
 
 
 class Files(object):
-    """Tells `offer(name, content)` of each file once, content in Base64.
+    """Calls `offer(name, content)` for each file once, content in Base64.
 
     A name changes with the content, and its ending says what it is.
     """

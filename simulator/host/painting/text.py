@@ -154,7 +154,7 @@ def typeset(skin, font, text, place, clip, halign=None, valign=None, wrap=True):
 
 
 def _side(text):
-    """The side that a text begins on by its script."""
+    """The side from which the text's script is read."""
     for letter in _unicode(text):
         direction = unicodedata.bidirectional(letter)
         if direction in ("L", "R", "AL"):

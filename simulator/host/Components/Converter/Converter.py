@@ -66,8 +66,7 @@ class StandIn(Converter):
     boolean = True
 
 
-#: The host's converters without a file of their own here. Most tell nothing, for want of anything
-#: to tell.
+#: The host's converters without a file of their own here. Most have nothing to tell here.
 OTHERS = dict.fromkeys("""ClientsStreaming ConfigEntryTest CryptoInfo EventName EventTime
     FrontendInfo HddState MenuEntryCompare MovieInfo Poll RdsInfo RemainingToText RotorPosition
     SensorToText ServiceInfo ServiceName ServiceOrbitalPosition ServicePosition ServiceTime

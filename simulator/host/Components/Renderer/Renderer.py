@@ -53,8 +53,7 @@ class StandIn(Renderer):
             self.instance.setText(type(self).__name__)
 
 
-#: What the host's renderers without a file of their own here draw with. Most show nothing, for want
-#: of anything to show.
+#: What the host's renderers without a file of their own here draw with. Most have nothing to show.
 _WIDGETS = {
     "Canvas": enigma.eWidget, "FixedLabel": enigma.eLabel, "FrontpanelLed": enigma.eWidget,
     "NextEpgInfo": enigma.eWidget, "Picon": enigma.ePixmap, "Pig": enigma.eVideoWidget,
