@@ -314,7 +314,7 @@ DEF(341, setMenuIndex, (At at, Local self, Local idx = 0),
   return none;
 }
 
-// Red and cancel: the news live only as long as the screen.
+// Red and cancel: the news lives only as long as the screen.
 DEF(344, keyCancel, (At at, Local self), "Remove the scratch files and close.") {
   AT(345) self.set("list"_s, none);
   AT(346)

@@ -12,7 +12,7 @@ using namespace python;
 
 namespace {
 
-// The news are read from one of two trees, whose types have the same members: each() goes through
+// The news is read from one of two trees, whose types have the same members: each() goes through
 // the elements with a tag at any depth below a node, list() keeps them.
 
 // --- The DOM of minidom, asked with the interpreter's own operations.

@@ -54,6 +54,8 @@ class eConsoleAppContainer(object):
 
     def execute(self, command):
         """Start `command`; 0, or -1 when it cannot be started."""
+        if self.running():
+            return -1
         with open(os.devnull) as nothing:
             try:
                 self._process = subprocess.Popen(

@@ -79,7 +79,7 @@ class ScratchTest(DetailTest):
     # The uses of the three files.
 
     def fetch(self):
-        """Open the browser, whose news are stored."""
+        """Open the browser, which stores its news."""
         self.open_browser()
         self.assertEqual(len(self.box.rows()), len(self.module.load_cache()))
 

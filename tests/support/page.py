@@ -140,7 +140,7 @@ class Viewer(object):
             self.find("[data-key=%s]" % key).click()
 
     def open_news(self):
-        """Open the news browser if nothing is open, and wait until the news have come."""
+        """Open the news browser if nothing is open, and wait until the news has come."""
         if self.front() is None:
             self.press("news")
         self.wait("the list", lambda: len(self.rows()) > 1)
