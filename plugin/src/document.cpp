@@ -112,7 +112,6 @@ class Reader {
         parent != nullptr && parent->firstChild == Document::FirstChild::kNone) {
       parent->firstChild = Document::FirstChild::kElement;
     }
-    collecting_ = false;
     checkName(name);
     for (const char** attribute = attributes; *attribute != nullptr; attribute += 2) {
       checkName(*attribute);

@@ -30,7 +30,7 @@ def install(box):
 EVENTS = {
     "a check for updates": ([], [check]),
     "an opening of the news": ([], [news]),
-    "an entry of them": ([news], ["ok"]),
+    "an entry of it": ([news], ["ok"]),
     "the updates in an entry": ([news, "ok"], ["blue"]),
     "the news after a check's question": ([check], [lambda box: box.answer(True)]),
     "Top 20": ([news], ["yellow"]),
