@@ -227,7 +227,10 @@ PyObject* call(PyObject* callee, const Argument* arguments, int count) {
       PyObject_Call(callee, tupleOf(positional, positionals).borrow(), keywords.borrow()));
 }
 
-PyObject* callMethod(PyObject* object, Str name) { return callMethod(object, name, nullptr, 0); }
+PyObject* callMethod(PyObject* object, Str name) {
+  Call& call = Call::running();
+  return call.keep(callMethodOf(name.borrow(), &object, 1));
+}
 
 PyObject* callMethod(PyObject* object, Str name, Value only) {
   return callMethod(object, name, &only, 1);
