@@ -160,13 +160,14 @@ class Host(unittest.TestCase):
 
         def import_(path, *others):
             if others and others[0]["__name__"] == "Kelvaro":
-                calls.append((path, others[2:]))
+                calls.append((path, others[2]))
+                self.assertEqual(len(others), 3)
             return own(path, *others)
 
         own = self.box.patch(__builtin__, "__import__", import_)
         self.box.load()
         self.assertEqual(calls, [
-            (path, (tuple(name.split(" as ")[0] for name in names or "*") if names != () else None,))
+            (path, None if names == () else tuple(name.split(" as ")[0] for name in names or "*"))
             for _, path, names in IMPORTS])
 
     def outcome(self, statement="import Kelvaro", **names):
