@@ -226,38 +226,39 @@ bool isPlainAscii(PyObject* object) {
                      [](char byte) { return static_cast<signed char>(byte) >= 0; });
 }
 
-// What a plain module has under a name, looked up without running Python code; null for others.
-PyObject* lookInto(PyObject* module, Str name) {
-  return module == nullptr || !PyModule_CheckExact(module)
-             ? nullptr
-             : PyDict_GetItem(PyModule_GetDict(module), name.borrow());
+// What a plain module has under a name, looked up without running Python code; None for others.
+Local lookInto(const Local& module, Str name) {
+  PyObject* found = PyModule_CheckExact(module.borrow())
+                        ? PyDict_GetItem(PyModule_GetDict(module.borrow()), name.borrow())
+                        : nullptr;
+  return found == nullptr ? Value(none) : Value(found);
 }
 
-// The code of a function that a module defines itself; null for anything else.
-const PyCodeObject* ownCode(PyObject* module, Str name) {
-  PyObject* found = lookInto(module, name);
-  const bool own = found != nullptr && PyFunction_Check(found) &&
-                   PyFunction_GET_GLOBALS(found) == PyModule_GetDict(module);
-  return own ? reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(found)) : nullptr;
+// Whether parseString is minidom's own: neither another function nor one that was given other code
+// or defaults. What else is changed inside minidom goes unnoticed.
+bool parsesItself(const Local& minidom) {
+  const Local found = lookInto(minidom, "parseString"_s);
+  PyObject* function = found.borrow();
+  if (!PyFunction_Check(function) ||
+      PyFunction_GET_GLOBALS(function) != PyModule_GetDict(minidom.borrow())) {
+    return false;
+  }
+  const auto* code = reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(function));
+  PyObject* defaults = PyFunction_GET_DEFAULTS(function);
+  return PySequence_Contains(code->co_names, "expatbuilder"_s.borrow()) == 1 &&
+         defaults != nullptr && PyTuple_GET_SIZE(defaults) == 1 &&
+         PyTuple_GET_ITEM(defaults, 0) == Py_None;
 }
 
-bool sameText(PyObject* one, const char* other) {
-  return std::strcmp(PyString_AS_STRING(one), other) == 0;
-}
-
-// Whether parseString is minidom's own: neither another function nor one that was given other code.
-// What else is changed inside minidom goes unnoticed.
-bool parsesItself(PyObject* minidom) {
-  const PyCodeObject* code = ownCode(minidom, "parseString"_s);
-  const PyCodeObject* neighbour = ownCode(minidom, "parse"_s);
-  return code != nullptr && neighbour != nullptr && sameText(code->co_name, "parseString") &&
-         sameText(code->co_filename, PyString_AS_STRING(neighbour->co_filename));
-}
-
-bool nobodyLooks(const Local& source, PyObject* model) {
-  return PyString_CheckExact(source.borrow()) && model != nullptr && isPlainAscii(model) &&
-         isOriginal("skip_entry"_s) &&
-         parsesItself(lookInto(lookInto(findGlobal("xml"_s), "dom"_s), "minidom"_s));
+// Does the import with which parseString begins; false when it fails, as it will fail there again.
+bool importsItsParser(const Local& minidom) {
+  try {
+    importedModule("xml.dom"_s, tuple({"expatbuilder"_s}),
+                   Value(PyModule_GetDict(minidom.borrow())));
+    return true;
+  } catch (PythonError&) {
+    return false;
+  }
 }
 
 // How deep a document may be: minidom, which recurses, must be able to cope with it, too. It
@@ -274,18 +275,30 @@ void collect(const Local& document, const Local& news, Call& at) {
 }
 
 bool collectQuickly(const Local& source, const Local& news, Call& at) {
-  PyObject* model = findGlobal("vumodel"_s);
-  if (!nobodyLooks(source, model)) {
+  PyObject* found = findGlobal("xml"_s);
+  const Local xml = found == nullptr ? Value(none) : Value(found);
+  const Local minidom = lookInto(lookInto(xml, "dom"_s), "minidom"_s);
+  // Other threads may run during the import: what is looked up after parseString has begun comes
+  // after it.
+  if (!PyString_CheckExact(source.borrow()) || !parsesItself(minidom) ||
+      !importsItsParser(minidom)) {
     return false;
   }
-  const Local kept = Value(model);  // other threads may rebind the name while expat is imported
+  found = findGlobal("vumodel"_s);
+  if (found == nullptr || !isPlainAscii(found)) {
+    return false;
+  }
+  const Local model = Value(found);
+  if (!isOriginal("skip_entry"_s)) {
+    return false;
+  }
   Document document;
   if (!document.read(PyString_AS_STRING(source.borrow()),
                      static_cast<std::size_t>(PyString_GET_SIZE(source.borrow())), deepest())) {
     return false;
   }
-  const Tree tree{document, PyString_AS_STRING(kept.borrow()),
-                  static_cast<std::size_t>(PyString_GET_SIZE(kept.borrow()))};
+  const Tree tree{document, PyString_AS_STRING(model.borrow()),
+                  static_cast<std::size_t>(PyString_GET_SIZE(model.borrow()))};
   collectFrom(TreeNode(tree, TreeNode::kWhole), news, at);
   return true;
 }

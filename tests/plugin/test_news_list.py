@@ -4,6 +4,7 @@
 The receiver of these tests is a "duo2".
 """
 
+import __builtin__
 import codecs
 import itertools
 import os
@@ -11,6 +12,8 @@ import random
 import sys
 import unittest
 import xml.dom.minidom
+import xml.dom.pulldom
+import xml.sax
 
 from simulator import ROOT
 from tests.support import documents, reading, twins
@@ -341,6 +344,32 @@ class Replaced(LeakCheckedTest):
         outcome, _ = reading.agree("<a><update><title>t</title></update></a>")
         self.assertEqual(outcome[:2], ("raised", "IOError"))  # it takes the name of a file
 
+    def test_minidom_may_be_another_module(self):
+        self.addCleanup(setattr, xml.dom, "minidom", xml.dom.minidom)
+        for module in (xml.sax, xml.dom.pulldom):
+            xml.dom.minidom = module
+            outcome, _ = reading.agree("<update><title>t</title></update>")
+            self.assertEqual(outcome[0], "raised")
+
+    def test_import_of_the_parser_comes_before_the_names_that_judge(self):
+        own = __builtin__.__import__
+        self.addCleanup(setattr, __builtin__, "__import__", own)
+
+        def outcome(twin):
+            asked = []
+
+            def import_(path, *others):
+                if others and others[0]["__name__"] == "xml.dom.minidom":
+                    asked.append((path, others[2]))
+                    twin.module.vumodel = "solo"
+                return own(path, *others)
+            __builtin__.__import__ = import_
+            document = "<update require='duo2'><title>t</title></update>"
+            return reading.outcome(twin, document, "duo2"), asked
+        expected = outcome(twins.model())
+        self.assertEqual(outcome(twins.module()), expected)
+        self.assertEqual(expected[0][1], ("list", [("list", [])]))
+
     def test_parser_may_have_been_given_other_code(self):
         def parseString(string, parser=None):
             raise LookupError(string)
@@ -355,13 +384,13 @@ class Replaced(LeakCheckedTest):
         number = 0x326f7564 << 90
 
         class Name(object):
-            """Found before the module's own name, which it then binds anew."""
+            """Found before one of the module's own names; it then binds the model's anew."""
 
-            def __init__(self, namespace, left):
-                self.namespace, self.left = namespace, left
+            def __init__(self, name, namespace, left):
+                self.name, self.namespace, self.left = name, namespace, left
 
             def __hash__(self):
-                return hash("vumodel")
+                return hash(self.name)
 
             def __eq__(self, other):
                 self.left -= 1
@@ -371,12 +400,11 @@ class Replaced(LeakCheckedTest):
 
         document = "<n>%s</n>" % ("<update require='duo2'><title>t</title></update>" * 4)
         namespace = vars(twins.module().module)
-        for left in range(1, 6):
-            name = Name(namespace, left)
-            del namespace["vumodel"]
-            namespace[name] = None
-            namespace["vumodel"] = "solo"
-            stored = reading.outcome(twins.module(), document, "solo")
+        for name, left in itertools.product(("vumodel", "skip_entry"), range(1, 6)):
+            value = namespace.pop(name)
+            namespace[Name(name, namespace, left)] = None
+            namespace[name] = value
+            stored = reading.outcome(twins.module(), document, "".join(["so", "lo"]))
             self.assertEqual(stored, (("returned", 1), ("list", [("list", [])])))
 
 

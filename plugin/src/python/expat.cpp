@@ -6,7 +6,7 @@ namespace python {
 
 const PyExpat_CAPI* expat() noexcept {
   const auto* api =
-      static_cast<const PyExpat_CAPI*>(PyCapsule_Import(PyExpat_CAPSULE_NAME, /*no_block=*/0));
+      static_cast<const PyExpat_CAPI*>(PyCapsule_Import(PyExpat_CAPSULE_NAME, /*no_block=*/1));
   if (api == nullptr) {
     PyErr_Clear();
     return nullptr;

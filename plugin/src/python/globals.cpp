@@ -11,8 +11,14 @@ namespace {
 PyObject* lookUp(PyObject* names, PyObject* name) {
   const long hash = reinterpret_cast<PyStringObject*>(name)->ob_shash;
   auto* dict = reinterpret_cast<PyDictObject*>(names);
-  const PyDictEntry* entry = hash == -1 ? nullptr : dict->ma_lookup(dict, name, hash);
-  return entry == nullptr ? PyDict_GetItem(names, name) : entry->me_value;
+  if (hash == -1) {
+    return PyDict_GetItem(names, name);
+  }
+  const PyDictEntry* entry = dict->ma_lookup(dict, name, hash);
+  if (entry == nullptr) {  // an odd name could not be compared
+    raisePending();
+  }
+  return entry->me_value;
 }
 
 // The attribute, or null where the object has none; the running call keeps it.
@@ -63,19 +69,17 @@ void bind(Value name, Value value) {
   require(PyDict_SetItem(call.globals(), name.borrow(), value.borrow()));
 }
 
-namespace {
-
-// The module that the import statement for `names` of `path` gets.
-Object importedModule(Value path, Value names) {
+Object importedModule(Value path, Value names, Value space) {
   // The import statement takes the builtin, whatever the module itself may call __import__.
   Call& call = Call::running();
   PyObject* import = PyDict_GetItem(call.builtins(), "__import__"_s.borrow());
   if (import == nullptr) {
     raise(PyExc_ImportError, "__import__ not found");
   }
-  Value space(call.globals());
   return Object(call.share(import))({path, space, space, names});
 }
+
+namespace {
 
 // Binds `name` of an imported module under `as`.
 void bindFrom(const Object& module, PyObject* name, Value as) {
@@ -139,8 +143,9 @@ void import(const char* statement) {
   const bool whole = begins(text, "import ");
   text += whole ? std::strlen("import ") : std::strlen("from ");
   Value path(nextWord(text));
+  const Value space(Call::running().globals());
   if (whole) {
-    Object top = importedModule(path, none);
+    Object top = importedModule(path, none, space);
     bind(Object(path.borrow()).attr("split"_s)({"."_s, 1}).item(0), top);
     return;
   }
@@ -153,7 +158,7 @@ void import(const char* statement) {
     }
   }
   Object module =
-      importedModule(path, Object(Call::running().keep(PyList_AsTuple(names.borrow()))));
+      importedModule(path, Object(Call::running().keep(PyList_AsTuple(names.borrow()))), space);
   if (*text == '*') {
     bindAllFrom(module);
     return;

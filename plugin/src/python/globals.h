@@ -16,6 +16,9 @@ PyObject* findGlobal(Str name);
 /// Binds a name of the module.
 void bind(Value name, Value value);
 
+/// What `from path import names` takes the names from, in a module whose dictionary is `space`; and
+/// where `names` is None, what `import path` binds.
+Object importedModule(Value path, Value names, Value space);
 /// Executes an import statement: "import a.b", "from a.b import c, d as e", "from a import *". As
 /// in Python 2, a path is tried relative to the package that the module lies in, then absolute.
 void import(const char* statement);
