@@ -15,7 +15,7 @@ void showText(const Local& self, Str widget, Str text) {
 }
 
 Object boundActions(const Local& self, const Action* begin, const Action* end) {
-  Object bound = dict();
+  Object bound = dict(static_cast<int>(end - begin));
   for (const Action* action = begin; action != end; ++action) {
     bound.setItem(action->name, self.attr(action->method));
   }

@@ -78,6 +78,18 @@ class Opening(DetailTest):
         self.assertEqual([screen["key_" + key].getText() for key in sorted(self.updates_keys)],
                          [text for _, text in sorted(self.updates_keys.items())])
 
+    def test_hands_its_actions_over_in_the_order_of_a_literal(self):
+        own, given = self.module.ActionMap, []
+
+        def action_map(contexts, actions, priority):
+            given.extend(actions)
+            return own(contexts, actions, priority)
+        self.replace(ActionMap=action_map)
+        self.open_detail()
+        self.assertEqual(given, list({
+            "red": 0, "green": 0, "yellow": 0, "blue": 0, "cancel": 0, "nextEvent": 0,
+            "prevEvent": 0, "pageUp": 0, "pageDown": 0}))
+
     def test_needs_an_index_within_the_list_in_both_views(self):
         for index, error in [(4, IndexError), (-5, IndexError), (10 ** 30, IndexError),
                              (None, TypeError), ("1", TypeError), (1.0, TypeError)]:

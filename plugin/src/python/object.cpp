@@ -61,9 +61,20 @@ PyObject* callNative(const PyMethodDef& method, PyObject* self, PyObject* const*
   return PyObject_Call(function.borrow(), tupleOf(arguments, count).borrow(), nullptr);
 }
 
+// The keyword arguments of a call. The interpreter fills the dictionary from the last to the first.
+Ref dictOf(PyObject* const* pairs, int count) {
+  Ref made = Ref::take(PyDict_New());
+  while (--count >= 0) {
+    require(PyDict_SetItem(made.borrow(), pairs[2 * count], pairs[2 * count + 1]));
+  }
+  return made;
+}
+
 // Calls as the interpreter itself does, which makes no tuple of arguments for functions written in
-// Python, their bound methods, and C functions that take one argument or none.
-PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count) {
+// Python, their bound methods, and C functions that take one argument or none. `keywords` has
+// `keywordCount` names, each followed by its value.
+PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count,
+                   PyObject* const* keywords = nullptr, int keywordCount = 0) {
   PyObject* withSelf[kMostArguments];
   if (PyMethod_Check(callee) && PyMethod_GET_SELF(callee) != nullptr && count < kMostArguments) {
     withSelf[0] = PyMethod_GET_SELF(callee);
@@ -76,9 +87,14 @@ PyObject* callWith(PyObject* callee, PyObject* const* arguments, int count) {
     const bool some = defaults != nullptr;
     return PyEval_EvalCodeEx(
         reinterpret_cast<PyCodeObject*>(PyFunction_GET_CODE(callee)),
-        PyFunction_GET_GLOBALS(callee), nullptr, const_cast<PyObject**>(arguments), count, nullptr,
-        0, some ? &PyTuple_GET_ITEM(defaults, 0) : nullptr,
+        PyFunction_GET_GLOBALS(callee), nullptr, const_cast<PyObject**>(arguments), count,
+        const_cast<PyObject**>(keywords), keywordCount,
+        some ? &PyTuple_GET_ITEM(defaults, 0) : nullptr,
         some ? static_cast<int>(PyTuple_GET_SIZE(defaults)) : 0, PyFunction_GET_CLOSURE(callee));
+  }
+  if (keywordCount != 0) {
+    return PyObject_Call(callee, tupleOf(arguments, count).borrow(),
+                         dictOf(keywords, keywordCount).borrow());
   }
   if (PyCFunction_Check(callee)) {
     const auto& function = *reinterpret_cast<PyCFunctionObject*>(callee);
@@ -110,11 +126,15 @@ PyObject* callMethodOf(PyObject* name, PyObject** arguments, int count) {
   PyTypeObject* type = Py_TYPE(object);
   if (type->tp_getattro == PyObject_GenericGetAttr && type->tp_dict != nullptr) {
     PyObject* found = _PyType_Lookup(type, name);
-    const bool native = found != nullptr && Py_TYPE(found) == methodDescriptorType();
+    // A class may lend itself a method of a type that it does not derive from.
+    const bool native = found != nullptr && Py_TYPE(found) == methodDescriptorType() &&
+                        PyObject_TypeCheck(object, reinterpret_cast<PyDescrObject*>(found)->d_type);
     if (found == nullptr || native || PyFunction_Check(found) || isFunction(found)) {
       Ref method = found == nullptr ? Ref() : Ref::share(found);
       PyObject** dict = _PyObject_GetDictPtr(object);
-      PyObject* own = dict == nullptr || *dict == nullptr ? nullptr : PyDict_GetItem(*dict, name);
+      // Kept, since comparing odd names may run code that gives the object another dictionary.
+      Ref names = dict == nullptr || *dict == nullptr ? Ref() : Ref::share(*dict);
+      PyObject* own = names.bound() ? PyDict_GetItem(names.borrow(), name) : nullptr;
       if (own != nullptr) {
         Ref callee = Ref::share(own);
         return callWith(own, arguments + 1, count - 1);
@@ -207,24 +227,20 @@ PyObject* call(PyObject* callee, Value only) {
 PyObject* call(PyObject* callee, const Argument* arguments, int count) {
   Call& call = Call::running();
   PyObject* positional[kMostArguments];
+  PyObject* keywords[2 * kMostArguments];
   int positionals = 0;
-  Ref keywords;
+  int named = 0;
   for (int index = 0; index < count; ++index) {
     const Argument& argument = arguments[index];
     if (!argument.keyword) {
       positional[positionals++] = argument.value.borrow();
       continue;
     }
-    if (!keywords.bound()) {
-      keywords = Ref::take(PyDict_New());
-    }
-    require(PyDict_SetItem(keywords.borrow(), argument.keyword.borrow(), argument.value.borrow()));
+    keywords[2 * named] = argument.keyword.borrow();
+    keywords[2 * named + 1] = argument.value.borrow();
+    ++named;
   }
-  if (!keywords.bound()) {
-    return call.keep(callWith(callee, positional, positionals));
-  }
-  return call.keep(
-      PyObject_Call(callee, tupleOf(positional, positionals).borrow(), keywords.borrow()));
+  return call.keep(callWith(callee, positional, positionals, keywords, named));
 }
 
 PyObject* callMethod(PyObject* object, Str name) {
@@ -337,8 +353,10 @@ PyObject* tuple(const Value* members, int count) {
   return made;
 }
 
+PyObject* dict(int room) { return Call::running().keep(_PyDict_NewPresized(room)); }
+
 PyObject* dict(const Argument* entries, int count) {
-  PyObject* made = Call::running().keep(PyDict_New());
+  PyObject* made = dict(count);
   for (int index = 0; index < count; ++index) {
     require(PyDict_SetItem(made, entries[index].keyword.borrow(), entries[index].value.borrow()));
   }

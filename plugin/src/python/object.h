@@ -146,6 +146,7 @@ PyObject* increasedBy(PyObject* left, Value right);
 void append(PyObject* list, Value member);
 PyObject* list(const Value* members, int count);
 PyObject* tuple(const Value* members, int count);
+PyObject* dict(int room);
 PyObject* dict(const Argument* entries, int count);
 
 }  // namespace operation
@@ -302,7 +303,8 @@ template <std::size_t count>
 KELVARO_FORWARD inline Object tuple(const Value (&members)[count]) {
   return Object(operation::tuple(members, count));
 }
-KELVARO_FORWARD inline Object dict() { return Object(operation::dict(nullptr, 0)); }
+/// An empty dictionary as a literal of `room` entries begins: its order depends on it.
+KELVARO_FORWARD inline Object dict(int room) { return Object(operation::dict(room)); }
 /// dict({named("key"_s, value), ...})
 template <std::size_t count>
 KELVARO_FORWARD inline Object dict(const Argument (&entries)[count]) {
