@@ -14,7 +14,7 @@ import sys
 from elftools.common.exceptions import ELFError
 from elftools.elf.elffile import ELFFile
 
-MOST_BYTES = 92 * 1024
+MOST_BYTES = 93 * 1024
 PAGE = 4096
 # The receivers' libraries, and the newest symbol versions that they have; of GCC any 4.x.
 LIBRARIES = {"libc.so.6", "libgcc_s.so.1", "libm.so.6", "libstdc++.so.6"}

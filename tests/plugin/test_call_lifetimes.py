@@ -68,6 +68,50 @@ class Lifetimes(ModuleTest):
         self.assertEqual(5, shown[0].count("Package : package"))
         self.assertEqual([True] * 3, [line.ended for line in lines[2:]])
 
+    def test_a_calls_variables_end_first_to_last(self):
+        ended = []
+
+        class Lines(list):
+            def __del__(self):
+                ended.append("lines")
+
+        class File(object):
+            def __del__(self):
+                ended.append("file")
+
+            def readlines(self):
+                return Lines()
+
+            def close(self):
+                pass
+
+        screen = Blank(item=Blank(setText=lambda text: None))
+        screen.__class__ = type("Screen", (Blank,), {"__getitem__": lambda self, key: self.item})
+        self.replace(fileExists=lambda path: True, open=lambda *arguments: File())
+        vars(self.module.ZirkUpdateInfo)["opkg_upgrade_finished"](screen, None, 0)
+        self.assertEqual(["file", "lines"], ended)
+
+    def test_what_ends_before_a_handler_or_after_the_call_sees_no_error(self):
+        seen = []
+
+        class Answer(object):
+            def __del__(self):
+                seen.append(sys.exc_info()[0])
+
+            def close(self):
+                pass
+
+            read = {}.popitem
+
+        self.box.patch(self.module.urllib2, "HTTPError", KeyError)
+        self.box.patch(self.module.urllib2, "urlopen", lambda *arguments: Answer())
+        self.replace(newsURL=lambda name: "")
+        self.assertIsNone(self.module.getDownloadStats())
+        self.replace(cache_file="/nowhere/there/cache", open=lambda *arguments: Answer(),
+                     dump=lambda *arguments: None)
+        self.module.write_cache([])
+        self.assertEqual([None, None], seen)
+
     def test_a_variable_lives_until_the_function_returns(self):
         opened = []
 

@@ -145,6 +145,10 @@ class Host(unittest.TestCase):
         sys.modules["Tools.Directories"] = Blank(fileExists=5)
         self.assertEqual(self.box.load().fileExists, 5)
 
+    def test_may_name_the_metaclass_of_the_class_without_bases(self):
+        sys.modules["Tools.Directories"] = Blank(__all__=["__metaclass__"], __metaclass__=type)
+        self.assertIs(type(self.box.load().UpdateNotification), type)
+
     def test_gives_its_own_objects_to_all_the_imports(self):
         module = self.box.load()
         for _, path, names in IMPORTS:

@@ -16,7 +16,7 @@ CALL = "void %s(void);\nvoid initKelvaro(void) { %s(); }\n"
 WRONG = {
     "too_many_bytes": (
         "__attribute__((used, visibility(\"hidden\"))) const char filler[100000] = {1};\n"
-        + INITIALISER, [], ["bytes, at most 94208: "]),
+        + INITIALISER, [], ["bytes, at most 95232: "]),
     "symbols_for_debuggers": (
         INITIALISER, ["-Wl,--emit-relocs"], ["sections for debuggers only, none: 1 (.symtab)"]),
     "a_second_exported_symbol": (

@@ -47,7 +47,8 @@ PyObject* Call::run(const QualifiedName& name, PyObject* module,
       error = PythonError::fetch();
     }
     // First, since what ends may run code that would lose a pending exception.
-    at.releaseAll();
+    at.endResults();
+    at.endLocals();
     std::move(error).restore();
     at.report();
     error = PythonError::fetch();
@@ -62,10 +63,11 @@ Call::Call(const QualifiedName& name, PyObject* module)
 }
 
 Call::~Call() {
-  releaseAll();
+  endResults();
   if (handled_) {
     setHandled(shared(outer_.type()), shared(outer_.value()), shared(outer_.traceback()));
   }
+  endLocals();
   Call** link = &newest_;
   while (*link != this) {  // calls of other threads may be newer
     link = &(*link)->older_;
@@ -118,9 +120,12 @@ void Call::release(Mark mark) {
   }
 }
 
-void Call::releaseAll() {
-  endResults();
-  release(kept_);
+void Call::endLocals() {
+  for (Mark place = kept_; place != locals_; ++place) {
+    PyObject* ended = std::exchange(*place, nullptr);
+    Py_XDECREF(ended);
+  }
+  locals_ = kept_;
 }
 
 void Call::refuse(PyObject* fresh) {
@@ -172,6 +177,7 @@ void Call::report() noexcept {
 }
 
 Caught::Caught(Call& at, PythonError& thrown) : at_(at) {
+  at.endResults();
   std::move(thrown).restore();
   at.report();
   at.reported_ = false;

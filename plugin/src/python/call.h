@@ -104,7 +104,8 @@ class Call {
   static constexpr std::size_t kMostKept = 64;
   void beginStatement();
   void endResults();
-  void releaseAll();
+  /// Ends the local variables, the first one first.
+  void endLocals();
   [[noreturn]] static void refuse(PyObject* fresh);
   /// Adds this call's entry to the traceback of the pending exception, once for an exception.
   void report() noexcept;

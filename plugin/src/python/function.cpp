@@ -239,7 +239,8 @@ PyTypeObject* functionType() {
 // The metaclass that a class statement calls.
 Ref metaclassOf(PyObject* bases) {
   if (PyTuple_GET_SIZE(bases) == 0) {
-    return Ref::share(reinterpret_cast<PyObject*>(&PyClass_Type));
+    PyObject* named = PyDict_GetItem(Call::running().globals(), "__metaclass__"_s.borrow());
+    return Ref::share(named != nullptr ? named : reinterpret_cast<PyObject*>(&PyClass_Type));
   }
   PyObject* base = PyTuple_GET_ITEM(bases, 0);
   PyObject* metaclass = PyObject_GetAttrString(base, "__class__");

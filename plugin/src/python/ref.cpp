@@ -31,7 +31,12 @@ void PythonError::restore() && {
                 std::exchange(traceback_, nullptr));
 }
 
-void raisePending() { throw PythonError::fetch(); }
+void raisePending() {
+  if (PyErr_Occurred() == nullptr) {
+    PyErr_SetString(PyExc_SystemError, "error return without exception set");
+  }
+  throw PythonError::fetch();
+}
 
 void raise(PyObject* type, const char* message) {
   PyErr_SetString(type, message);

@@ -34,7 +34,8 @@ class PythonError {
   PyObject* traceback_ = nullptr;
 };
 
-/// Throws the pending exception. The caller has seen a C API function fail, so there is one.
+/// Throws the pending exception, after a C API function has failed. Where foreign code has set
+/// none, it is a SystemError, as in the interpreter.
 [[noreturn]] void raisePending();
 
 /// Raises an exception of ours: a class of the interpreter with a message.
