@@ -64,8 +64,9 @@ PyObject* callNative(const PyMethodDef& method, PyObject* self, PyObject* const*
 // The keyword arguments of a call. The interpreter fills the dictionary from the last to the first.
 Ref dictOf(PyObject* const* pairs, int count) {
   Ref made = Ref::take(PyDict_New());
-  while (--count >= 0) {
-    require(PyDict_SetItem(made.borrow(), pairs[2 * count], pairs[2 * count + 1]));
+  for (PyObject* const* pair = pairs + std::ptrdiff_t{2} * count; pair != pairs;) {
+    pair -= 2;
+    require(PyDict_SetItem(made.borrow(), pair[0], pair[1]));
   }
   return made;
 }
@@ -229,18 +230,18 @@ PyObject* call(PyObject* callee, const Argument* arguments, int count) {
   PyObject* positional[kMostArguments];
   PyObject* keywords[2 * kMostArguments];
   int positionals = 0;
-  int named = 0;
+  PyObject** end = keywords;
   for (int index = 0; index < count; ++index) {
     const Argument& argument = arguments[index];
     if (!argument.keyword) {
       positional[positionals++] = argument.value.borrow();
       continue;
     }
-    keywords[2 * named] = argument.keyword.borrow();
-    keywords[2 * named + 1] = argument.value.borrow();
-    ++named;
+    *end++ = argument.keyword.borrow();
+    *end++ = argument.value.borrow();
   }
-  return call.keep(callWith(callee, positional, positionals, keywords, named));
+  return call.keep(
+      callWith(callee, positional, positionals, keywords, static_cast<int>(end - keywords) / 2));
 }
 
 PyObject* callMethod(PyObject* object, Str name) {
