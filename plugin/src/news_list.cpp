@@ -226,12 +226,13 @@ bool isPlainAscii(PyObject* object) {
                      [](char byte) { return static_cast<signed char>(byte) >= 0; });
 }
 
-// What a plain module has under a name, looked up without running Python code; None for others.
+Value orNone(PyObject* found) { return found == nullptr ? Value(none) : Value(found); }
+
+// What a plain module has under a name; None where it has nothing, and for all other objects.
 Local lookInto(const Local& module, Str name) {
-  PyObject* found = PyModule_CheckExact(module.borrow())
-                        ? PyDict_GetItem(PyModule_GetDict(module.borrow()), name.borrow())
-                        : nullptr;
-  return found == nullptr ? Value(none) : Value(found);
+  return PyModule_CheckExact(module.borrow())
+             ? orNone(PyDict_GetItem(PyModule_GetDict(module.borrow()), name.borrow()))
+             : none;
 }
 
 // Whether parseString is minidom's own: neither another function nor one that was given other code
@@ -275,8 +276,7 @@ void collect(const Local& document, const Local& news, Call& at) {
 }
 
 bool collectQuickly(const Local& source, const Local& news, Call& at) {
-  PyObject* found = findGlobal("xml"_s);
-  const Local xml = found == nullptr ? Value(none) : Value(found);
+  const Local xml = orNone(findGlobal("xml"_s));
   const Local minidom = lookInto(lookInto(xml, "dom"_s), "minidom"_s);
   // Other threads may run during the import: what is looked up after parseString has begun comes
   // after it.
@@ -284,7 +284,7 @@ bool collectQuickly(const Local& source, const Local& news, Call& at) {
       !importsItsParser(minidom)) {
     return false;
   }
-  found = findGlobal("vumodel"_s);
+  PyObject* found = findGlobal("vumodel"_s);
   if (found == nullptr || !isPlainAscii(found)) {
     return false;
   }
